@@ -28,8 +28,8 @@ extern double mf_value_max; ///< values above this magnitude draw a warning
 extern platform::SystemInfo mf_system; ///< platform facts gathered by VYR_init_ld
 
 /// Counters of the accounted allocator. Each is exact; two read together may be from different moments.
-extern std::atomic<std::uint64_t> mem_current; ///< bytes held through mf_malloc
-extern std::atomic<double> mem_peak;           ///< largest value of mem_current since VYR_init_ld
+extern std::atomic<std::uint64_t> mem_current;  ///< bytes held through mf_malloc
+extern std::atomic<double> mem_peak;            ///< largest value of mem_current since VYR_init_ld
 extern std::atomic<std::uint64_t> mem_snapshot; ///< mem_current at the last mf_mem_delta
 extern std::atomic<std::int32_t> alloc_count;   ///< successful allocations, heap and page
 extern std::atomic<std::int32_t> free_count;    ///< releases, heap and page
@@ -40,12 +40,12 @@ extern std::int64_t mf_n_p2;
 #ifdef VYR_TEST_HOOKS
 /// Seams of the test build: faults on demand and a replaceable memory status.
 struct TestHooks {
-    std::atomic<std::int64_t> fail_allocation_at{0}; ///< k > 0: the k-th allocation from now fails
-    bool fail_every_later_allocation = false;        ///< and so does every one after it
+    std::atomic<std::int64_t> fail_allocation_at{0};       ///< k > 0: the k-th allocation from now fails
+    bool fail_every_later_allocation = false;              ///< and so does every one after it
     const platform::MemoryStatus* memory_status = nullptr; ///< shown instead of the machine's
     bool memory_status_fails = false;
-    std::uint32_t os_major = 0;                      ///< shown instead of the system's when not 0
-    std::atomic<std::int64_t> fail_file_call_at{0};  ///< k > 0: the k-th factor file call from now fails
+    std::uint32_t os_major = 0;                     ///< shown instead of the system's when not 0
+    std::atomic<std::int64_t> fail_file_call_at{0}; ///< k > 0: the k-th factor file call from now fails
 };
 extern TestHooks mf_test_hooks;
 #endif

@@ -13,16 +13,19 @@ namespace vyr {
 
 /// Array of `count` trivial elements from mf_malloc, uninitialised; null when the memory cannot be had or
 /// the byte size does not fit. A count of 0 gives a valid pointer. Release with mf_free.
-template <typename T> [[nodiscard]] T* mf_array(std::int64_t count) noexcept {
+template <typename T>
+[[nodiscard]] T* mf_array(std::int64_t count) noexcept {
     static_assert(std::is_trivially_copyable_v<T>);
-    if (count < 0 || static_cast<std::uint64_t>(count) > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
+    if (count < 0 ||
+        static_cast<std::uint64_t>(count) > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
         return nullptr;
     const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(T);
     return static_cast<T*>(mf_malloc(bytes == 0 ? sizeof(T) : bytes));
 }
 
 /// Owns one array of mf_array and releases it on every path.
-template <typename T> class Buffer {
+template <typename T>
+class Buffer {
 public:
     Buffer() noexcept = default;
     explicit Buffer(std::int64_t count) noexcept : data_(mf_array<T>(count)), count_(data_ ? count : 0) {}

@@ -43,9 +43,10 @@ int mf_mem_check(double need_bytes, bool lenient, double& ratio_out) noexcept {
         return -1;
     }
     if (ratio_out > 1.1) {
-        mf_message(lenient ? "\r\nWARNING!!!\tThe available physical memory is %6g(Mb). Need %6g(Mb) spaces.\r\n"
-                           : "\r\nWARNING!!!\tThe available physical memory is %6g(Mb). "
-                             "Using %6g(Mb) page files.\r\n",
+        mf_message(lenient
+                       ? "\r\nWARNING!!!\tThe available physical memory is %6g(Mb). Need %6g(Mb) spaces.\r\n"
+                       : "\r\nWARNING!!!\tThe available physical memory is %6g(Mb). "
+                         "Using %6g(Mb) page files.\r\n",
                    physical / MEGABYTE, (need_bytes - physical) / MEGABYTE);
     }
     return 0;

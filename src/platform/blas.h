@@ -1,8 +1,8 @@
 // The crossing to BLAS and LAPACK: prototypes in the reference convention and wrappers that take values.
 //
 // Matrices are column-major. Dimensions and leading dimensions are BLAS integers (32-bit); the offsets inside
-// a matrix are formed by the library in 64 bits. Called from inside a parallel region the OpenMP build runs on
-// the calling thread alone.
+// a matrix are formed by the library in 64 bits. Called from inside a parallel region the OpenMP build runs
+// on the calling thread alone.
 #pragma once
 
 #include <cstdint>
@@ -42,13 +42,13 @@ inline Int potrf(char uplo, Int n, double* a, Int lda) noexcept {
     return info;
 }
 
-inline void trsm(char side, char uplo, char trans, char diag, Int m, Int n, double alpha, const double* a, Int lda,
-                 double* b, Int ldb) noexcept {
+inline void trsm(char side, char uplo, char trans, char diag, Int m, Int n, double alpha, const double* a,
+                 Int lda, double* b, Int ldb) noexcept {
     dtrsm_(&side, &uplo, &trans, &diag, &m, &n, &alpha, a, &lda, b, &ldb);
 }
 
-inline void syrk(char uplo, char trans, Int n, Int k, double alpha, const double* a, Int lda, double beta, double* c,
-                 Int ldc) noexcept {
+inline void syrk(char uplo, char trans, Int n, Int k, double alpha, const double* a, Int lda, double beta,
+                 double* c, Int ldc) noexcept {
     dsyrk_(&uplo, &trans, &n, &k, &alpha, a, &lda, &beta, c, &ldc);
 }
 
@@ -62,7 +62,8 @@ inline void gemv(char trans, Int m, Int n, double alpha, const double* a, Int ld
     dgemv_(&trans, &m, &n, &alpha, a, &lda, x, &incx, &beta, y, &incy);
 }
 
-inline void trsv(char uplo, char trans, char diag, Int n, const double* a, Int lda, double* x, Int incx) noexcept {
+inline void trsv(char uplo, char trans, char diag, Int n, const double* a, Int lda, double* x,
+                 Int incx) noexcept {
     dtrsv_(&uplo, &trans, &diag, &n, a, &lda, x, &incx);
 }
 

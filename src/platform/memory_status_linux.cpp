@@ -40,7 +40,8 @@ std::uint64_t group_bytes(const char* directory, const char* name) noexcept {
 }
 
 /// What is left of one control group's limit.
-std::uint64_t group_remaining(const char* directory, const char* limit_name, const char* usage_name) noexcept {
+std::uint64_t group_remaining(const char* directory, const char* limit_name,
+                              const char* usage_name) noexcept {
     const std::uint64_t limit = group_bytes(directory, limit_name);
     const std::uint64_t usage = group_bytes(directory, usage_name);
     if (limit == NO_LIMIT || usage == NO_LIMIT) return NO_LIMIT;
@@ -71,7 +72,8 @@ std::uint64_t control_group_remaining() noexcept {
         char* next = std::strchr(line, '\n');
         if (next != nullptr) *next++ = '\0';
         if (std::strncmp(line, "0::", 3) == 0) {
-            least = std::min(least, hierarchy_remaining("/sys/fs/cgroup", line + 3, "memory.max", "memory.current"));
+            least = std::min(least,
+                             hierarchy_remaining("/sys/fs/cgroup", line + 3, "memory.max", "memory.current"));
         } else if (const char* memory = std::strstr(line, ":memory:")) {
             least = std::min(least, hierarchy_remaining("/sys/fs/cgroup/memory", memory + 8,
                                                         "memory.limit_in_bytes", "memory.usage_in_bytes"));
@@ -88,7 +90,8 @@ std::uint64_t available_address_space() noexcept {
     if (getrlimit(RLIMIT_AS, &address_space) == 0 && address_space.rlim_cur != RLIM_INFINITY)
         limit = std::min<std::uint64_t>(limit, address_space.rlim_cur);
     char status[4096];
-    const std::uint64_t used = read_text("/proc/self/status", status, sizeof status) ? table_bytes(status, "VmSize:") : 0;
+    const std::uint64_t used =
+        read_text("/proc/self/status", status, sizeof status) ? table_bytes(status, "VmSize:") : 0;
     return limit > used ? limit - used : 0;
 }
 

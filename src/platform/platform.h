@@ -28,8 +28,8 @@ struct SystemInfo {
     std::uint32_t allocation_granularity = 4096; ///< bytes
     std::uint32_t processor_level = 0;
     std::uint32_t processor_revision = 0;
-    std::uint32_t os_major = 0;        ///< operating-system major version
-    char current_directory[260] = {};  ///< empty when it cannot be had
+    std::uint32_t os_major = 0;       ///< operating-system major version
+    char current_directory[260] = {}; ///< empty when it cannot be had
 };
 
 void system_info(SystemInfo& info) noexcept;

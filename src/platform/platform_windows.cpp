@@ -5,8 +5,8 @@
 
 #include <malloc.h>
 #define WIN32_LEAN_AND_MEAN
-#include <windows.h>
 #include <psapi.h>
+#include <windows.h>
 
 namespace vyr::platform {
 

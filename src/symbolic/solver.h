@@ -23,19 +23,19 @@ enum NodeFlag : std::uint32_t {
 
 /// One supernode: npiv consecutive pivot columns with a common row structure. Its front has npiv + nupd rows.
 struct mf_snode {
-    std::int64_t start;         ///< position of the block in the factor storage, doubles
-    std::uint32_t flags;        ///< NodeFlag bits
-    std::uint32_t reserved;     ///< 0
-    std::int32_t level;         ///< 0 for a leaf, otherwise 1 + the largest level of the children
-    std::int32_t npiv;          ///< width: pivot columns
-    std::int32_t nupd;          ///< update rows, the rows below the pivot columns
-    std::int32_t child_count;   ///< child supernodes
-    std::int32_t anc_count;     ///< length of anc_rows; 0 for a root
-    std::int32_t* rows;         ///< npiv + nupd row indices: own columns, then the update rows, ascending
-    std::int32_t* rel_index;    ///< npiv + nupd; from npiv on: place of each update row in the parent's rows
-    std::int32_t* anc_rows;     ///< anc_count: update rows that are columns of the parent, of its parent, ...
-    double* factor_block;       ///< npiv x (npiv + nupd), column-major, leading dimension npiv; U = L^T
-    std::uint64_t block_bytes;  ///< size of a separately allocated block; 0 when it points into lu_values
+    std::int64_t start;        ///< position of the block in the factor storage, doubles
+    std::uint32_t flags;       ///< NodeFlag bits
+    std::uint32_t reserved;    ///< 0
+    std::int32_t level;        ///< 0 for a leaf, otherwise 1 + the largest level of the children
+    std::int32_t npiv;         ///< width: pivot columns
+    std::int32_t nupd;         ///< update rows, the rows below the pivot columns
+    std::int32_t child_count;  ///< child supernodes
+    std::int32_t anc_count;    ///< length of anc_rows; 0 for a root
+    std::int32_t* rows;        ///< npiv + nupd row indices: own columns, then the update rows, ascending
+    std::int32_t* rel_index;   ///< npiv + nupd; from npiv on: place of each update row in the parent's rows
+    std::int32_t* anc_rows;    ///< anc_count: update rows that are columns of the parent, of its parent, ...
+    double* factor_block;      ///< npiv x (npiv + nupd), column-major, leading dimension npiv; U = L^T
+    std::uint64_t block_bytes; ///< size of a separately allocated block; 0 when it points into lu_values
 
     std::int32_t first() const noexcept { return rows[0]; }
     std::int32_t n_rows() const noexcept { return npiv + nupd; }
@@ -49,33 +49,33 @@ struct mf_snode {
 /// array is accounted and owned by the object.
 struct mf_solver {
     // Symbolic fields.
-    std::int64_t factor_entries;     ///< doubles in the factor storage
-    std::int64_t largest_front;      ///< doubles: max n_rows * npiv, or max n_rows * 16 out of core
-    std::int64_t* value_map;         ///< n_input: position of each stored input entry in the factor storage
-    std::int32_t* snode_work;        ///< n_snodes
-    std::int32_t n;                  ///< rows
-    std::int32_t n_cols;             ///< columns
-    std::int32_t n_input;            ///< stored input entries
+    std::int64_t factor_entries; ///< doubles in the factor storage
+    std::int64_t largest_front;  ///< doubles: max n_rows * npiv, or max n_rows * 16 out of core
+    std::int64_t* value_map;     ///< n_input: position of each stored input entry in the factor storage
+    std::int32_t* snode_work;    ///< n_snodes
+    std::int32_t n;              ///< rows
+    std::int32_t n_cols;         ///< columns
+    std::int32_t n_input;        ///< stored input entries
     std::int32_t n_snodes;
-    std::int32_t largest_update;     ///< max nupd
-    std::int32_t stack_depth;        ///< most update matrices alive at once on the update stack
-    std::int64_t update_stack_peak;  ///< most doubles alive at once on the update stack
-    std::int32_t max_level;          ///< largest level of a root
-    std::int32_t* parent;            ///< n: elimination tree, -1 for roots
-    std::int32_t root_count;         ///< trees in the elimination forest
-    std::int32_t* child_count;       ///< n; null once the analysis is done
-    std::int32_t* column_count;      ///< n; null once the analysis is done
-    std::int32_t* node_work;         ///< max(2, 2 m) * n, m the partition count: 2 n scratch integers a task
-    std::int32_t* snode_parent;      ///< n_snodes, -1 for roots
-    std::int32_t* column_map;        ///< n: supernode of each column
-    std::int32_t* perm;              ///< n + 1, the first n used: perm[new] = old
-    std::int32_t partition_count;    ///< m: number of tasks, the top task included
-    mf_snode* snodes;                ///< n_snodes, every child before its parent
-    std::int64_t storage_cursor;     ///< 0 after the analysis
-    double* lu_values;               ///< factor_entries, in core only
-    double* front_work;              ///< largest_front, L D L^T only
-    double* update_stack;            ///< update_stack_peak, mapped core mode only
-    double* diag_values;             ///< n, pivot order: diagonal of the factor, -DBL_MAX where not computed
+    std::int32_t largest_update;    ///< max nupd
+    std::int32_t stack_depth;       ///< most update matrices alive at once on the update stack
+    std::int64_t update_stack_peak; ///< most doubles alive at once on the update stack
+    std::int32_t max_level;         ///< largest level of a root
+    std::int32_t* parent;           ///< n: elimination tree, -1 for roots
+    std::int32_t root_count;        ///< trees in the elimination forest
+    std::int32_t* child_count;      ///< n; null once the analysis is done
+    std::int32_t* column_count;     ///< n; null once the analysis is done
+    std::int32_t* node_work;        ///< max(2, 2 m) * n, m the partition count: 2 n scratch integers a task
+    std::int32_t* snode_parent;     ///< n_snodes, -1 for roots
+    std::int32_t* column_map;       ///< n: supernode of each column
+    std::int32_t* perm;             ///< n + 1, the first n used: perm[new] = old
+    std::int32_t partition_count;   ///< m: number of tasks, the top task included
+    mf_snode* snodes;               ///< n_snodes, every child before its parent
+    std::int64_t storage_cursor;    ///< 0 after the analysis
+    double* lu_values;              ///< factor_entries, in core only
+    double* front_work;             ///< largest_front, L D L^T only
+    double* update_stack;           ///< update_stack_peak, mapped core mode only
+    double* diag_values;            ///< n, pivot order: diagonal of the factor, -DBL_MAX where not computed
 
     // Slabs that the supernode records point into.
     std::int32_t* row_slab;
@@ -83,34 +83,34 @@ struct mf_solver {
     std::int32_t* anc_slab;
 
     // Schedule of the parallel factorization.
-    std::int32_t n_threads;          ///< OpenMP threads at analysis time
-    std::int32_t n_tasks;            ///< subtree tasks and the top task, which is the last
-    std::int32_t* task_offset;       ///< n_tasks + 1 positions in task_nodes
-    std::int32_t* task_nodes;        ///< n_snodes node numbers, ascending within a task
-    double** task_work;              ///< n_tasks work blocks inside task_work_block
+    std::int32_t n_threads;    ///< OpenMP threads at analysis time
+    std::int32_t n_tasks;      ///< subtree tasks and the top task, which is the last
+    std::int32_t* task_offset; ///< n_tasks + 1 positions in task_nodes
+    std::int32_t* task_nodes;  ///< n_snodes node numbers, ascending within a task
+    double** task_work;        ///< n_tasks work blocks inside task_work_block
     double* task_work_block;
-    std::int64_t task_work_entries;  ///< doubles in task_work_block
-    bool task_work_blocked;          ///< the work blocks were sized for the blocked update variant
-    double critical_share;           ///< nodes with NODE_SHARED / all nodes
+    std::int64_t task_work_entries; ///< doubles in task_work_block
+    bool task_work_blocked;         ///< the work blocks were sized for the blocked update variant
+    double critical_share;          ///< nodes with NODE_SHARED / all nodes
 
     // Numeric fields.
-    bool lu_values_zero;             ///< lu_values is fresh from the system and still all zero
-    std::int32_t* pivot_index;       ///< n, L D L^T only: chosen row of each pivot, counted from its node's first
-    double* work_block;              ///< ldw x ldw, L D L^T only
-    std::int64_t update_top;         ///< doubles in use on update_stack
-    std::int32_t* update_nodes;      ///< nodes whose update is on the stack, the last one on top
+    bool lu_values_zero;        ///< lu_values is fresh from the system and still all zero
+    std::int32_t* pivot_index;  ///< n, L D L^T only: chosen row of each pivot, counted from its node's first
+    double* work_block;         ///< ldw x ldw, L D L^T only
+    std::int64_t update_top;    ///< doubles in use on update_stack
+    std::int32_t* update_nodes; ///< nodes whose update is on the stack, the last one on top
     std::int32_t n_update_nodes;
-    std::int32_t map_count;          ///< mapped core mode: mappings made
-    double map_megabytes;            ///< mapped core mode: size mapped
-    void* map_base;                  ///< mapped core mode: always null
+    std::int32_t map_count; ///< mapped core mode: mappings made
+    double map_megabytes;   ///< mapped core mode: size mapped
+    void* map_base;         ///< mapped core mode: always null
 
     // Factor files.
-    std::int32_t file_count;         ///< next file to write; afterwards the number of files
-    std::int64_t file_max_bytes;     ///< size of the largest file
-    void* file_buffer;               ///< read buffer of file_max_bytes bytes
+    std::int32_t file_count;     ///< next file to write; afterwards the number of files
+    std::int64_t file_max_bytes; ///< size of the largest file
+    void* file_buffer;           ///< read buffer of file_max_bytes bytes
     std::int64_t file_buffer_bytes;
-    std::int64_t file_doubles;       ///< doubles written to files
-    double* solve_work;              ///< n, out-of-core solves only
+    std::int64_t file_doubles; ///< doubles written to files
+    double* solve_work;        ///< n, out-of-core solves only
 
     /// Order of the work blocks' square: the largest update.
     std::int64_t ldw() const noexcept { return largest_update; }

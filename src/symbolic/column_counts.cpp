@@ -1,0 +1,58 @@
+#include "symbolic/column_counts.h"
+
+#include "memory/buffer.h"
+
+namespace vyr {
+
+namespace {
+
+/// Root of `node`'s set in the path-compressed ancestor forest.
+std::int32_t find_root(std::int32_t node, std::int32_t* ancestor) noexcept {
+    std::int32_t root = node;
+    while (ancestor[root] != root) root = ancestor[root];
+    while (ancestor[node] != root) {
+        const std::int32_t up = ancestor[node];
+        ancestor[node] = root;
+        node = up;
+    }
+    return root;
+}
+
+} // namespace
+
+// J. R. Gilbert, E. G. Ng and B. W. Peyton, "An efficient algorithm to compute row and column counts for
+// sparse Cholesky factorization", SIAM J. Matrix Anal. Appl. 15 (1994). Row i of L is a subtree of the
+// elimination tree rooted at i; its leaves are found from first descendants, and each pair of neighbouring
+// leaves is corrected at its least common ancestor. Differences are kept per node and summed towards the
+// root. The tree is postordered, so the numbering itself is the traversal.
+bool mf_colcount(const FullPattern& full, const std::int32_t* inverse, mf_solver& solver) noexcept {
+    const std::int32_t n = solver.n;
+    const std::int32_t* parent = solver.parent;
+    std::int32_t* count = solver.column_count;
+    Buffer<std::int32_t> first_descendant(n, -1), largest_first(n, -1), previous_leaf(n, -1), ancestor(n);
+    if (!first_descendant || !largest_first || !previous_leaf || !ancestor) return false;
+
+    for (std::int32_t j = 0; j < n; ++j) {
+        ancestor[j] = j;
+        count[j] = first_descendant[j] == -1 ? 1 : 0; // a leaf counts itself
+        for (std::int32_t k = j; k != -1 && first_descendant[k] == -1; k = parent[k]) first_descendant[k] = j;
+    }
+    for (std::int32_t j = 0; j < n; ++j) {
+        if (parent[j] != -1) --count[parent[j]];
+        const std::int32_t column = solver.perm[j];
+        for (std::int32_t e = full.col_ptr[column]; e < full.col_ptr[column + 1]; ++e) {
+            const std::int32_t i = inverse[full.row_ind[e]];
+            if (i <= j || first_descendant[j] <= largest_first[i]) continue;
+            largest_first[i] = first_descendant[j];
+            ++count[j];
+            if (previous_leaf[i] != -1) --count[find_root(previous_leaf[i], ancestor.get())];
+            previous_leaf[i] = j;
+        }
+        if (parent[j] != -1) ancestor[j] = parent[j];
+    }
+    for (std::int32_t j = 0; j < n; ++j)
+        if (parent[j] != -1) count[parent[j]] += count[j];
+    return true;
+}
+
+} // namespace vyr

@@ -1,0 +1,72 @@
+#include "symbolic/graph_compress.h"
+
+// Idea: C. Ashcraft, "Compressed graphs and the minimum degree algorithm", SIAM J. Sci. Comput. 16 (1995).
+// Only vertices with identical closed neighbourhoods are merged here.
+
+namespace vyr {
+
+namespace {
+
+/// Numbers the groups; `representative` receives the first vertex of each. Candidates of j's group are j's
+/// larger neighbours. Members share j's closed neighbourhood, so a member adds no candidate of its own.
+void find_groups(std::int32_t n, const std::int32_t* xadj, const std::int32_t* adjacency,
+                 const std::uint32_t* hash, std::int32_t* seen_from, CompressedGraph& compressed,
+                 std::int32_t* representative) noexcept {
+    std::int32_t* group = compressed.group.get();
+    for (std::int32_t j = 0; j < n; ++j) {
+        if (group[j] >= 0) continue;
+        const std::int32_t new_group = compressed.n_groups++;
+        representative[new_group] = j;
+        group[j] = new_group;
+        seen_from[j] = j;
+        for (std::int32_t k = xadj[j]; k < xadj[j + 1]; ++k) seen_from[adjacency[k]] = j;
+        for (std::int32_t k = xadj[j]; k < xadj[j + 1]; ++k) {
+            const std::int32_t c = adjacency[k];
+            if (c < j || group[c] >= 0 || hash[c] != hash[j] ||
+                xadj[c + 1] - xadj[c] != xadj[j + 1] - xadj[j])
+                continue;
+            bool same = true;
+            for (std::int32_t l = xadj[c]; same && l < xadj[c + 1]; ++l) same = seen_from[adjacency[l]] == j;
+            if (same) group[c] = new_group;
+        }
+    }
+}
+
+} // namespace
+
+bool mf_graph_compress(std::int32_t n, const std::int32_t* xadj, const std::int32_t* adjacency,
+                       CompressedGraph& compressed) noexcept {
+    compressed.n_groups = 0;
+    compressed.group = Buffer<std::int32_t>(n, -1);
+    Buffer<std::int32_t> representative(n), seen_from(n, -1);
+    Buffer<std::uint32_t> hash(n);
+    if (!compressed.group || !representative || !seen_from || !hash) return false;
+    for (std::int32_t j = 0; j < n; ++j) {
+        hash[j] = static_cast<std::uint32_t>(j);
+        for (std::int32_t k = xadj[j]; k < xadj[j + 1]; ++k)
+            hash[j] += static_cast<std::uint32_t>(adjacency[k]);
+    }
+    find_groups(n, xadj, adjacency, hash.get(), seen_from.get(), compressed, representative.get());
+    const std::int32_t n_groups = compressed.n_groups;
+    if (n_groups == n) return true;
+
+    compressed.xadj = Buffer<std::int32_t>(std::int64_t{n_groups} + 1);
+    compressed.adjacency = Buffer<std::int32_t>(xadj[n]);
+    compressed.weights = Buffer<std::int32_t>(n_groups, 0);
+    if (!compressed.xadj || !compressed.adjacency || !compressed.weights) return false;
+    for (std::int32_t j = 0; j < n; ++j) ++compressed.weights[compressed.group[j]];
+    std::int32_t place = 0;
+    for (std::int32_t g = 0; g < n_groups; ++g) {
+        compressed.xadj[g] = place;
+        const std::int32_t j = representative[g];
+        for (std::int32_t k = xadj[j]; k < xadj[j + 1]; ++k) {
+            const std::int32_t c = adjacency[k];
+            const std::int32_t other = compressed.group[c];
+            if (other != g && representative[other] == c) compressed.adjacency[place++] = other;
+        }
+    }
+    compressed.xadj[n_groups] = place;
+    return true;
+}
+
+} // namespace vyr

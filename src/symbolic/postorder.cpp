@@ -1,0 +1,69 @@
+#include "symbolic/postorder.h"
+
+#include "memory/buffer.h"
+
+#include <algorithm>
+
+namespace vyr {
+
+namespace {
+
+/// Emits one tree: down through first children to a leaf; after a node its next sibling's leaf, or its
+/// parent.
+std::int32_t emit_tree(std::int32_t root, const std::int32_t* parent, const std::int32_t* head,
+                       const std::int32_t* next, std::int32_t position, std::int32_t* post) noexcept {
+    std::int32_t node = root;
+    for (;;) {
+        while (head[node] != -1) node = head[node];
+        post[position++] = node;
+        while (node != root && next[node] == -1) {
+            node = parent[node];
+            post[position++] = node;
+        }
+        if (node == root) return position;
+        node = next[node];
+    }
+}
+
+} // namespace
+
+bool mf_postorder(mf_solver& solver) noexcept {
+    const std::int32_t n = solver.n;
+    std::int32_t* parent = solver.parent;
+    Buffer<std::int32_t> head(n, -1), next(n, -1), post(n), inverse(n), renumbered(n);
+    if (!head || !next || !post || !inverse || !renumbered) return false;
+
+    std::fill_n(solver.child_count, n, 0);
+    std::int32_t last_root = -1; // roots are linked in the order they are met: decreasing
+    std::int32_t first_root = -1;
+    for (std::int32_t j = n - 1; j >= 0; --j) {
+        if (parent[j] != -1) {
+            next[j] = head[parent[j]];
+            head[parent[j]] = j;
+            ++solver.child_count[parent[j]];
+        } else if (last_root == -1) {
+            first_root = last_root = j;
+        } else {
+            next[last_root] = j;
+            last_root = j;
+        }
+    }
+
+    std::int32_t position = 0;
+    for (std::int32_t root = first_root; root != -1; root = next[root])
+        position = emit_tree(root, parent, head.get(), next.get(), position, post.get());
+
+    for (std::int32_t k = 0; k < n; ++k) inverse[post[k]] = k;
+    const auto renumber = [&](std::int32_t* array) {
+        for (std::int32_t k = 0; k < n; ++k) renumbered[k] = array[post[k]];
+        std::copy_n(renumbered.get(), n, array);
+    };
+    renumber(parent);
+    for (std::int32_t k = 0; k < n; ++k)
+        if (parent[k] != -1) parent[k] = inverse[parent[k]];
+    renumber(solver.child_count);
+    renumber(solver.perm);
+    return true;
+}
+
+} // namespace vyr
