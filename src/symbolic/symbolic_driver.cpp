@@ -50,6 +50,7 @@ bool map_caller_entries(const InputPattern& input, mf_solver& solver) noexcept {
     for (std::int32_t e = 0; e < input.n_caller_entries; ++e)
         caller_map[e] = solver.value_map[input.entry_of[e]];
     mf_free(std::exchange(solver.value_map, caller_map));
+    solver.repeated_entries = true;
     return true;
 }
 

@@ -1,0 +1,23 @@
+// Tuning constants of the numeric phase and the solves, each with unit, reason and measurement.
+#pragma once
+
+#include <cstdint>
+
+namespace vyr::tuning {
+
+/// Pivots up to which a front is eliminated, and a triangular block solved, by our own vector loops.
+inline constexpr std::int32_t BASE_PIVOTS = 32;
+
+/// Update rows up to which a front of at most BASE_PIVOTS pivots forms its update by our own loops.
+inline constexpr std::int32_t SMALL_UPDATE_ROWS = 96;
+
+/// Columns of an update formed and added at a time.
+inline constexpr std::int32_t STRIP_COLUMNS = 128;
+
+/// Operations from which the strips of a front are offered to other threads.
+inline constexpr double SHARED_FRONT_FLOPS = 4e6;
+
+/// Bytes of factor storage a thread zeroes or touches at a time.
+inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;
+
+} // namespace vyr::tuning

@@ -1,0 +1,159 @@
+#include "numeric/vector_loops.h"
+
+#include "numeric/tuning.h"
+
+#include <cmath>
+#include <cstring>
+
+// The bodies are written once with 8-lane vectors and inlined into one set of functions per instruction set.
+#define VYR_INLINE [[gnu::always_inline]] static inline
+#define VYR_AVX512 [[gnu::target("avx512f,avx512dq,avx512vl,fma")]]
+#define VYR_AVX2 [[gnu::target("avx2,fma")]]
+
+namespace vyr {
+
+namespace {
+
+constexpr std::int32_t LANES = 8;
+constexpr std::int32_t MAX_PIVOTS = tuning::BASE_PIVOTS;
+constexpr std::int32_t MAX_PADDED = (tuning::SMALL_UPDATE_ROWS + LANES - 1) / LANES * LANES;
+
+/// Eight doubles; loads and stores need no alignment beyond that of a double.
+using Vec = double __attribute__((vector_size(LANES * sizeof(double)), aligned(alignof(double)), may_alias));
+
+VYR_INLINE Vec& vec(double* p) noexcept {
+    return *reinterpret_cast<Vec*>(p);
+}
+VYR_INLINE const Vec& vec(const double* p) noexcept {
+    return *reinterpret_cast<const Vec*>(p);
+}
+
+/// Writes C^T, n rows of `padded` doubles, zero beyond m.
+VYR_INLINE void transpose(std::int32_t n, std::int32_t m, const double* c, std::int32_t ldc, double* rows,
+                          std::int32_t padded) noexcept {
+    for (std::int32_t j = 0; j < m; ++j)
+        for (std::int32_t k = 0; k < n; ++k) rows[k * padded + j] = c[k + static_cast<std::int64_t>(j) * ldc];
+    for (std::int32_t j = m; j < padded; ++j)
+        for (std::int32_t k = 0; k < n; ++k) rows[k * padded + j] = 0;
+}
+
+/// Row k of the factor at a time: its scaled rest is subtracted from the rows below (right-looking), on a
+/// transposed copy so that a row is contiguous.
+VYR_INLINE std::int32_t cholesky_body(std::int32_t n, double* a, std::int32_t ld) noexcept {
+    double rows[MAX_PIVOTS * MAX_PIVOTS];
+    const std::int32_t padded = (n + LANES - 1) / LANES * LANES;
+    for (std::int32_t k = 0; k < n; ++k) {
+        for (std::int32_t j = 0; j < k; ++j) rows[k * padded + j] = 0;
+        for (std::int32_t j = k; j < n; ++j) rows[k * padded + j] = a[k + static_cast<std::int64_t>(j) * ld];
+        for (std::int32_t j = n; j < padded; ++j) rows[k * padded + j] = 0;
+    }
+    std::int32_t info = 0;
+    for (std::int32_t k = 0; k < n; ++k) {
+        double* row = rows + k * padded;
+        const double pivot = row[k];
+        if (!(pivot > 0)) { // also when it is not a number
+            info = k + 1;
+            break;
+        }
+        const double root = std::sqrt(pivot);
+        row[k] = root;
+        for (std::int32_t j = k + 1; j < n; ++j) row[j] /= root;
+        for (std::int32_t i = k + 1; i < n; ++i) {
+            double* target = rows + i * padded;
+            const double factor = row[i];
+            for (std::int32_t j = i / LANES * LANES; j < padded; j += LANES)
+                vec(target + j) -= factor * vec(row + j);
+        }
+    }
+    for (std::int32_t k = 0; k < n; ++k)
+        for (std::int32_t j = k; j < n; ++j) a[k + static_cast<std::int64_t>(j) * ld] = rows[k * padded + j];
+    return info;
+}
+
+/// Forward substitution for eight right-hand sides at a time, held transposed; a row takes all earlier rows
+/// in one sweep of the accumulator.
+VYR_INLINE void solve_body(std::int32_t n, const double* u, std::int32_t ld, std::int32_t m, double* c,
+                           std::int32_t ldc) noexcept {
+    double inverse[MAX_PIVOTS];
+    for (std::int32_t k = 0; k < n; ++k) inverse[k] = 1.0 / u[k + static_cast<std::int64_t>(k) * ld];
+    constexpr std::int32_t WIDTH = 2 * LANES;
+    for (std::int32_t j0 = 0; j0 < m; j0 += WIDTH) {
+        const std::int32_t n_columns = m - j0 < WIDTH ? m - j0 : WIDTH;
+        double* block = c + static_cast<std::int64_t>(j0) * ldc;
+        double x[MAX_PIVOTS * WIDTH];
+        transpose(n, n_columns, block, ldc, x, WIDTH);
+        for (std::int32_t k = 0; k < n; ++k) {
+            const double* column = u + static_cast<std::int64_t>(k) * ld;
+            Vec low = vec(x + k * WIDTH), high = vec(x + k * WIDTH + LANES);
+            for (std::int32_t l = 0; l < k; ++l) {
+                low -= column[l] * vec(x + l * WIDTH);
+                high -= column[l] * vec(x + l * WIDTH + LANES);
+            }
+            vec(x + k * WIDTH) = low * inverse[k];
+            vec(x + k * WIDTH + LANES) = high * inverse[k];
+        }
+        for (std::int32_t j = 0; j < n_columns; ++j)
+            for (std::int32_t k = 0; k < n; ++k)
+                block[k + static_cast<std::int64_t>(j) * ldc] = x[k * WIDTH + j];
+    }
+}
+
+/// Tiles of 8 rows by 4 columns in registers over the whole depth; the triangle's ragged edge is masked by
+/// the length copied out.
+VYR_INLINE void update_body(std::int32_t n, std::int32_t m, const double* c, std::int32_t ldc, double* w,
+                            std::int32_t ldw) noexcept {
+    constexpr std::int32_t TILE = 4;
+    double rows[MAX_PIVOTS * MAX_PADDED];
+    const std::int32_t padded = (m + LANES - 1) / LANES * LANES;
+    transpose(n, m, c, ldc, rows, padded);
+    for (std::int32_t j0 = 0; j0 < m; j0 += TILE) {
+        const std::int32_t n_columns = m - j0 < TILE ? m - j0 : TILE;
+        for (std::int32_t i0 = 0; i0 < j0 + n_columns; i0 += LANES) {
+            Vec sum[TILE] = {};
+            for (std::int32_t k = 0; k < n; ++k) {
+                const double* row = rows + k * padded;
+                const Vec left = vec(row + i0);
+                for (std::int32_t q = 0; q < TILE; ++q) sum[q] -= left * row[j0 + q];
+            }
+            for (std::int32_t q = 0; q < n_columns; ++q) {
+                double* target = w + i0 + static_cast<std::int64_t>(j0 + q) * ldw;
+                const std::int32_t n_rows = j0 + q + 1 - i0;
+                if (n_rows >= LANES) {
+                    vec(target) = sum[q];
+                } else {
+                    for (std::int32_t i = 0; i < n_rows; ++i) target[i] = sum[q][i];
+                }
+            }
+        }
+    }
+}
+
+#define VYR_BUILD_LOOPS(name, target)                                                                        \
+    target std::int32_t cholesky_##name(std::int32_t n, double* a, std::int32_t ld) noexcept {               \
+        return cholesky_body(n, a, ld);                                                                      \
+    }                                                                                                        \
+    target void solve_##name(std::int32_t n, const double* u, std::int32_t ld, std::int32_t m, double* c,    \
+                             std::int32_t ldc) noexcept {                                                    \
+        solve_body(n, u, ld, m, c, ldc);                                                                     \
+    }                                                                                                        \
+    target void update_##name(std::int32_t n, std::int32_t m, const double* c, std::int32_t ldc, double* w,  \
+                              std::int32_t ldw) noexcept {                                                   \
+        update_body(n, m, c, ldc, w, ldw);                                                                   \
+    }                                                                                                        \
+    constexpr VectorLoops LOOPS_##name{cholesky_##name, solve_##name, update_##name};
+
+VYR_BUILD_LOOPS(baseline, )
+VYR_BUILD_LOOPS(avx2, VYR_AVX2)
+VYR_BUILD_LOOPS(avx512, VYR_AVX512)
+
+} // namespace
+
+const VectorLoops& mf_vector_loops() noexcept {
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl"))
+        return LOOPS_avx512;
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return LOOPS_avx2;
+    return LOOPS_baseline;
+}
+
+} // namespace vyr
