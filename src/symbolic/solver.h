@@ -95,6 +95,7 @@ struct mf_solver {
 
     // Numeric fields.
     bool lu_values_zero;        ///< lu_values is fresh from the system and still all zero
+    bool repeated_entries;      ///< several input entries may share a position in value_map
     std::int32_t* pivot_index;  ///< n, L D L^T only: chosen row of each pivot, counted from its node's first
     double* work_block;         ///< ldw x ldw, L D L^T only
     std::int64_t update_top;    ///< doubles in use on update_stack
