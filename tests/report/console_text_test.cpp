@@ -58,8 +58,14 @@ TEST_F(ConsoleTextTest, FailureTextsSayWhatHappenedAndWhereToFindHelp) {
          "\r\n\r\n\tThe matrix is not symmetric positive definite.Please change the parameters."},
         {VYR_ERR_ILL_CONDITIONED, "\r\n\r\n\tThe matrix is ill-conditioned.Please change the parameters."}};
     for (const auto& [status, text] : texts) EXPECT_EQ(failure_text(status), text + SUPPORT_LINE) << status;
-    for (const Status status : {VYR_ERR_HANDLE, VYR_ERR_TYPE, VYR_ERR_BUFFER, VYR_ERR_SMALL_PIVOT,
-                                VYR_ERR_GROWTH, VYR_ERR_MAPPING, 3})
+    const Status others[] = {VYR_ERR_HANDLE,
+                             VYR_ERR_TYPE,
+                             VYR_ERR_BUFFER,
+                             VYR_ERR_SMALL_PIVOT,
+                             VYR_ERR_GROWTH,
+                             VYR_ERR_MAPPING,
+                             3};
+    for (const Status status : others)
         EXPECT_EQ(failure_text(status), "\r\n\tERROR at NUMERIC FACTORIZATION. ERROR CODE:" +
                                             std::to_string(status) + "\r\n" + SUPPORT_LINE);
     EXPECT_EQ(failure_text(VYR_OK), "");

@@ -39,7 +39,7 @@ struct Report {
 } // namespace
 
 TEST(PivotReport, ReturnsPivotsInTheCallersOrderAndMarksTheMissing) {
-    for (const int status : {0, VYR_ERR_NOT_SPD}) {
+    for (const int status : {int{VYR_OK}, int{VYR_ERR_NOT_SPD}}) {
         const Report report(status, 100.0, {1.0, -2.0, NO_PIVOT, 4.0, 5.0});
         EXPECT_EQ(report.pivots, (std::vector<double>{NO_PIVOT, 1.0, 4.0, -2.0, 5.0}));
         EXPECT_EQ(report.marks, (Marks{-1, 0, 0, 0, 0}));
