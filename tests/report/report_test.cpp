@@ -3,7 +3,7 @@
 #include "vyr.h"
 
 #include <cmath>
-#include <regex>
+#include <sstream>
 
 namespace vyr::test {
 
@@ -173,16 +173,17 @@ TEST_F(ReportTest, MatchesItsSchemaWithAndWithoutBodyAndTitle) {
 TEST_F(ReportTest, FailsItsSchemaWhenElementsAreSwappedLostOrNoNumbers) {
     mf_write_report();
     const std::string good = report_text();
-    const auto rejected = [&](const char* pattern, const char* replacement) {
-        const std::string bad = std::regex_replace(good, std::regex(pattern), replacement);
+    const auto rejected = [&](const std::string& part, const char* replacement) {
+        std::string bad = good;
+        bad.replace(bad.find(part), part.size(), replacement);
         std::ofstream("bad", std::ios::binary) << bad;
-        return bad != good && !is_valid_report("bad");
+        return !is_valid_report("bad");
     };
     std::ofstream("good", std::ios::binary) << good;
     EXPECT_TRUE(is_valid_report("good"));
-    EXPECT_TRUE(rejected("(<ROW>.*</ROW>\n)(.*</COL>\n)", "$2$1"));
-    EXPECT_TRUE(rejected("<T_SOL>.*</T_SOL>", ""));
-    EXPECT_TRUE(rejected("<MEM>.*</MEM>", "<MEM>many</MEM>"));
+    EXPECT_TRUE(rejected("<ROW>1.25</ROW>\n\t\t<COL>2.25</COL>", "<COL>2.25</COL><ROW>1.25</ROW>"));
+    EXPECT_TRUE(rejected("<T_SOL>85.25</T_SOL>", ""));
+    EXPECT_TRUE(rejected("<MEM>42.25</MEM>", "<MEM>many</MEM>"));
     EXPECT_TRUE(rejected("</VYR_TEST_INFO>", ""));
 }
 #endif
@@ -191,11 +192,16 @@ TEST_F(ReportTest, IsExplainedTagByTag) {
     const std::string page = read_file(VYR_SOURCE_DIR "/docs/report.md");
     ASSERT_NE(page, "");
     mf_write_report();
-    const std::string text = report_text();
-    const std::regex leaf("<([A-Za-z_-]+)>[^<]*</");
+    std::istringstream lines(report_text());
     int n_tags = 0;
-    for (std::sregex_iterator tag(text.begin(), text.end(), leaf), end; tag != end; ++tag, ++n_tags)
-        EXPECT_NE(page.find("\n| `" + tag->str(1) + "` | "), std::string::npos) << tag->str(1);
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t begin = line.find('<') + 1;
+        const std::size_t end = line.find("</", begin);
+        if (end == std::string::npos) continue;
+        const std::string tag = line.substr(begin, line.find('>') - begin);
+        EXPECT_NE(page.find("\n| `" + tag + "` | "), std::string::npos) << tag;
+        ++n_tags;
+    }
     EXPECT_EQ(n_tags, 47);
 }
 
