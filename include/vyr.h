@@ -97,7 +97,6 @@ enum {
     VYR_ERR_NOTHING_TO_FLUSH = -34, /* out of core: nothing left to write, or all 101 files used */
     VYR_ERR_SMALL_PIVOT = -35,     /* a pivot <= param[23]; VYR_pivot_ld marks it */
     VYR_ERR_GROWTH = -36,          /* pivots spread over more than param[24]; VYR_pivot_ld marks the extremes */
-    VYR_ERR_ACCELERATOR = -300,    /* answer of the accelerator hooks, never seen by a caller */
     VYR_ERR_PLATFORM = -500,       /* operating-system major version below 4 */
     VYR_ERR_EMPTY_FILE = -1000,    /* out of core: the last factor file stayed empty */
     VYR_ERR_MAPPING = -1210        /* the mapped factor store could not be created */

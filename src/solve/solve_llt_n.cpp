@@ -1,0 +1,69 @@
+#include "memory/buffer.h"
+#include "platform/blas.h"
+#include "solve/solve_llt.h"
+
+namespace vyr {
+
+namespace {
+
+/// The nrhs values of each permuted variable are adjacent: a node's pivots form an nrhs x npiv panel of W.
+struct Panel {
+    double* w;
+    double* scratch; ///< nrhs * nupd doubles
+    std::int32_t nrhs;
+
+    double* of(std::int32_t variable) const noexcept {
+        return w + static_cast<std::int64_t>(variable) * nrhs;
+    }
+    double* update(std::int32_t j) const noexcept { return scratch + static_cast<std::int64_t>(j) * nrhs; }
+};
+
+void forward_node(const mf_snode& node, const Panel& panel) noexcept {
+    const std::int32_t nrhs = panel.nrhs;
+    double* pivots = panel.of(node.first());
+    blas::trsm('R', 'U', 'N', 'N', nrhs, node.npiv, 1.0, node.factor_block, node.npiv, pivots, nrhs);
+    if (node.nupd == 0) return;
+    blas::gemm('N', 'N', nrhs, node.nupd, node.npiv, 1.0, pivots, nrhs, node.coupling(), node.npiv, 0.0,
+               panel.scratch, nrhs);
+    const std::int32_t* rows = node.update_rows();
+    for (std::int32_t j = 0; j < node.nupd; ++j) {
+        double* target = panel.of(rows[j]);
+        const double* source = panel.update(j);
+        for (std::int32_t r = 0; r < nrhs; ++r) target[r] -= source[r];
+    }
+}
+
+void backward_node(const mf_snode& node, const Panel& panel) noexcept {
+    const std::int32_t nrhs = panel.nrhs;
+    double* pivots = panel.of(node.first());
+    if (node.nupd > 0) {
+        const std::int32_t* rows = node.update_rows();
+        for (std::int32_t j = 0; j < node.nupd; ++j) {
+            const double* source = panel.of(rows[j]);
+            double* target = panel.update(j);
+            for (std::int32_t r = 0; r < nrhs; ++r) target[r] = source[r];
+        }
+        blas::gemm('N', 'T', nrhs, node.npiv, node.nupd, -1.0, panel.scratch, nrhs, node.coupling(),
+                   node.npiv, 1.0, pivots, nrhs);
+    }
+    blas::trsm('R', 'U', 'T', 'N', nrhs, node.npiv, 1.0, node.factor_block, node.npiv, pivots, nrhs);
+}
+
+} // namespace
+
+// The caller's block is free once it is gathered: it serves as the update scratch of the sweeps.
+Status mf_solve_llt_n(const mf_solver& solver, double* X, std::int32_t nrhs) noexcept {
+    const std::int64_t n = solver.n;
+    Buffer<double> w(n * nrhs);
+    if (!w) return VYR_ERR_MEMORY;
+    const Panel panel{w.get(), X, nrhs};
+    for (std::int32_t r = 0; r < nrhs; ++r)
+        for (std::int32_t k = 0; k < solver.n; ++k) panel.of(k)[r] = X[r * n + solver.perm[k]];
+    for (std::int32_t s = 0; s < solver.n_snodes; ++s) forward_node(solver.snodes[s], panel);
+    for (std::int32_t s = solver.n_snodes - 1; s >= 0; --s) backward_node(solver.snodes[s], panel);
+    for (std::int32_t r = 0; r < nrhs; ++r)
+        for (std::int32_t k = 0; k < solver.n; ++k) X[r * n + solver.perm[k]] = panel.of(k)[r];
+    return VYR_OK;
+}
+
+} // namespace vyr

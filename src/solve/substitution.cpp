@@ -1,0 +1,41 @@
+#include "solve/substitution.h"
+
+#include "interface/process_state.h"
+#include "solve/solve_llt.h"
+
+namespace vyr {
+
+namespace {
+
+void divide(std::int32_t n, double* x, const double* scale) noexcept {
+    for (std::int32_t i = 0; i < n; ++i) x[i] /= scale[i];
+}
+
+} // namespace
+
+Substitution::Substitution(mf_solver& solver, bool block) noexcept
+    : solver_(solver),
+      block_(block),
+      type_(ctrl_int(CTRL_TYPE)),
+      core_mode_(ctrl_int(CTRL_CORE_MODE)),
+      scaling_(ctrl_int(CTRL_SCALING)) {}
+
+Status Substitution::run_kernel(double* x, std::int32_t nrhs) const noexcept {
+    switch (type_) {
+    case TYPE_SPD:
+        return block_ ? mf_solve_llt_n(solver_, x, nrhs) : mf_solve_llt(solver_, x);
+    default:
+        return VYR_OK; // no kernel serves the type: the vector stays as it is
+    }
+}
+
+Status Substitution::apply(double* x, std::int32_t nrhs) const noexcept {
+    const bool scale_rhs = (scaling_ == 1 || scaling_ == 3) && mf_scale_rhs != nullptr;
+    const bool scale_sol = (scaling_ == 2 || scaling_ == 3) && mf_scale_sol != nullptr;
+    if (scale_rhs) divide(solver_.n, x, mf_scale_rhs);
+    if (const Status status = run_kernel(x, nrhs); status != VYR_OK) return status;
+    if (scale_sol) divide(solver_.n, x, mf_scale_sol);
+    return VYR_OK;
+}
+
+} // namespace vyr
