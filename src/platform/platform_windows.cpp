@@ -6,8 +6,9 @@
 #include <io.h>
 #include <malloc.h>
 #define WIN32_LEAN_AND_MEAN
-#include <psapi.h>
 #include <windows.h>
+
+#include <psapi.h> // needs the types of windows.h
 
 namespace vyr::platform {
 

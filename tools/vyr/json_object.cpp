@@ -22,8 +22,8 @@ JsonObject& JsonObject::add(const char* name, std::int64_t value) {
 
 JsonObject& JsonObject::add(const char* name, double value) {
     char digits[32];
-    const char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    append_member(members_, name, std::isfinite(value) ? std::string(digits, end) : "null");
+    char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    append_member(members_, name, std::isfinite(value) ? std::string(&digits[0], end) : "null");
     return *this;
 }
 
