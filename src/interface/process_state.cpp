@@ -16,6 +16,7 @@ std::atomic<double> mem_peak{0.0};
 std::atomic<std::uint64_t> mem_snapshot{0};
 std::atomic<std::int32_t> alloc_count{0};
 std::atomic<std::int32_t> free_count{0};
+std::atomic<double> mem_refused{0.0};
 
 std::int64_t mf_n_p2 = 0;
 

@@ -21,6 +21,12 @@ void count_block(void* block) noexcept {
     raise_peak(static_cast<double>(held));
 }
 
+/// The answer to a request that cannot be met.
+void* refuse(std::size_t bytes) noexcept {
+    mem_refused.store(static_cast<double>(bytes), std::memory_order_relaxed);
+    return nullptr;
+}
+
 /// The seam where the test build makes allocations fail on demand.
 bool fails_on_demand() noexcept {
 #ifdef VYR_TEST_HOOKS
@@ -38,13 +44,14 @@ bool fails_on_demand() noexcept {
 
 void* mf_malloc(std::size_t bytes) noexcept {
     void* block = fails_on_demand() ? nullptr : platform::heap_alloc(bytes);
-    if (block != nullptr) count_block(block);
+    if (block == nullptr) return refuse(bytes);
+    count_block(block);
     return block;
 }
 
 void* mf_calloc(std::size_t bytes) noexcept {
     void* block = fails_on_demand() ? nullptr : platform::heap_calloc(bytes);
-    if (block == nullptr) return nullptr;
+    if (block == nullptr) return refuse(bytes);
     count_block(block);
     platform::advise_huge_pages(block, bytes);
     return block;
@@ -94,6 +101,7 @@ void mf_mem_restart() noexcept {
     mem_snapshot = 0;
     alloc_count = 0;
     free_count = 0;
+    mem_refused = 0.0;
     mem_peak = static_cast<double>(mem_current.load());
 }
 

@@ -30,6 +30,7 @@ int mf_mem_check(double need_bytes, bool lenient, double& ratio_out) noexcept {
     const double address_space = static_cast<double>(status.available_virtual);
 
     if (!lenient && need_bytes > address_space) {
+        mem_refused = need_bytes;
         mf_message("\r\nERROR!!!\tNeed %6g(Mb) memory . Only %6g(Mb) user space available.\r\n",
                    need_bytes / MEGABYTE, address_space / MEGABYTE);
         return -1;
@@ -38,6 +39,7 @@ int mf_mem_check(double need_bytes, bool lenient, double& ratio_out) noexcept {
     if (physical > need_bytes) return 0;
 
     if (!lenient && need_bytes >= page_file - 10) {
+        mem_refused = need_bytes;
         mf_message("\r\nERROR!!!\tNeed %6g(Mb) memory . Only have %6g(Mb) page files.\r\n",
                    need_bytes / MEGABYTE, page_file / MEGABYTE);
         return -1;

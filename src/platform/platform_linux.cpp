@@ -117,6 +117,10 @@ std::uint64_t peak_resident_bytes() noexcept {
     return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
 }
 
+bool is_terminal(std::FILE* file) noexcept {
+    return isatty(fileno(file)) != 0;
+}
+
 int file_seek(std::FILE* file, std::int64_t offset, int whence) noexcept {
     return fseeko(file, static_cast<off_t>(offset), whence);
 }

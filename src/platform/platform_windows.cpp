@@ -3,10 +3,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <io.h>
 #include <malloc.h>
 #define WIN32_LEAN_AND_MEAN
-#include <psapi.h>
 #include <windows.h>
+
+#include <psapi.h> // needs the types of windows.h
 
 namespace vyr::platform {
 
@@ -105,6 +107,10 @@ std::uint64_t peak_resident_bytes() noexcept {
     PROCESS_MEMORY_COUNTERS counters{};
     if (K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) == 0) return 0;
     return counters.PeakWorkingSetSize;
+}
+
+bool is_terminal(std::FILE* file) noexcept {
+    return _isatty(_fileno(file)) != 0;
 }
 
 int file_seek(std::FILE* file, std::int64_t offset, int whence) noexcept {

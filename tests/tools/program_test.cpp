@@ -1,0 +1,115 @@
+// The finished program as a user runs it.
+#include "support/capture.h"
+#include "tools/vyr/matrix_market.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+#include <sys/wait.h>
+
+namespace vyr::tool {
+namespace {
+
+struct Outcome {
+    int code;
+    std::string output;
+};
+
+/// Runs a command line of the shell with `vyr` standing for the program.
+Outcome shell(const std::string& command) {
+    std::FILE* pipe = popen(("vyr() { '" VYR_PROGRAM "' \"$@\"; }\n" + command).c_str(), "r");
+    std::string output;
+    char piece[4096];
+    while (const std::size_t got = std::fread(piece, 1, sizeof piece, pipe)) output.append(piece, got);
+    const int status = pclose(pipe);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+}
+
+/// Runs in a directory of its own with a small good and some bad matrices at hand.
+class Program : public testing::Test {
+protected:
+    void SetUp() override {
+        write("good.mtx",
+              "%%MatrixMarket matrix coordinate real symmetric\r\n2 2 3\r\n1 1 4\r\n2 1 1\r\n2 2 3\r\n");
+        write("negative.mtx", "%%MatrixMarket matrix coordinate integer symmetric\n2 2 2\n1 1 4\n2 2 -3\n");
+        write("broken.mtx", "%%MatrixMarket matrix coordinate real symmetric\n2 2 2\n1 1 4\n2 2 oops\n");
+    }
+    static void write(const char* name, const char* text) { std::ofstream(name, std::ios::binary) << text; }
+
+    test::TempDirectory directory_;
+};
+
+TEST_F(Program, SolvesAndWritesTheSolution) {
+    write("b.mtx", "%%MatrixMarket matrix array real general\n2 1\n9\n5\n");
+    const Outcome run = shell("vyr solve good.mtx --rhs b.mtx --output x.mtx --threads 1");
+    EXPECT_EQ(run.code, 0);
+    EXPECT_NE(run.output.find("backward error"), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find('\r'), std::string::npos) << "no live line when the output is not a terminal";
+    const DenseMatrix x = read_dense("x.mtx", 2);
+    EXPECT_NEAR(x.values[0], 2, 1e-15);
+    EXPECT_NEAR(x.values[1], 1, 1e-15);
+}
+
+TEST_F(Program, GeneratesWhatItThenSolvesToJson) {
+    const Outcome run =
+        shell("vyr generate elasticity3d 5 -o a.mtx && vyr solve a.mtx --nrhs 3 --repeat 3 --json >a.json && "
+              "'" VYR_PYTHON "' -c 'import json; r = json.load(open(\"a.json\"));"
+              "print(r[\"n\"], r[\"status\"], r[\"backward_error\"] < 1e-14, len(r), "
+              "r[\"seconds_factorise\"] > 0)'");
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(run.output, "540 0 True 11 True\n");
+}
+
+TEST_F(Program, AFailureOfTheLibraryIsASentenceAndExitCode1) {
+    const Outcome table = shell("vyr solve negative.mtx 2>&1");
+    EXPECT_EQ(table.code, 1);
+    EXPECT_EQ(table.output.find("vyr: The matrix is not positive definite: the pivot of equation 2 is -3."),
+              0U)
+        << table.output;
+    const Outcome json = shell("vyr solve negative.mtx --json 2>/dev/null >a.json; echo $?; '" VYR_PYTHON
+                               "' -m json.tool <a.json");
+    EXPECT_EQ(json.output.substr(0, 2), "1\n");
+    EXPECT_EQ(json.code, 0);
+    EXPECT_NE(json.output.find("\"status\": -35"), std::string::npos) << json.output;
+}
+
+TEST_F(Program, UselessInputIsExitCode2WithOneLineOfReason) {
+    const struct {
+        const char* arguments;
+        const char* message;
+    } cases[] = {
+        {"solve broken.mtx", "vyr: broken.mtx:4: expected the value, found 'oops'\n"},
+        {"solve broken.mtx --json", "vyr: broken.mtx:4: expected the value, found 'oops'\n"},
+        {"solve good.mtx --rhs good.mtx",
+         "vyr: good.mtx:1: the symmetry of a right-hand side must be 'general'\n"},
+        {"solve absent.mtx", "vyr: absent.mtx: cannot be opened: No such file or directory\n"},
+        {"solve good.mtx --output /dev/full",
+         "vyr: /dev/full: cannot be written in full: No space left on device\n"},
+        {"generate poisson2d 100000 -o a.mtx",
+         "vyr: the matrix would have more than 2147483647 equations or entries\n"},
+    };
+    for (const auto& c : cases) {
+        const Outcome run = shell(std::string("vyr ") + c.arguments + " 2>&1 >/dev/null");
+        EXPECT_EQ(run.code, 2) << c.arguments;
+        EXPECT_EQ(run.output, c.message);
+    }
+    EXPECT_EQ(shell("vyr solve good.mtx >/dev/full 2>&1").code, 2);
+    for (const char* arguments :
+         {"", "solve", "solve good.mtx --threads 0", "solve good.mtx --nrhs x", "fly",
+          "solve good.mtx --nrhs 2 --rhs good.mtx", "generate cube 3 -o a", "generate kkt 3"})
+        EXPECT_EQ(shell(std::string("vyr ") + arguments + " >/dev/null 2>&1").code, 2) << arguments;
+}
+
+TEST_F(Program, AnswersForVersionAndHelp) {
+    EXPECT_EQ(shell("vyr --version").output, "vyr 2.2\n");
+    const Outcome help = shell("vyr solve --help && vyr generate --help");
+    EXPECT_EQ(help.code, 0);
+    EXPECT_NE(help.output.find("all ones for the first"), std::string::npos);
+    EXPECT_NE(help.output.find("saddle point"), std::string::npos);
+}
+
+} // namespace
+} // namespace vyr::tool

@@ -1,0 +1,141 @@
+// The command line: parses options, calls the library of the tool, turns outcomes into exit codes.
+#include "platform/platform.h"
+#include "tools/vyr/generators.h"
+#include "tools/vyr/matrix_market.h"
+#include "tools/vyr/norms.h"
+#include "tools/vyr/solve_report.h"
+#include "tools/vyr/ticker.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <string>
+
+#include <omp.h>
+
+namespace {
+
+using namespace vyr::tool;
+
+enum ExitCode { EXIT_SOLVED = 0, EXIT_NOT_SOLVED = 1, EXIT_BAD_INPUT = 2 };
+
+struct Options {
+    std::string matrix, rhs, solution;
+    int n_rhs = 1;
+    int threads = 0; ///< 0: as many as OpenMP reports
+    int repeat = 1;
+    bool json = false;
+
+    std::string kind, generated;
+    std::int32_t side = 0;
+};
+
+CLI::App* add_solve(CLI::App& app, Options& options) {
+    CLI::App* command =
+        app.add_subcommand("solve", "Solve A x = b for a symmetric positive definite matrix A");
+    command
+        ->add_option("matrix", options.matrix, "Matrix Market file: coordinate, real or integer, symmetric")
+        ->required();
+    CLI::Option* rhs =
+        command->add_option("--rhs", options.rhs,
+                            "Matrix Market file of right-hand sides. Without it they are made from known "
+                            "solutions: all ones for the first, 1 + (i k mod 8) / 8 for row i of column k, "
+                            "both counted from 0");
+    command->add_option("--nrhs", options.n_rhs, "Number of right-hand sides to make")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str()
+        ->excludes(rhs);
+    command->add_option("--output", options.solution, "Matrix Market file to write the solutions to");
+    command->add_option("--threads", options.threads, "Threads to use; by default what OpenMP reports")
+        ->check(CLI::Range(1, 4096));
+    command->add_option("--repeat", options.repeat, "Factorise and solve so often and report medians")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str();
+    command->add_flag("--json", options.json, "Print one JSON object instead of the table");
+    return command;
+}
+
+CLI::App* add_generate(CLI::App& app, Options& options) {
+    std::string kinds = "Write a test matrix. Kinds:";
+    std::vector<std::string> names;
+    for (const Generator& generator : generators()) {
+        kinds += std::string("\n  ") + generator.name + ": " + generator.meaning;
+        names.emplace_back(generator.name);
+    }
+    CLI::App* command = app.add_subcommand("generate", kinds);
+    command->add_option("kind", options.kind, "Kind of matrix")->required()->check(CLI::IsMember(names));
+    command->add_option("N", options.side, "Points, or elements, a side")
+        ->required()
+        ->check(CLI::PositiveNumber);
+    command->add_option("-o,--output", options.generated, "Matrix Market file to write")->required();
+    return command;
+}
+
+int run_solve(const Options& options) {
+    const bool live = !options.json && vyr::platform::is_terminal(stdout);
+    if (options.threads > 0) omp_set_num_threads(options.threads);
+    SparseMatrix a;
+    DenseMatrix b, x;
+    {
+        const Ticker ticker("read", live);
+        a = read_symmetric(options.matrix);
+        b = options.rhs.empty() ? known_right_hand_sides(a, options.n_rhs) : read_dense(options.rhs, a.n);
+    }
+    const SolveResult result = solve(a, b, x, options.repeat, live);
+    if (options.json)
+        std::fputs(result_json(result).c_str(), stdout);
+    else if (result.status == 0)
+        std::printf("%s\n%s", options.matrix.c_str(), result_table(result).c_str());
+    if (result.status == 0 && !options.solution.empty())
+        write_dense(options.solution, x, "solution of " + options.matrix);
+    const std::string sentence = failure_sentence(result);
+    if (!sentence.empty()) std::fprintf(stderr, "vyr: %s\n", sentence.c_str());
+    return accepted(result) ? EXIT_SOLVED : EXIT_NOT_SOLVED;
+}
+
+int run_generate(const Options& options) {
+    const Ticker ticker("generate", vyr::platform::is_terminal(stdout));
+    const SparseMatrix a = generate(options.kind, options.side);
+    write_symmetric(options.generated, a,
+                    "vyr generate " + options.kind + " " + std::to_string(options.side));
+    return EXIT_SOLVED;
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Sparse direct solver for large symmetric systems", "vyr");
+    app.set_version_flag("--version", "vyr 2.2");
+    app.require_subcommand(1);
+    app.footer("Exit codes: 0 solved; 1 the system could not be solved; 2 wrong options or a file that "
+               "cannot be used.");
+    Options options;
+    const CLI::App* solve_command = add_solve(app, options);
+    add_generate(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? EXIT_SOLVED : EXIT_BAD_INPUT;
+    }
+    return solve_command->parsed() ? run_solve(options) : run_generate(options);
+}
+
+int fail(const char* text, ExitCode code) {
+    std::fprintf(stderr, "vyr: %s\n", text);
+    return code;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        const int code = run(argc, argv);
+        return std::fflush(stdout) == 0 ? code : fail("standard output cannot be written", EXIT_BAD_INPUT);
+    } catch (const std::bad_alloc&) {
+        return fail(
+            "Out of memory while reading or writing. Use a machine with more memory or a smaller problem.",
+            EXIT_NOT_SOLVED);
+    } catch (const std::exception& error) {
+        return fail(error.what(), EXIT_BAD_INPUT);
+    }
+}

@@ -1,0 +1,39 @@
+// The work of `vyr solve`: one matrix through the exported functions of the library, timed and judged.
+#pragma once
+
+#include "tools/vyr/sparse_matrix.h"
+
+#include <cstdint>
+
+namespace vyr::tool {
+
+/// What was measured. Times are seconds, medians over the repetitions.
+struct SolveResult {
+    int status = 0; ///< of the library
+    std::int32_t n = 0;
+    std::int32_t nnz = 0;        ///< stored entries, lower triangle
+    std::int64_t nnz_factor = 0; ///< entries of L, the diagonal included
+    double flops = 0;            ///< of one factorization
+    double seconds_analyse = 0;  ///< ordering included
+    double seconds_factorise = 0;
+    double seconds_solve = 0;     ///< all right-hand sides
+    std::uint64_t peak_bytes = 0; ///< largest resident size of the process
+    int threads = 0;
+    std::int32_t n_rhs = 0;
+    double backward_error = 0; ///< not a number until solved
+
+    std::int32_t failed_equation = 0;  ///< 1-based; 0: the library named none
+    std::int32_t failed_equations = 0; ///< how many it named
+    double failed_pivot = 0;
+    double bytes_needed = 0; ///< the request that was refused; 0: none was
+};
+
+/// Analyses, then factorises and solves `repeat` times, with as many threads as OpenMP reports.
+///
+/// x       out: n x b.n_cols solutions
+/// live    true to show on standard output which phase is running
+///
+/// A failure of the library ends in `status`; no exception but std::bad_alloc leaves.
+SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat, bool live);
+
+} // namespace vyr::tool

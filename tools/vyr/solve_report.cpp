@@ -1,0 +1,107 @@
+#include "tools/vyr/solve_report.h"
+
+#include "tools/vyr/json_object.h"
+#include "vyr.h"
+
+#include <cinttypes>
+#include <cstdarg>
+#include <cstdio>
+
+namespace vyr::tool {
+
+namespace {
+
+[[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...) {
+    char text[512];
+    std::va_list arguments;
+    va_start(arguments, pattern);
+    std::vsnprintf(text, sizeof text, pattern, arguments);
+    va_end(arguments);
+    return text;
+}
+
+double rate(const SolveResult& result) {
+    return result.seconds_factorise > 0 ? result.flops / result.seconds_factorise * 1e-9 : 0.0;
+}
+
+std::string not_positive_definite(const SolveResult& result) {
+    std::string text = "The matrix is not positive definite";
+    if (result.failed_equation > 0) {
+        text +=
+            format(": the pivot of equation %" PRId32 " is %g", result.failed_equation, result.failed_pivot);
+        if (result.failed_equations > 1)
+            text += format(" (and %" PRId32 " more failed)", result.failed_equations - 1);
+    }
+    return text + ". Check that row of the matrix, counted from 1, and the constraints that hold the model: "
+                  "a free body or a negative diagonal entry ends like this.";
+}
+
+std::string out_of_memory(const SolveResult& result) {
+    std::string text = "Out of memory";
+    if (result.bytes_needed > 0)
+        text += format(": a block of %.1f MB was needed", result.bytes_needed * 1e-6);
+    return text + ". Close other programs, use a machine with more memory, or solve a smaller problem.";
+}
+
+} // namespace
+
+bool accepted(const SolveResult& result) {
+    return result.status == VYR_OK && result.backward_error <= LARGEST_BACKWARD_ERROR;
+}
+
+std::string result_table(const SolveResult& result) {
+    std::string text;
+    text += format("  equations          %12" PRId32 "\n", result.n);
+    text += format("  entries of A       %12" PRId32 "   lower triangle\n", result.nnz);
+    text += format("  entries of L       %12" PRId64 "\n", result.nnz_factor);
+    text += format("  operations         %12.3g   to factorise\n", result.flops);
+    text += format("  order and analyse  %12.3f s\n", result.seconds_analyse);
+    text += format("  factorise          %12.3f s   %.1f GFLOP/s\n", result.seconds_factorise, rate(result));
+    text += format("  solve              %12.3f s   %" PRId32 " right-hand side%s\n", result.seconds_solve,
+                   result.n_rhs, result.n_rhs == 1 ? "" : "s");
+    text += format("  threads            %12d\n", result.threads);
+    text += format("  peak memory        %12.1f MB\n", static_cast<double>(result.peak_bytes) * 1e-6);
+    text += format("  backward error     %12.1e\n", result.backward_error);
+    return text;
+}
+
+std::string result_json(const SolveResult& result) {
+    return JsonObject()
+        .add("n", std::int64_t{result.n})
+        .add("nnz", std::int64_t{result.nnz})
+        .add("nnz_factor", result.nnz_factor)
+        .add("flops", result.flops)
+        .add("seconds_analyse", result.seconds_analyse)
+        .add("seconds_factorise", result.seconds_factorise)
+        .add("seconds_solve", result.seconds_solve)
+        .add("peak_bytes", static_cast<std::int64_t>(result.peak_bytes))
+        .add("threads", std::int64_t{result.threads})
+        .add("backward_error", result.backward_error)
+        .add("status", std::int64_t{result.status})
+        .text();
+}
+
+std::string failure_sentence(const SolveResult& result) {
+    switch (result.status) {
+    case VYR_OK:
+        if (accepted(result)) return "";
+        return format(
+            "The backward error %.1e is above %.0e: the matrix is too close to singular to be solved "
+            "in double precision. Check its scaling and constraints.",
+            result.backward_error, LARGEST_BACKWARD_ERROR);
+    case VYR_ERR_NOT_SPD:
+    case VYR_ERR_SMALL_PIVOT:
+        return not_positive_definite(result);
+    case VYR_ERR_FACTOR_STORAGE:
+    case VYR_ERR_MEMORY:
+        return out_of_memory(result);
+    case VYR_ERR_NAN:
+        return "The matrix holds a value that is not a number. Check the program that wrote it.";
+    case VYR_ERR_PLATFORM:
+        return "The operating system is too old for this library. Use a newer one.";
+    default:
+        return format("The library ended with status %d. vyr.h says what it means.", result.status);
+    }
+}
+
+} // namespace vyr::tool
