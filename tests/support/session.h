@@ -10,6 +10,9 @@
 
 namespace vyr::test {
 
+/// The object behind a handle; the public header puts its opaque namesake into the global namespace.
+using Solver = vyr::mf_solver;
+
 /// Holds the parameter array and the handle, and clears the handle when it goes out of scope.
 class Session {
 public:
@@ -32,7 +35,7 @@ public:
     std::vector<double> solve_n(const Csc& a, std::vector<double> b, int n_rhs);
     void clear();
 
-    const mf_solver& solver() const { return *from_handle(handle); }
+    const Solver& solver() const { return *from_handle(handle); }
 };
 
 /// Backward error of a solve with a random right-hand side.

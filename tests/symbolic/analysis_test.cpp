@@ -25,7 +25,7 @@ template <typename T> std::vector<T> copy(const T* data, std::int64_t count) {
     return data == nullptr ? std::vector<T>{} : std::vector<T>(data, data + count);
 }
 
-void expect_same_nodes(const mf_solver& solver, const reference::ReferenceAnalysis& expected) {
+void expect_same_nodes(const Solver& solver, const reference::ReferenceAnalysis& expected) {
     for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
         SCOPED_TRACE("supernode " + std::to_string(s));
         const mf_snode& node = solver.snodes[s];
@@ -45,7 +45,7 @@ void expect_same_nodes(const mf_solver& solver, const reference::ReferenceAnalys
     }
 }
 
-void expect_same_tasks(const mf_solver& solver, const reference::Tasks& expected, int threads) {
+void expect_same_tasks(const Solver& solver, const reference::Tasks& expected, int threads) {
     EXPECT_EQ(solver.n_threads, threads);
     ASSERT_EQ(solver.n_tasks, static_cast<int>(expected.nodes.size()));
     EXPECT_EQ(solver.partition_count, solver.n_tasks);
@@ -65,7 +65,7 @@ void expect_reference_result(const Csc& a, Setting setting = {}) {
     ASSERT_EQ(session.init(a, a.n == 1 ? VYR_TYPE_SPD : VYR_TYPE_BOTH_TRIANGLES), 0);
     mf_ctrl[CTRL_CORE_MODE] = setting.core_mode;
     ASSERT_TRUE(session.symbol(a));
-    const mf_solver& solver = session.solver();
+    const Solver& solver = session.solver();
 
     const auto canonical = reference::canonical_pattern({a.n, a.colptr, a.rowind});
     const reference::Pattern full = reference::sym_full(canonical.lower);
@@ -192,7 +192,7 @@ TEST(Analysis, GivesEveryLowerEntryAPlaceOfItsOwn) {
     Session session;
     ASSERT_EQ(session.init(a), 0);
     ASSERT_TRUE(session.symbol(a));
-    const mf_solver& solver = session.solver();
+    const Solver& solver = session.solver();
     const std::set<std::int64_t> places(solver.value_map, solver.value_map + a.nnz());
     EXPECT_EQ(places.size(), static_cast<std::size_t>(a.nnz()));
     EXPECT_GE(*places.begin(), 0);
