@@ -1,0 +1,57 @@
+// What the library leaves outside its arguments: standard output, files in the current directory, hooks.
+#pragma once
+
+#include "interface/process_state.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+namespace vyr::test {
+
+/// Everything written to standard output, by C or C++, from construction to text().
+class StdoutCapture {
+public:
+    StdoutCapture();
+    ~StdoutCapture();
+    StdoutCapture(const StdoutCapture&) = delete;
+    StdoutCapture& operator=(const StdoutCapture&) = delete;
+    /// Ends the capture and returns the text.
+    std::string text();
+
+private:
+    std::FILE* file_;
+    int saved_;
+};
+
+/// Runs `action` and returns what it printed.
+template <typename Action> std::string output_of(Action&& action) {
+    StdoutCapture capture;
+    action();
+    return capture.text();
+}
+
+/// A fresh directory that is the current one while the object lives, and is removed afterwards.
+class TempDirectory {
+public:
+    TempDirectory();
+    ~TempDirectory();
+    TempDirectory(const TempDirectory&) = delete;
+    TempDirectory& operator=(const TempDirectory&) = delete;
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_, previous_;
+};
+
+/// Puts all test hooks back when it goes out of scope.
+class HookGuard {
+public:
+    HookGuard() { reset(); }
+    ~HookGuard() { reset(); }
+    HookGuard(const HookGuard&) = delete;
+    HookGuard& operator=(const HookGuard&) = delete;
+    static void reset();
+};
+
+} // namespace vyr::test
