@@ -60,7 +60,7 @@ void sweep(const Csc& a, const Csc& lower, int type, bool blocked, bool every_la
         EXPECT_EQ(mem_current, held);
         EXPECT_EQ(alloc_count, free_count);
         EXPECT_TRUE(run(a, lower, type, blocked));
-        if (HasFailure() || !fired) break;
+        if (testing::Test::HasFailure() || !fired) break;
         if (!good) ++reported;
     }
     EXPECT_GT(reported, 30);
