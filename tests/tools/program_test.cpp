@@ -76,6 +76,31 @@ TEST_F(Program, AFailureOfTheLibraryIsASentenceAndExitCode1) {
     EXPECT_NE(json.output.find("\"status\": -35"), std::string::npos) << json.output;
 }
 
+TEST_F(Program, ShowsThePivotsAndTheEquationThatFails) {
+    const Outcome good = shell("vyr pivots good.mtx --count 1");
+    EXPECT_EQ(good.code, 0);
+    EXPECT_NE(good.output.find("Smallest pivots"), std::string::npos) << good.output;
+    const Outcome negative = shell("vyr pivots negative.mtx");
+    EXPECT_EQ(negative.code, 1);
+    EXPECT_NE(negative.output.find(" 2              -3  negative: the matrix is not positive definite\n"),
+              std::string::npos)
+        << negative.output;
+    EXPECT_EQ(shell("vyr pivots good.mtx --growth 1.0001 2>&1").code, 1);
+    EXPECT_EQ(shell("vyr pivots broken.mtx 2>/dev/null").code, 2);
+}
+
+TEST_F(Program, WritesTheReportOfGoodAndBadRunsWhereItIsTold) {
+    for (const char* matrix : {"good", "negative"}) {
+        const std::string directory = std::string("report_") + matrix;
+        std::filesystem::create_directory(directory);
+        const Outcome run =
+            shell("vyr solve " + directory.substr(7) + ".mtx --report " + directory +
+                  " >/dev/null 2>&1; grep -c '<STATUS>' '" + directory + "/VYR_spd 2.2.info'");
+        EXPECT_EQ(run.output, "1\n") << matrix;
+    }
+    EXPECT_EQ(shell("vyr solve good.mtx --report absent 2>/dev/null").code, 2);
+}
+
 TEST_F(Program, UselessInputIsExitCode2WithOneLineOfReason) {
     const struct {
         const char* arguments;

@@ -1,8 +1,10 @@
 // The command line: parses options, calls the library of the tool, turns outcomes into exit codes.
 #include "platform/platform.h"
+#include "tools/vyr/command_pivots.h"
 #include "tools/vyr/generators.h"
 #include "tools/vyr/matrix_market.h"
 #include "tools/vyr/norms.h"
+#include "tools/vyr/run_report.h"
 #include "tools/vyr/solve_report.h"
 #include "tools/vyr/ticker.h"
 
@@ -22,7 +24,7 @@ using namespace vyr::tool;
 enum ExitCode { EXIT_SOLVED = 0, EXIT_NOT_SOLVED = 1, EXIT_BAD_INPUT = 2 };
 
 struct Options {
-    std::string matrix, rhs, solution;
+    std::string matrix, rhs, solution, report_directory;
     int n_rhs = 1;
     int threads = 0; ///< 0: as many as OpenMP reports
     int repeat = 1;
@@ -53,6 +55,10 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
     command->add_option("--repeat", options.repeat, "Factorise and solve so often and report medians")
         ->check(CLI::Range(1, 1000000))
         ->capture_default_str();
+    command
+        ->add_option("--report", options.report_directory,
+                     "Directory to write the library's statistics report into")
+        ->check(CLI::ExistingDirectory);
     command->add_flag("--json", options.json, "Print one JSON object instead of the table");
     return command;
 }
@@ -90,6 +96,7 @@ int run_solve(const Options& options) {
         std::printf("%s\n%s", options.matrix.c_str(), result_table(result).c_str());
     if (result.status == 0 && !options.solution.empty())
         write_dense(options.solution, x, "solution of " + options.matrix);
+    if (!options.report_directory.empty()) write_run_report(options.report_directory);
     const std::string sentence = failure_sentence(result);
     if (!sentence.empty()) std::fprintf(stderr, "vyr: %s\n", sentence.c_str());
     return accepted(result) ? EXIT_SOLVED : EXIT_NOT_SOLVED;
@@ -112,11 +119,14 @@ int run(int argc, char** argv) {
     Options options;
     const CLI::App* solve_command = add_solve(app, options);
     add_generate(app, options);
+    PivotsOptions pivots_options;
+    const CLI::App* pivots_command = add_pivots(app, pivots_options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_SOLVED : EXIT_BAD_INPUT;
     }
+    if (pivots_command->parsed()) return run_pivots(pivots_options) ? EXIT_SOLVED : EXIT_NOT_SOLVED;
     return solve_command->parsed() ? run_solve(options) : run_generate(options);
 }
 

@@ -4,8 +4,8 @@
 #include "interface/process_state.h"
 #include "platform/platform.h"
 #include "tools/vyr/norms.h"
+#include "tools/vyr/scoped_handle.h"
 #include "tools/vyr/ticker.h"
-#include "vyr.h"
 
 #include <algorithm>
 #include <limits>
@@ -16,15 +16,6 @@
 namespace vyr::tool {
 
 namespace {
-
-/// Clears the library's object on every path.
-struct Handle {
-    VYR_handle h = nullptr;
-    Handle() = default;
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-    ~Handle() { VYR_clear_ld(h); }
-};
 
 double median(std::vector<double> samples) {
     if (samples.empty()) return 0;
@@ -97,7 +88,7 @@ void solve_phases(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, i
     result.status = VYR_init_ld(a.n, a.n, col_ptr, row_ind, a.values.data(), VYR_TYPE_SPD, param);
     if (result.status != VYR_OK) return;
 
-    Handle handle;
+    ScopedHandle handle;
     result.seconds_analyse =
         timed("order and analyse", live, [&] { handle.h = VYR_symbol_ld(nullptr, a.n, col_ptr, row_ind); });
     if (handle.h == nullptr) {

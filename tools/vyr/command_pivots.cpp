@@ -1,0 +1,48 @@
+#include "tools/vyr/command_pivots.h"
+
+#include "platform/platform.h"
+#include "tools/vyr/matrix_market.h"
+#include "tools/vyr/pivots.h"
+#include "tools/vyr/ticker.h"
+
+#include <cstdio>
+
+#include <omp.h>
+
+namespace vyr::tool {
+
+CLI::App* add_pivots(CLI::App& app, PivotsOptions& options) {
+    CLI::App* command = app.add_subcommand(
+        "pivots", "Factorise and show the equations with the smallest and largest pivots, and those that "
+                  "stopped the factorization: the degrees of freedom a model does not hold");
+    command
+        ->add_option("matrix", options.matrix, "Matrix Market file: coordinate, real or integer, symmetric")
+        ->required();
+    command->add_option("--min", options.smallest, "Fail at a pivot that is not above this")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command->add_option("--growth", options.growth,
+                        "Fail when the largest pivot is more than so many times the smallest; off when not "
+                        "above 1");
+    command->add_option("--count", options.count, "Extreme pivots to show at either end")
+        ->check(CLI::Range(1, 1000000))
+        ->capture_default_str();
+    command->add_option("--threads", options.threads, "Threads to use; by default what OpenMP reports")
+        ->check(CLI::Range(1, 4096));
+    return command;
+}
+
+bool run_pivots(const PivotsOptions& options) {
+    const bool live = platform::is_terminal(stdout);
+    if (options.threads > 0) omp_set_num_threads(options.threads);
+    SparseMatrix a;
+    {
+        const Ticker ticker("read", live);
+        a = read_symmetric(options.matrix);
+    }
+    const PivotResult result = find_pivots(a, options.smallest, options.growth, live);
+    std::printf("%s\n%s", options.matrix.c_str(), pivots_text(result, options.count).c_str());
+    return result.status == 0;
+}
+
+} // namespace vyr::tool
