@@ -24,7 +24,7 @@ PivotResult find_pivots(const SparseMatrix& a, double smallest, double growth, b
     ScopedHandle handle;
     handle.h = VYR_symbol_ld(nullptr, a.n, col_ptr, row_ind);
     if (handle.h == nullptr) {
-        result.status = to_int(param[VYR_PARAM_STATUS]);
+        result.status = failed_analysis_status(param[VYR_PARAM_STATUS]);
         result.bytes_needed = mem_refused.load();
         return result;
     }

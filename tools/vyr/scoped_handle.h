@@ -1,4 +1,4 @@
-// The library's object of one matrix, cleared on every path.
+// The library's object of one matrix, cleared on every path, or the reason why there is none.
 #pragma once
 
 #include "vyr.h"
@@ -12,5 +12,10 @@ struct ScopedHandle {
     ScopedHandle& operator=(const ScopedHandle&) = delete;
     ~ScopedHandle() { VYR_clear_ld(h); }
 };
+
+/// The status of an analysis that gave no handle. When memory ran out early on, the library leaves no status.
+inline int failed_analysis_status(double status_parameter) {
+    return status_parameter == 0.0 ? int{VYR_ERR_FACTOR_STORAGE} : static_cast<int>(status_parameter);
+}
 
 } // namespace vyr::tool

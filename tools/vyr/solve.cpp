@@ -92,7 +92,7 @@ void solve_phases(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, i
     result.seconds_analyse =
         timed("order and analyse", live, [&] { handle.h = VYR_symbol_ld(nullptr, a.n, col_ptr, row_ind); });
     if (handle.h == nullptr) {
-        result.status = to_int(param[VYR_PARAM_STATUS]);
+        result.status = failed_analysis_status(param[VYR_PARAM_STATUS]);
         return;
     }
     result.nnz_factor = factor_nnz(*from_handle(handle.h));
