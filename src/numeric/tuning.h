@@ -12,7 +12,7 @@ inline constexpr std::int32_t BASE_PIVOTS = 32;
 inline constexpr std::int32_t SMALL_UPDATE_ROWS = 96;
 
 /// Columns of an update formed and added at a time.
-inline constexpr std::int32_t STRIP_COLUMNS = 128;
+inline constexpr std::int32_t STRIP_COLUMNS = 256;
 
 /// Operations from which the strips of a front are offered to other threads.
 inline constexpr double SHARED_FRONT_FLOPS = 4e6;

@@ -26,14 +26,67 @@ private:
     bool held_ = false;
 };
 
-/// target[rows[i] - first] += source[i]; a consecutive run is one vector loop.
-inline void add_column(double* target, const double* source, const std::int32_t* rows, std::int32_t n_rows,
-                       std::int32_t first, bool consecutive) noexcept {
-    if (consecutive) {
-        double* run = target + (rows[0] - first);
+/// The part of an update that one ancestor receives: rows [first_row, last_row) of columns of the update.
+struct Piece {
+    const mf_snode& ancestor;
+    const std::int32_t* rows; ///< row indices of those rows, columns of the ancestor
+    std::int32_t n_rows;
+    bool consecutive; ///< the rows follow each other
+
+    double* target(std::int32_t place) const noexcept {
+        return ancestor.factor_block + static_cast<std::int64_t>(place) * ancestor.npiv;
+    }
+};
+
+/// Adds the first n_rows rows of one column; a consecutive run is one vector loop.
+inline void add_column(const Piece& piece, double* target, const double* source,
+                       std::int32_t n_rows) noexcept {
+    const std::int32_t first = piece.ancestor.first();
+    if (piece.consecutive) {
+        double* run = target + (piece.rows[0] - first);
         for (std::int32_t i = 0; i < n_rows; ++i) run[i] += source[i];
     } else {
-        for (std::int32_t i = 0; i < n_rows; ++i) target[rows[i] - first] += source[i];
+        for (std::int32_t i = 0; i < n_rows; ++i) target[piece.rows[i] - first] += source[i];
+    }
+}
+
+/// Adds full columns of a consecutive piece whose height is known when this is compiled.
+template <std::int32_t HEIGHT>
+void add_short_columns(const Piece& piece, const double* source, std::int32_t ld, const std::int32_t* place,
+                       std::int32_t n_columns) noexcept {
+    const std::int32_t offset = piece.rows[0] - piece.ancestor.first();
+    for (std::int32_t j = 0; j < n_columns; ++j, source += ld) {
+        double* run = piece.target(place[j]) + offset;
+        for (std::int32_t i = 0; i < HEIGHT; ++i) run[i] += source[i];
+    }
+}
+
+/// Adds full columns of a piece: n_columns columns at `source`, to the ancestor's columns place[0 ..
+/// n_columns).
+void add_columns(const Piece& piece, const double* source, std::int32_t ld, const std::int32_t* place,
+                 std::int32_t n_columns) noexcept {
+    if (piece.consecutive) {
+        switch (piece.n_rows) {
+        case 1:
+            return add_short_columns<1>(piece, source, ld, place, n_columns);
+        case 2:
+            return add_short_columns<2>(piece, source, ld, place, n_columns);
+        case 3:
+            return add_short_columns<3>(piece, source, ld, place, n_columns);
+        case 4:
+            return add_short_columns<4>(piece, source, ld, place, n_columns);
+        default:
+            break;
+        }
+    }
+    constexpr std::int32_t AHEAD = 4;
+    for (std::int32_t j = 0; j < n_columns; ++j, source += ld) {
+        if (j + AHEAD < n_columns) {
+            const double* next = piece.target(place[j + AHEAD]) + (piece.rows[0] - piece.ancestor.first());
+            __builtin_prefetch(next, 1);
+            __builtin_prefetch(next + 8, 1);
+        }
+        add_column(piece, piece.target(place[j]), source, piece.n_rows);
     }
 }
 
@@ -59,13 +112,15 @@ Status mf_pass_columns(const mf_solver& solver, std::int32_t node, const double*
         if (last_row > first_row) {
             section.enter(a);
             if (ancestor.factor_block == nullptr) return VYR_ERR_FACTOR_STORAGE;
-            const bool consecutive = rows[last_row - 1] - rows[first_row] == last_row - first_row - 1;
-            for (std::int32_t j = std::max(begin, first_row); j < end; ++j) {
-                add_column(ancestor.factor_block +
-                               static_cast<std::int64_t>(place[j - begin]) * ancestor.npiv,
-                           update + static_cast<std::int64_t>(j - begin) * ld + first_row, rows + first_row,
-                           std::min(last_row, j + 1) - first_row, ancestor.first(), consecutive);
-            }
+            const Piece piece{ancestor, rows + first_row, last_row - first_row,
+                              rows[last_row - 1] - rows[first_row] == last_row - first_row - 1};
+            const double* source = update + first_row;
+            const std::int32_t middle = std::clamp(last_row, begin, end);
+            for (std::int32_t j = std::max(begin, first_row); j < middle; ++j) // the triangle's own columns
+                add_column(piece, piece.target(place[j - begin]),
+                           source + static_cast<std::int64_t>(j - begin) * ld, j + 1 - first_row);
+            add_columns(piece, source + static_cast<std::int64_t>(middle - begin) * ld, ld,
+                        place + (middle - begin), end - middle);
         }
         for (std::int32_t j = std::max(begin, last_row) - begin; j < end - begin; ++j)
             place[j] = ancestor.rel_index[place[j]];
