@@ -79,7 +79,7 @@ TEST(Factorize, SolvesEveryProblemToTheErrorBarAtEveryThreadCount) {
 
 TEST(Factorize, TheThreadCountOfTheAnalysisHoldsWhateverTheHostSetsLater) {
     const Csc a = spd(30 * 30, grid_edges(30, 30));
-    for (const auto [before, after] : {std::pair(1, 4), {4, 1}, {3, 2}}) {
+    for (const auto& [before, after] : {std::pair(1, 4), {4, 1}, {3, 2}}) {
         omp_set_num_threads(before);
         Session session;
         ASSERT_EQ(session.init(a), 0);
