@@ -15,9 +15,22 @@ namespace {
 bool run(const Csc& a, const Csc& lower, int type, bool blocked) {
     Session session;
     session.param[VYR_PARAM_BLOCKED] = blocked;
-    if (session.init(a, type) != 0) return false;
-    if (!session.symbol(a)) return false;
-    if (session.numeric(a) != 0) return false;
+    if (const int status = session.init(a, type); status != 0) {
+        EXPECT_EQ(status, VYR_ERR_MEMORY);
+        return false;
+    }
+    if (!session.symbol(a)) {
+        const double status = session.param[VYR_PARAM_STATUS];
+        EXPECT_TRUE(status == VYR_ERR_FACTOR_STORAGE || status == 0) << status; // 0: the very first arrays
+        return false;
+    }
+    if (const int status = session.numeric(a); status != 0) {
+        EXPECT_TRUE(status == VYR_ERR_FACTOR_STORAGE || status == VYR_ERR_MEMORY) << status;
+        HookGuard::reset();
+        EXPECT_EQ(session.numeric(a), 0); // the handle is as good as before
+        EXPECT_LE(solve_error(session, a, lower), 1e-14);
+        return false;
+    }
     bool good = true;
     const auto check = [&](const std::vector<double>& x, const std::vector<double>& b, const char* what) {
         if (info_status() != 0) {

@@ -52,8 +52,8 @@ TEST(Init, WritesEveryDefaultAndZeroesTheRest) {
         EXPECT_EQ(mf_info[INFO_NNZ], a.nnz());
         EXPECT_EQ(mf_param, session.param.data());
     }
-    EXPECT_EQ(mf_value_min, 4.450147717014404e-308);
-    EXPECT_EQ(mf_value_max, 2.2471164185778946e307);
+    EXPECT_EQ(mf_value_min, 2 * DBL_MIN);
+    EXPECT_EQ(mf_value_max, DBL_MAX / 8);
 }
 
 TEST(Init, CopiesTheCallersParameters) {
