@@ -20,7 +20,7 @@ bool run(const Csc& a, const Csc& lower, int type, bool blocked) {
         return false;
     }
     if (!session.symbol(a)) {
-        const double status = session.param[VYR_PARAM_STATUS];
+        const int status = to_int(session.param[VYR_PARAM_STATUS]);
         EXPECT_TRUE(status == VYR_ERR_FACTOR_STORAGE || status == 0) << status; // 0: the very first arrays
         return false;
     }
@@ -44,11 +44,14 @@ bool run(const Csc& a, const Csc& lower, int type, bool blocked) {
     };
     const std::vector<double> b = random_vector(a.n, 3);
     check(session.solve(a, b), b, "solve");
-    const std::vector<double> two = session.solve_n(a, [&] {
-        std::vector<double> block = b;
-        block.insert(block.end(), b.begin(), b.end());
-        return block;
-    }(), 2);
+    const std::vector<double> two = session.solve_n(
+        a,
+        [&] {
+            std::vector<double> block = b;
+            block.insert(block.end(), b.begin(), b.end());
+            return block;
+        }(),
+        2);
     check({two.begin() + a.n, two.end()}, b, "solve of two");
     mf_ctrl[CTRL_REFINEMENT_LIMIT] = 2;
     if (type == VYR_TYPE_SPD) check(session.solve(a, b), b, "refined solve");
@@ -77,7 +80,7 @@ void sweep(const Csc& a, const Csc& lower, int type, bool blocked, bool every_la
         if (!good) ++reported;
     }
     EXPECT_GT(reported, 30);
-    EXPECT_LE(k - 1 - reported, 8); // only where a request has a second source
+    EXPECT_EQ(reported, k - 1); // no failure is swallowed
 }
 
 } // namespace

@@ -164,9 +164,11 @@ TEST(Sequence, FailureTextsComeWithTheSupportLineWhenMessagesAreOn) {
     };
     const std::string small_pivot = text_of(0, indefinite_grid());
     const std::string not_spd = text_of(-DBL_MAX, indefinite_grid());
-    EXPECT_NE(small_pivot.find("\r\n\tERROR at NUMERIC FACTORIZATION. ERROR CODE:-35\r\n"), std::string::npos);
-    EXPECT_NE(not_spd.find("\r\n\r\n\tThe matrix is not symmetric positive definite.Please change the parameters."),
+    EXPECT_NE(small_pivot.find("\r\n\tERROR at NUMERIC FACTORIZATION. ERROR CODE:-35\r\n"),
               std::string::npos);
+    EXPECT_NE(
+        not_spd.find("\r\n\r\n\tThe matrix is not symmetric positive definite.Please change the parameters."),
+        std::string::npos);
     for (const std::string& text : {small_pivot, not_spd})
         EXPECT_NE(text.find("support@vyr.example"), std::string::npos);
     EXPECT_EQ(text_of(0, grid()).find("support@vyr.example"), std::string::npos);

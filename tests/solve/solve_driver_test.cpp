@@ -140,7 +140,7 @@ TEST_F(Refinement, AStepThatHelpsLessThanTenfoldIsTakenBack) {
 }
 
 TEST_F(Refinement, ARuinousFirstPassLeavesZeros) {
-    scale_given(1.7e308 / 16);
+    given.values[0] = 1e308;
     b = {0.5, 0.5, 1.0};
     EXPECT_NE(expect_solution(0).find("iter=0,"), std::string::npos);
 }
@@ -179,7 +179,8 @@ TEST_F(Refinement, ScalingDividesBeforeAndAfterEveryPass) {
     for (const int mode : {0, 1, 2, 3, 4}) {
         mf_ctrl[CTRL_SCALING] = mode;
         for (std::size_t i = 0; i < 3; ++i) {
-            const double scale = (mode == 1 || mode == 3 ? rhs[i] : 1) * (mode == 2 || mode == 3 ? sol[i] : 1);
+            const double scale =
+                (mode == 1 || mode == 3 ? rhs[i] : 1) * (mode == 2 || mode == 3 ? sol[i] : 1);
             direct[i] = b[i] / factored.values[i] / scale;
             given.values[i] = 1.05 * factored.values[i] * scale;
         }
@@ -214,7 +215,8 @@ TEST(FullStorage, ExpandsEitherTriangleAndAddsMissingDiagonals) {
     for (const bool is_lower : {true, false}) {
         FullStorage full;
         ASSERT_TRUE(mf_sym_expand(3, (is_lower ? lower_ptr : upper_ptr).data(),
-                                  (is_lower ? lower_rows : upper_rows).data(), is_lower ? lower : upper, full));
+                                  (is_lower ? lower_rows : upper_rows).data(), is_lower ? lower : upper,
+                                  full));
         std::vector<double> dense(9, -1);
         for (std::int32_t j = 0; j < 3; ++j)
             for (std::int32_t k = full.col_ptr[j]; k < full.col_ptr[j + 1]; ++k) {
