@@ -164,9 +164,11 @@ TEST(Sequence, FailureTextsComeWithTheSupportLineWhenMessagesAreOn) {
     };
     const std::string small_pivot = text_of(0, indefinite_grid());
     const std::string not_spd = text_of(-DBL_MAX, indefinite_grid());
-    EXPECT_NE(small_pivot.find("\r\n\tERROR at NUMERIC FACTORIZATION. ERROR CODE:-35\r\n"), std::string::npos);
-    EXPECT_NE(not_spd.find("\r\n\r\n\tThe matrix is not symmetric positive definite.Please change the parameters."),
+    EXPECT_NE(small_pivot.find("\r\n\tERROR at NUMERIC FACTORIZATION. ERROR CODE:-35\r\n"),
               std::string::npos);
+    EXPECT_NE(
+        not_spd.find("\r\n\r\n\tThe matrix is not symmetric positive definite.Please change the parameters."),
+        std::string::npos);
     for (const std::string& text : {small_pivot, not_spd})
         EXPECT_NE(text.find("support@vyr.example"), std::string::npos);
     EXPECT_EQ(text_of(0, grid()).find("support@vyr.example"), std::string::npos);
@@ -202,6 +204,33 @@ TEST(Sequence, TheNumericStepRefusesAnotherPatternAndUnservedTypes) {
     ASSERT_EQ(session.init(grid()), 0);
     EXPECT_EQ(session.numeric(grid()), 0);
     EXPECT_LE(solve_error(session, grid(), grid()), ERROR_BAR);
+}
+
+TEST(Sequence, LaterStepsDoNotTrustTheArraysTheyAreHanded) {
+    Session session;
+    const Csc& a = grid();
+    ASSERT_EQ(session.factorize(a), 0);
+    const auto numeric = [&](const int* colptr, const int* rowind, const double* values) {
+        return VYR_numeric_ld(nullptr, a.n, colptr, rowind, values, session.handle);
+    };
+    EXPECT_EQ(numeric(nullptr, a.rowind.data(), a.values.data()), VYR_ERR_NULL_MATRIX);
+    EXPECT_EQ(numeric(a.colptr.data(), nullptr, a.values.data()), VYR_ERR_NULL_MATRIX);
+    EXPECT_EQ(numeric(a.colptr.data(), a.rowind.data(), nullptr), VYR_ERR_NULL_MATRIX);
+    Csc malformed = a;
+    malformed.rowind[3] = a.n;
+    EXPECT_EQ(session.numeric(malformed), VYR_ERR_STRUCTURE);
+    ASSERT_EQ(session.numeric(a), 0);
+    const std::vector<double> b = random_vector(a.n, 4);
+    mf_ctrl[CTRL_REFINEMENT_LIMIT] = 2; // only then is the matrix read
+    EXPECT_EQ(session.solve(malformed, b), b);
+    EXPECT_EQ(info_status(), VYR_ERR_STRUCTURE);
+    std::vector<double> x = b;
+    VYR_solve_ld(session.handle, nullptr, a.n, nullptr, nullptr, nullptr, x.data());
+    EXPECT_EQ(x, b);
+    EXPECT_EQ(VYR_solve_ld(session.handle, nullptr, a.n, nullptr, nullptr, nullptr, nullptr), 0);
+    mf_ctrl[CTRL_REFINEMENT_LIMIT] = 1;
+    VYR_solve_ld(session.handle, nullptr, a.n, nullptr, nullptr, nullptr, x.data());
+    EXPECT_LE(backward_error(a, x.data(), b.data()), ERROR_BAR);
 }
 
 TEST(Sequence, CallsBeforeInitRunOnZeroedControls) {

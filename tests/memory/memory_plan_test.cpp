@@ -58,7 +58,8 @@ TEST(MemoryCheck, RefusesWhatTheAddressSpaceCannotHoldUnlessLenient) {
     const Check strict(501, false);
     EXPECT_EQ(strict.status, -1);
     EXPECT_EQ(strict.ratio, -1);
-    EXPECT_EQ(strict.text, "\r\nERROR!!!\tNeed    501(Mb) memory . Only    500(Mb) user space available.\r\n");
+    EXPECT_EQ(strict.text,
+              "\r\nERROR!!!\tNeed    501(Mb) memory . Only    500(Mb) user space available.\r\n");
     EXPECT_EQ(Check(500, false).status, 0);
     const Check lenient(501, true);
     EXPECT_EQ(lenient.status, 0);
@@ -82,8 +83,9 @@ TEST(MemoryCheck, RefusesWhatThePageFileCannotHoldUnlessLenient) {
 TEST(MemoryCheck, WarnsOfPagingFromATenthAbovePhysicalMemoryOn) {
     Machine machine(100, 200, 1000);
     EXPECT_EQ(Check(110, false).text, "");
-    EXPECT_EQ(Check(150, false).text,
-              "\r\nWARNING!!!\tThe available physical memory is    100(Mb). Using     50(Mb) page files.\r\n");
+    EXPECT_EQ(
+        Check(150, false).text,
+        "\r\nWARNING!!!\tThe available physical memory is    100(Mb). Using     50(Mb) page files.\r\n");
     mf_ctrl[CTRL_FLAGS] = 0;
     EXPECT_EQ(Check(150, false).text, "");
     EXPECT_EQ(Check(501, false).text, "");
@@ -103,10 +105,12 @@ TEST(MemoryCheck, GoesOnWhenTheSystemDoesNotTell) {
 }
 
 TEST(OutOfCoreBuffer, IsATenthOfTheFactorOrWhatIsFree) {
-    const std::string too_small = "\r\nERROR!!!\tThe available buffer     15(Mb) is too small.Need 66 mmf files.";
-    const std::string slow = "\r\nWARNING!!!\tThe available buffer     30(Mb) is too small.The speed will be very slow."
-                             "Some options:\r\n\t1.Close other applications.\r\n\t2.Upgarage to 64-bit version."
-                             "\r\n\t3.Why not enlarge memory? Its price is so cheap now.";
+    const std::string too_small =
+        "\r\nERROR!!!\tThe available buffer     15(Mb) is too small.Need 66 mmf files.";
+    const std::string slow =
+        "\r\nWARNING!!!\tThe available buffer     30(Mb) is too small.The speed will be very slow."
+        "Some options:\r\n\t1.Close other applications.\r\n\t2.Upgarage to 64-bit version."
+        "\r\n\t3.Why not enlarge memory? Its price is so cheap now.";
     const std::string reserved =
         "\r\nWARNING!!!\tThe available physical memory      90(Mb) is less than reserved.";
     const struct {
@@ -116,9 +120,10 @@ TEST(OutOfCoreBuffer, IsATenthOfTheFactorOrWhatIsFree) {
         double buffer;
         std::string text;
     } cases[] = {
-        {2000, 0, 0, 100, ""},  {1201, 0, 0, 100, ""},       {1200, 0, 0, 100, ""},      {50, 0, 0, 50, ""},
-        {30, 0, 0, 30, slow},   {20, 0, 0, 20, ""},          {15, 0, -1, 15, too_small}, {500, 470, 0, 30, slow},
-        {90, 91, -1, 100, reserved}, {90, 75, -1, 15, too_small},
+        {2000, 0, 0, 100, ""},       {1201, 0, 0, 100, ""},   {1200, 0, 0, 100, ""},
+        {50, 0, 0, 50, ""},          {30, 0, 0, 30, slow},    {20, 0, 0, 20, ""},
+        {15, 0, -1, 15, too_small},  {500, 470, 0, 30, slow}, {90, 91, -1, 100, reserved},
+        {90, 75, -1, 15, too_small},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.physical);
@@ -126,8 +131,10 @@ TEST(OutOfCoreBuffer, IsATenthOfTheFactorOrWhatIsFree) {
         const Plan plan(1000, c.reserve);
         EXPECT_EQ(plan.status, c.status);
         EXPECT_DOUBLE_EQ(plan.buffer_mb, c.buffer);
-        if (c.physical != 20) EXPECT_EQ(plan.text, c.text); // 20 is just not refused: warned of, not an error
-        else EXPECT_NE(plan.text.find("WARNING!!!\tThe available buffer     20(Mb)"), std::string::npos);
+        if (c.physical != 20)
+            EXPECT_EQ(plan.text, c.text); // 20 is just not refused: warned of, not an error
+        else
+            EXPECT_NE(plan.text.find("WARNING!!!\tThe available buffer     20(Mb)"), std::string::npos);
     }
     Machine machine(90, 5000, 5000);
     mf_ctrl[CTRL_FLAGS] = 0;

@@ -79,7 +79,7 @@ TEST(Factorize, SolvesEveryProblemToTheErrorBarAtEveryThreadCount) {
 
 TEST(Factorize, TheThreadCountOfTheAnalysisHoldsWhateverTheHostSetsLater) {
     const Csc a = spd(30 * 30, grid_edges(30, 30));
-    for (const auto [before, after] : {std::pair(1, 4), {4, 1}, {3, 2}}) {
+    for (const auto& [before, after] : {std::pair(1, 4), {4, 1}, {3, 2}}) {
         omp_set_num_threads(before);
         Session session;
         ASSERT_EQ(session.init(a), 0);
@@ -109,7 +109,8 @@ TEST(Factorize, FactorAgreesWithDenseCholeskyAndRepeats) {
         const mf_snode& node = solver.snodes[s];
         for (std::int32_t k = 0; k < node.n_rows(); ++k)
             for (std::int32_t c = 0; c < node.npiv && node.first() + c <= node.rows[k]; ++c)
-                ASSERT_NEAR(node.factor_block[k * node.npiv + c], u[node.first() + c + node.rows[k] * a.n], 1e-13);
+                ASSERT_NEAR(node.factor_block[k * node.npiv + c], u[node.first() + c + node.rows[k] * a.n],
+                            1e-13);
     }
     const Pivots pivots(session);
     for (std::int32_t k = 0; k < a.n; ++k)
@@ -223,6 +224,6 @@ TEST(Factorize, ScalingWorksOnACopyOfTheValues) {
     const std::uint64_t held = mem_current;
     mf_ctrl[CTRL_SCALING] = 3;
     ASSERT_EQ(session.numeric(a), 0);
-    EXPECT_LE(mem_current - held, 4096u); // the copy is gone
+    EXPECT_LE(mem_current - held, 4096u);             // the copy is gone
     EXPECT_LE(solve_error(session, a, a), ERROR_BAR); // without vectors no division
 }

@@ -116,7 +116,8 @@ Compression graph_compress(const Pattern& graph, double tolerance) {
             const std::int32_t c = candidates.front();
             candidates.pop_front();
             const Ints of_c = neighbours(c);
-            if (c <= j || result.group[c] != -1 || hash[c] != hash[j] || of_c.size() != closed.size()) continue;
+            if (c <= j || result.group[c] != -1 || hash[c] != hash[j] || of_c.size() != closed.size())
+                continue;
             const auto outside = std::count_if(of_c.begin(), of_c.end(), [&](auto i) { return !inside[i]; });
             if (outside > limit) continue;
             result.group[c] = group;

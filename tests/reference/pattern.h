@@ -33,9 +33,9 @@ Pattern adjacency_graph(const Pattern& full);
 
 /// Groups of vertices that share their closed neighbourhood up to `tolerance` times the degree.
 struct Compression {
-    Ints group;   ///< per vertex
+    Ints group;    ///< per vertex
     Pattern graph; ///< one vertex per group
-    Ints weights; ///< per group, its size
+    Ints weights;  ///< per group, its size
     /// The vertices in the order that an order of the groups stands for.
     Ints expand(const Ints& group_order) const;
 };

@@ -86,14 +86,14 @@ TEST(Reference, DenseMatrixIsOneChainCutAtTheWidthLimit) {
     EXPECT_EQ(small.tree.max_level, 0);
     EXPECT_EQ(small.tree.factor_entries, 25);
 
-    const ReferenceAnalysis large = analyse(dense_pattern(2000), identity(2000));
+    const ReferenceAnalysis large = analyse(dense_pattern(1030), identity(1030));
     ASSERT_EQ(large.tree.snodes.size(), 2u);
     EXPECT_EQ(large.tree.snodes[0].npiv, 1024);
-    EXPECT_EQ(large.tree.snodes[0].nupd, 976);
-    EXPECT_EQ(large.tree.snodes[1].npiv, 976);
+    EXPECT_EQ(large.tree.snodes[0].nupd, 6);
+    EXPECT_EQ(large.tree.snodes[1].npiv, 6);
     EXPECT_EQ(large.tree.snodes[0].flags, 16u | 64u);
-    EXPECT_EQ(large.tree.factor_entries, 1024 * 2000 + 976 * 976);
-    EXPECT_EQ(large.tree.update_stack_peak, 976 * 977 / 2);
+    EXPECT_EQ(large.tree.factor_entries, 1024 * 1030 + 6 * 6);
+    EXPECT_EQ(large.tree.update_stack_peak, 6 * 7 / 2);
 }
 
 TEST(Reference, TridiagonalMatrixPairsColumnsBecauseOneColumnAlwaysExtends) {
@@ -160,8 +160,8 @@ TEST(Reference, TasksOfATreeDrawnByHand) {
 
 TEST(Reference, CompressionMergesOnlyEqualClosedNeighbourhoods) {
     // A triangle 0 1 2 with a tail 3 at vertex 2: only 0 and 1 see the same vertices.
-    const Compression c = graph_compress(
-        adjacency_graph(sym_full(lower_pattern(4, {{1, 0}, {2, 0}, {2, 1}, {3, 2}}))), 0.0);
+    const Compression c =
+        graph_compress(adjacency_graph(sym_full(lower_pattern(4, {{1, 0}, {2, 0}, {2, 1}, {3, 2}}))), 0.0);
     EXPECT_EQ(c.group, (Ints{0, 0, 1, 2}));
     EXPECT_EQ(c.weights, (Ints{2, 1, 1}));
     EXPECT_EQ(c.graph.colptr, (Ints{0, 1, 3, 4}));

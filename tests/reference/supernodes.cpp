@@ -62,7 +62,8 @@ void relative_indices(AssemblyTree& tree, std::int32_t s) {
     if (node.rel_index[w] >= parent.npiv) node.flags |= 128;
     if (node.rel_index[w + u - 1] < parent.npiv) node.flags |= 64;
     if (t0 > 0 && update_row(t0 - 1) == update_row(0) + t0 - 1) node.flags |= 16;
-    if (u - t0 > 0 && update_row(u - 1) == parent.rows[node.rel_index[w + t0] + (u - t0) - 1]) node.flags |= 32;
+    if (u - t0 > 0 && update_row(u - 1) == parent.rows[node.rel_index[w + t0] + (u - t0) - 1])
+        node.flags |= 32;
 
     std::int32_t counted = 0;
     for (std::int32_t a = tree.snode_parent[s]; counted < u; a = tree.snode_parent[a]) {

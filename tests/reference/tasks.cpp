@@ -68,8 +68,7 @@ Tasks task_partition(const AssemblyTree& tree, std::int32_t threads, bool blocke
     tasks.nodes.emplace_back();
     const auto top = static_cast<std::int32_t>(tasks.nodes.size()) - 1;
     for (std::int32_t v = n_snodes - 1; v >= 0; --v)
-        if (task_of[v] == -1)
-            task_of[v] = tree.snode_parent[v] == -1 ? top : task_of[tree.snode_parent[v]];
+        if (task_of[v] == -1) task_of[v] = tree.snode_parent[v] == -1 ? top : task_of[tree.snode_parent[v]];
     for (std::int32_t v = 0; v < n_snodes; ++v) tasks.nodes[task_of[v]].push_back(v);
 
     tasks.shared.assign(n_snodes, false);

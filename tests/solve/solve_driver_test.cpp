@@ -1,5 +1,6 @@
 // The solve drivers: blocks of right-hand sides, scaling, refinement and its stopping rules.
 #include "memory/buffer.h"
+#include "solve/full_storage.h"
 #include "support/capture.h"
 #include "support/session.h"
 
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 using namespace vyr;
 using namespace vyr::test;
@@ -19,9 +21,9 @@ constexpr double ERROR_BAR = 1e-14;
 class Refinement : public ::testing::Test {
 protected:
     Session session;
-    Csc factored = diagonal({1, 2, 4});
+    Csc factored = diagonal({1, 4, 16});
     Csc given = factored;
-    std::vector<double> b = {1, -6, 8};
+    std::vector<double> b = {1, -12, 32};
     std::vector<double> direct = {1, -3, 2}; // b / factored
 
     void SetUp() override {
@@ -120,7 +122,7 @@ TEST_F(Refinement, AnExactSolutionStopsAfterTheFirstPass) {
 TEST_F(Refinement, StepsAreAcceptedWhileTheResidualFallsTenfoldUpToTheLimit) {
     scale_given(1.05); // each step multiplies the residual by -0.05
     const std::string text = expect_solution(0.95);
-    const double condition = 0.05 * 8 / 3 * 4503599627370496.0;
+    const double condition = 0.05 * 32 / 3 * 4503599627370496.0;
     EXPECT_NEAR(mf_info[INFO_CONDITION], condition, 1e-9 * condition);
     char expected[100];
     std::snprintf(expected, sizeof expected, "\r\n\t\tcond=%g,iter=2,w_0=0.05", condition);
@@ -138,16 +140,16 @@ TEST_F(Refinement, AStepThatHelpsLessThanTenfoldIsTakenBack) {
 }
 
 TEST_F(Refinement, ARuinousFirstPassLeavesZeros) {
-    scale_given(1.7e308 / 4);
+    given.values[0] = 1e308;
     b = {0.5, 0.5, 1.0};
     EXPECT_NE(expect_solution(0).find("iter=0,"), std::string::npos);
 }
 
 TEST_F(Refinement, RowsWithAZeroRightHandSideDoNotCount) {
-    b = {0, -6, 8};
+    b = {0, -12, 32};
     direct = {0, -3, 2};
     factored = spd(3, {{1, 0}});
-    factored.values = {1, 0, 2, 4};
+    factored.values = {1, 0, 4, 16};
     ASSERT_EQ(session.factorize(factored), 0);
     mf_ctrl[CTRL_FLAGS] = 1;
     mf_ctrl[CTRL_REFINEMENT_LIMIT] = 2;
@@ -169,7 +171,7 @@ TEST_F(Refinement, TheUnstoredTriangleCountsInTheResidual) {
 }
 
 TEST_F(Refinement, ScalingDividesBeforeAndAfterEveryPass) {
-    const double rhs[] = {2, 4, 8}, sol[] = {16, 0.5, 0.25};
+    const double rhs[] = {2, 4, 8}, sol[] = {64, 0.5, 0.25};
     mf_scale_rhs = mf_array<double>(3);
     mf_scale_sol = mf_array<double>(3);
     std::copy_n(rhs, 3, mf_scale_rhs);
@@ -177,7 +179,8 @@ TEST_F(Refinement, ScalingDividesBeforeAndAfterEveryPass) {
     for (const int mode : {0, 1, 2, 3, 4}) {
         mf_ctrl[CTRL_SCALING] = mode;
         for (std::size_t i = 0; i < 3; ++i) {
-            const double scale = (mode == 1 || mode == 3 ? rhs[i] : 1) * (mode == 2 || mode == 3 ? sol[i] : 1);
+            const double scale =
+                (mode == 1 || mode == 3 ? rhs[i] : 1) * (mode == 2 || mode == 3 ? sol[i] : 1);
             direct[i] = b[i] / factored.values[i] / scale;
             given.values[i] = 1.05 * factored.values[i] * scale;
         }
@@ -196,9 +199,31 @@ TEST_F(Refinement, ScalingDividesBeforeAndAfterEveryPass) {
 TEST_F(Refinement, OfABlockOnlyTheFirstColumnIsRefined) {
     scale_given(1.05);
     mf_ctrl[CTRL_FLAGS] = 0;
-    const std::vector<double> x = session.solve_n(given, {1, -6, 8, 7, 7, 7}, 2);
+    const std::vector<double> x = session.solve_n(given, {1, -12, 32, 7, 7, 7}, 2);
     for (std::size_t i = 0; i < 3; ++i) {
         EXPECT_NEAR(x[i], 0.95 * direct[i], 1e-14);
         EXPECT_EQ(x[3 + i], 7);
     }
+}
+
+TEST(FullStorage, ExpandsEitherTriangleAndAddsMissingDiagonals) {
+    // [. 2 3; 2 5 .; 3 . 7], the first diagonal entry not stored
+    const std::vector<std::int32_t> lower_ptr = {0, 2, 3, 4}, lower_rows = {1, 2, 1, 2};
+    const std::vector<std::int32_t> upper_ptr = {0, 0, 2, 4}, upper_rows = {0, 1, 0, 2};
+    const double lower[] = {2, 3, 5, 7}, upper[] = {2, 5, 3, 7};
+    const std::uint64_t held = mem_current;
+    for (const bool is_lower : {true, false}) {
+        FullStorage full;
+        ASSERT_TRUE(mf_sym_expand(3, (is_lower ? lower_ptr : upper_ptr).data(),
+                                  (is_lower ? lower_rows : upper_rows).data(), is_lower ? lower : upper,
+                                  full));
+        std::vector<double> dense(9, -1);
+        for (std::int32_t j = 0; j < 3; ++j)
+            for (std::int32_t k = full.col_ptr[j]; k < full.col_ptr[j + 1]; ++k) {
+                EXPECT_TRUE(!is_lower || k == full.col_ptr[j] || full.row_ind[k] > full.row_ind[k - 1]);
+                EXPECT_EQ(std::exchange(dense[full.row_ind[k] + 3 * j], full.values[k]), -1);
+            }
+        EXPECT_EQ(dense, (std::vector<double>{0, 2, 3, 2, 5, -1, 3, -1, 7}));
+    }
+    EXPECT_EQ(mem_current, held);
 }

@@ -56,8 +56,9 @@ std::string StdoutCapture::text() {
 TempDirectory::TempDirectory() : previous_(std::filesystem::current_path()) {
     static int counter = 0;
     const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    path_ = std::filesystem::temp_directory_path() /
-            ("vyr_" + std::string(test->name()) + "_" + std::to_string(getpid()) + "_" + std::to_string(counter++));
+    path_ =
+        std::filesystem::temp_directory_path() / ("vyr_" + std::string(test->name()) + "_" +
+                                                  std::to_string(getpid()) + "_" + std::to_string(counter++));
     std::filesystem::create_directories(path_);
     std::filesystem::current_path(path_);
 }

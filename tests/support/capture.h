@@ -25,7 +25,8 @@ private:
 };
 
 /// Runs `action` and returns what it printed.
-template <typename Action> std::string output_of(Action&& action) {
+template <typename Action>
+std::string output_of(Action&& action) {
     StdoutCapture capture;
     action();
     return capture.text();

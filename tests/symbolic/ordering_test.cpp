@@ -22,7 +22,8 @@ Ints partitioner_order(reference::Pattern graph, Ints* weights) {
     if (weights != nullptr) options[METIS_OPTION_COMPRESS] = 0;
     Ints perm(graph.n), inverse(graph.n);
     EXPECT_EQ(METIS_NodeND(&graph.n, graph.colptr.data(), graph.rowind.data(),
-                           weights != nullptr ? weights->data() : nullptr, options, perm.data(), inverse.data()),
+                           weights != nullptr ? weights->data() : nullptr, options, perm.data(),
+                           inverse.data()),
               METIS_OK);
     return perm;
 }
