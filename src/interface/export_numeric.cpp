@@ -43,8 +43,10 @@ Status expand(NumericInput& input) noexcept {
 void factorise(const NumericInput& input, const double* values, int type, mf_solver* solver) noexcept {
     if (type == TYPE_SIMPLE) {
         set_info_status(VYR_ERR_TYPE);
+    } else if (solver == nullptr) {
+        set_info_status(VYR_ERR_HANDLE);
     } else if (is_lower_triangle_type(type)) {
-        if (solver == nullptr || input.n != solver->n || input.col_ptr[input.n] != solver->n_input)
+        if (input.n != solver->n || input.col_ptr[input.n] != solver->n_input)
             set_info_status(VYR_ERR_HANDLE);
         else
             mf_numeric_driver(values, *solver);
@@ -69,7 +71,7 @@ Status numeric_step(NumericInput& input, mf_solver* solver) noexcept {
         values = value_copy;
     }
     ValueRange range;
-    // On a NaN the copy is kept, deliberately: hosts look at it in a debugger.
+    // On a NaN the copy is not released, deliberately.
     if (const Status status = mf_scan_values(input.n, input.col_ptr, input.row_ind, values, range);
         status != VYR_OK)
         return status;

@@ -2,7 +2,7 @@
 
 #include "interface/process_state.h"
 #include "interface/status.h"
-#include "memory/buffer.h"
+#include "platform/blas_threads.h"
 #include "solve/refinement.h"
 #include "solve/substitution.h"
 #include "symbolic/input_pattern.h"
@@ -29,6 +29,8 @@ Status solve(mf_solver& solver, const CallerMatrix& matrix, double* b, std::int3
 void mf_solve_driver(mf_solver& solver, const CallerMatrix& matrix, double* b, std::int32_t nrhs,
                      bool block) noexcept {
     const double start_ms = platform::clock_ms();
+    // A substitution is a long chain of short calls: waking a team for each costs more than it gains.
+    const blas::ThreadLimit one_thread(1);
     if (const Status status = solve(solver, matrix, b, nrhs, block); status != VYR_OK)
         set_info_status(status);
     mf_info[INFO_T_SOLVE] = (platform::clock_ms() - start_ms) / 1000;

@@ -17,6 +17,7 @@
 #include "symbolic/update_stack_size.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vyr {
 
