@@ -6,6 +6,7 @@
 #include "numeric/update_passing.h"
 #include "numeric/update_stack.h"
 #include "report/console.h"
+#include "symbolic/flop_count.h"
 
 #include <cinttypes>
 
@@ -24,7 +25,7 @@ Status eliminate_node(mf_solver& solver, std::int32_t node, const LoopSettings& 
                       LdltCounters& counters) noexcept {
     mf_snode& snode = solver.snodes[node];
     if (snode.factor_block == nullptr) return VYR_ERR_FACTOR_STORAGE;
-    mf_info[INFO_FLOPS] += 0.5 * mf_flop_count(snode.npiv, snode.nupd, snode.nupd);
+    mf_info[INFO_FLOPS] += mf_node_cost(snode);
     if (settings.stacked) mf_stack_add_pivots(solver, node);
     const std::int32_t ld = settings.stacked ? solver.largest_update : snode.nupd;
     const LdltMode mode{settings.core_mode == CORE_IN, settings.blas_interchange, ld};
@@ -51,12 +52,10 @@ Status process_node(mf_solver& solver, std::int32_t node, const LoopSettings& se
     if (status != VYR_OK) return status;
     if (settings.stacked) {
         stack_update(solver, node);
-    } else if (solver.snodes[node].nupd > 0) {
-        status = mf_pass_update(solver, node, solver.work_block, solver.node_work);
-        if (status != VYR_OK) mf_dump_factor(solver);
-    } else {
-        solver.snodes[node].flags |= NODE_FINISHED;
+        return VYR_OK;
     }
+    status = mf_pass_update(solver, node, solver.work_block, solver.node_work);
+    if (status != VYR_OK) mf_dump_factor(solver);
     return status;
 }
 
