@@ -137,7 +137,7 @@ int mf_solve_ldlt(mf_solver& solver, double* x) noexcept {
     Buffer<double> work(n);
     if (!work) {
         set_info_status(VYR_ERR_MEMORY);
-        return 0;
+        return VYR_ERR_MEMORY;
     }
     if (solver.pivot_index == nullptr) return 0;
     const bool by_blas = ctrl_int(CTRL_TYPE) == TYPE_CSYM;

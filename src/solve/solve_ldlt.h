@@ -9,11 +9,11 @@
 
 namespace vyr {
 
-/// Solves A x = b with the factor in memory: x holds n doubles, b on entry, the solution on return. Without
-/// memory for its work vector it leaves x unchanged and INFO_STATUS at VYR_ERR_MEMORY. Nodes without a block
-/// are skipped.
+/// Solves A x = b with the factor in memory: x holds n doubles, b on entry, the solution on return. Nodes
+/// without a block are skipped; without a pivot record x stays as it is.
 ///
-/// Returns the result of the last mf_ldlt_block_solve.
+/// Returns the result of the last mf_ldlt_block_solve; or, when there is no memory for the work vector,
+/// VYR_ERR_MEMORY, which is left in INFO_STATUS too, with x unchanged.
 int mf_solve_ldlt(mf_solver& solver, double* x) noexcept;
 
 /// Forward step of one node.
