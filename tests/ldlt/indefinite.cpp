@@ -47,8 +47,8 @@ Csc saddle_point(std::int32_t nx, std::int32_t ny, std::int32_t every, Rng& rng)
     return kkt;
 }
 
-Csc random_indefinite(std::int32_t n, std::int64_t n_edges, double weak, Rng& rng) {
-    Csc a = spd(n, random_edges(n, n_edges, rng), rng());
+Csc random_indefinite(std::int32_t n, const Edges& edges, double weak, Rng& rng) {
+    Csc a = spd(n, edges, rng());
     std::uniform_real_distribution<double> value(-4.0, 4.0), chance(0.0, 1.0);
     for_each_entry(a, [&](std::int32_t i, std::int32_t j, double& entry) {
         if (i == j) entry = chance(rng) < weak ? 0.0 : value(rng);

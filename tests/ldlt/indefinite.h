@@ -12,8 +12,8 @@ Csc shifted_laplacian(std::int32_t nx, std::int32_t ny, std::int32_t nz, double 
 /// neighbours for each `every` unknowns. The zero block has no stored entries.
 Csc saddle_point(std::int32_t nx, std::int32_t ny, std::int32_t every, Rng& rng);
 
-/// Random pattern, off-diagonal values in [-1, 1]; the share `weak` of the diagonal is zero, the rest in [-4,
+/// Off-diagonal values in [-1, 1]; the share `weak` of the diagonal is zero, the rest in [-4,
 /// 4].
-Csc random_indefinite(std::int32_t n, std::int64_t n_edges, double weak, Rng& rng);
+Csc random_indefinite(std::int32_t n, const Edges& edges, double weak, Rng& rng);
 
 } // namespace vyr::test

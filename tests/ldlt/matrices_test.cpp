@@ -113,8 +113,9 @@ std::vector<Csc> small_matrices(Rng& rng) {
     }
     for (const double weak : {0.0, 0.5, 1.0})
         for (const std::int32_t n : {2, 30, 150, 300})
-            matrices.push_back(random_indefinite(n, 3 * n * n, weak, rng));
-    for (const std::int32_t n : {40, 200, 300}) matrices.push_back(random_indefinite(n, 5 * n, 0.0, rng));
+            matrices.push_back(random_indefinite(n, dense_edges(n), weak, rng));
+    for (const std::int32_t n : {40, 200, 300})
+        matrices.push_back(random_indefinite(n, random_edges(n, 5 * n, rng), 0.0, rng));
     matrices.push_back(spd(250, disconnected_grid_edges(5, 10, 5)));
     return matrices;
 }
@@ -169,7 +170,7 @@ TEST(IndefiniteMatrices, DHasTheInertiaOfTheMatrix) {
 TEST(IndefiniteMatrices, OutOfReachIsAStatusAndNewValuesAreWelcome) {
     Rng rng(test_seed());
     Session session;
-    Csc a = random_indefinite(400, 1200, 0.0, rng), zero = a;
+    Csc a = random_indefinite(400, random_edges(400, 1200, rng), 0.0, rng), zero = a;
     for (std::int32_t j = 0; j < a.n; ++j) zero.values[static_cast<std::size_t>(a.colptr[j])] = 0.0;
     EXPECT_EQ(factorize(session, zero), VYR_ERR_ILL_CONDITIONED);
     (void)session.solve(zero, random_vector(a.n, 1)); // no crash; the answer is of no use

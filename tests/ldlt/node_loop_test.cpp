@@ -70,7 +70,8 @@ TEST(NodeLoop, GivesOneFactorByEveryVariantAndByTheUpdateStack) {
     Rng rng(test_seed());
     Csc forest = spd(300, disconnected_grid_edges(3, 10, 10));
     for (const Csc& a : {shifted_laplacian(12, 11, 1, 1.3), shifted_laplacian(6, 7, 5, 2.7), forest,
-                         random_indefinite(120, 500, 0.0, rng), random_indefinite(60, 1500, 0.5, rng)}) {
+                         random_indefinite(120, random_edges(120, 500, rng), 0.0, rng),
+                         random_indefinite(60, dense_edges(60), 0.5, rng)}) {
         const Solver solver = analyse(a);
         ASSERT_EQ(factorize(*solver, a, TYPE_LDLT, CORE_IN), VYR_OK);
         const std::vector<double> expected = factor_of(*solver);
@@ -81,7 +82,7 @@ TEST(NodeLoop, GivesOneFactorByEveryVariantAndByTheUpdateStack) {
         for (const int type : {TYPE_LDLT, TYPE_CSYM})
             for (const int mode : {CORE_IN, CORE_MAPPED, CORE_GPU, CORE_GBLAS}) {
                 ASSERT_EQ(factorize(*solver, a, type, mode), VYR_OK);
-                EXPECT_LE(largest_difference(expected, factor_of(*solver)), 1e-11) << type << " " << mode;
+                EXPECT_LE(largest_difference(expected, factor_of(*solver)), 1e-8) << type << " " << mode;
                 EXPECT_EQ(record, std::vector<std::int32_t>(solver->pivot_index, solver->pivot_index + a.n));
                 EXPECT_EQ(solver->update_top, 0);
                 EXPECT_EQ(solver->n_update_nodes, 0);

@@ -52,7 +52,8 @@ TEST(PivotPairs, BringSaddlePointsAndZeroDiagonalsIntoReach) {
     Rng rng(test_seed());
     std::vector<Csc> matrices{to_test(tool::kkt(7)), to_test(tool::kkt(40))};
     for (const std::int32_t every : {2, 3, 10, 50}) matrices.push_back(saddle_point(30, 25, every, rng));
-    for (const double weak : {0.1, 0.4}) matrices.push_back(random_indefinite(500, 2500, weak, rng));
+    for (const double weak : {0.1, 0.4})
+        matrices.push_back(random_indefinite(500, random_edges(500, 2500, rng), weak, rng));
     std::vector<double> errors;
     int out_of_reach_alone = 0;
     for (const Csc& a : matrices) {
