@@ -3,11 +3,27 @@
 // what the front keeps, so each is a plain product without transposition.
 #include "numeric/ldlt_block_update.h"
 
+#include "numeric/tuning.h"
 #include "platform/blas.h"
+
+#include <omp.h>
 
 #include <algorithm>
 
 namespace vyr {
+
+namespace {
+
+/// C <- beta C - A B. BLAS asks OpenMP for the number of threads, so that is where a large product gets them.
+void product(const LdltFront& front, std::int32_t m, std::int32_t n, std::int32_t k, const double* a,
+             const double* b, double beta, double* c, std::int32_t ldc) noexcept {
+    const bool threaded = front.threads > 1 && 2.0 * m * n * k >= tuning::THREADED_PRODUCT_FLOPS;
+    if (threaded) omp_set_num_threads(front.threads);
+    blas::gemm('N', 'N', m, n, k, -1.0, a, front.width, b, front.npiv, beta, c, ldc);
+    if (threaded) omp_set_num_threads(1);
+}
+
+} // namespace
 
 void mf_load_rows(const LdltFront& front, std::int32_t waiting, std::int32_t first,
                   std::int32_t last) noexcept {
@@ -19,8 +35,8 @@ void mf_load_rows(const LdltFront& front, std::int32_t waiting, std::int32_t fir
             target[c + static_cast<std::int64_t>(i) * front.width] = source[i];
     }
     if (waiting < first)
-        blas::gemm('N', 'N', front.width - first, count, first - waiting, -1.0, front.z(waiting) + first,
-                   front.width, front.column(first) + waiting, front.npiv, 1.0, target + first, front.width);
+        product(front, front.width - first, count, first - waiting, front.z(waiting) + first,
+                front.column(first) + waiting, 1.0, target + first, front.width);
 }
 
 void mf_update_row(const LdltFront& front, std::int32_t first, std::int32_t k) noexcept {
@@ -35,28 +51,27 @@ void mf_update_trailing(const LdltFront& front, std::int32_t waiting, std::int32
     const double* left = front.z(waiting) + row;
     for (std::int32_t c = row; c < npiv; c += LDLT_STRIP) {
         const std::int32_t end = std::min(c + LDLT_STRIP, npiv);
-        blas::gemm('N', 'N', end - row, end - c, n_waiting, -1.0, left, front.width,
-                   front.column(c) + waiting, npiv, 1.0, front.column(c) + row, npiv);
+        product(front, end - row, end - c, n_waiting, left, front.column(c) + waiting, 1.0,
+                front.column(c) + row, npiv);
     }
     if (nupd > 0)
-        blas::gemm('N', 'N', npiv - row, nupd, n_waiting, -1.0, left, front.width,
-                   front.column(npiv) + waiting, npiv, 1.0, front.column(npiv) + row, npiv);
+        product(front, npiv - row, nupd, n_waiting, left, front.column(npiv) + waiting, 1.0,
+                front.column(npiv) + row, npiv);
 }
 
 void mf_form_update(const LdltFront& front, double* update, std::int32_t ld) noexcept {
     const std::int32_t npiv = front.npiv, nupd = front.width - npiv;
     for (std::int32_t c = 0; c < nupd; c += LDLT_STRIP) {
         const std::int32_t end = std::min(c + LDLT_STRIP, nupd);
-        blas::gemm('N', 'N', end, end - c, npiv, -1.0, front.undivided + npiv, front.width,
-                   front.column(npiv + c), npiv, 0.0, update + static_cast<std::int64_t>(c) * ld, ld);
+        product(front, end, end - c, npiv, front.undivided + npiv, front.column(npiv + c), 0.0,
+                update + static_cast<std::int64_t>(c) * ld, ld);
     }
 }
 
 void mf_add_to_update(const LdltFront& front, double* update, std::int32_t ld) noexcept {
     const std::int32_t npiv = front.npiv, nupd = front.width - npiv;
     if (nupd > 0)
-        blas::gemm('N', 'N', nupd, nupd, npiv, -1.0, front.undivided + npiv, front.width, front.column(npiv),
-                   npiv, 1.0, update, ld);
+        product(front, nupd, nupd, npiv, front.undivided + npiv, front.column(npiv), 1.0, update, ld);
 }
 
 } // namespace vyr

@@ -195,7 +195,8 @@ std::int32_t MF_S_SYTRF_(mf_solver& solver, std::int32_t node, LdltMode mode,
     mf_snode& snode = solver.snodes[node];
     double* const update = solver.work_block;
     const LdltFront front{snode.factor_block, solver.front_work, solver.pivot_index + snode.first(),
-                          snode.npiv,         snode.n_rows(),    mode.blas_interchange};
+                          snode.npiv,         snode.n_rows(),    mode.blas_interchange,
+                          mode.threads};
     if (!mode.in_place)
         for (std::int32_t c = 0; c < snode.nupd; ++c)
             std::fill_n(update + static_cast<std::int64_t>(c) * mode.ld, snode.nupd, 0.0);

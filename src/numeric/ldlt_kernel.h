@@ -11,6 +11,9 @@ struct LdltMode {
     bool in_place; ///< write the update matrix in strips; otherwise zero it and add to it in one piece
     bool blas_interchange; ///< exchange rows and columns by dswap instead of loops
     std::int32_t ld;       ///< leading dimension of the update matrix in solver.work_block, at least nupd
+    /// OpenMP threads for large products. When above 1 the caller has set their number to 1 for all other
+    /// calls.
+    std::int32_t threads = 1;
 };
 
 /// Eliminates node `node`.

@@ -8,6 +8,8 @@
 #include "report/console.h"
 #include "symbolic/flop_count.h"
 
+#include <omp.h>
+
 #include <cinttypes>
 
 namespace vyr {
@@ -18,6 +20,21 @@ struct LoopSettings {
     int core_mode;
     bool blas_interchange;
     bool stacked; ///< updates travel over the stack
+    std::int32_t threads;
+};
+
+/// One OpenMP thread while it lives, the number there was before afterwards. Threads started for a small call
+/// to BLAS cost more than they save, and wait for each other in vain when another process holds a core.
+class SmallCalls {
+public:
+    SmallCalls() noexcept : threads_(omp_get_max_threads()) { omp_set_num_threads(1); }
+    ~SmallCalls() { omp_set_num_threads(threads_); }
+    SmallCalls(const SmallCalls&) = delete;
+    SmallCalls& operator=(const SmallCalls&) = delete;
+    std::int32_t threads() const noexcept { return threads_; }
+
+private:
+    std::int32_t threads_;
 };
 
 /// Eliminates one node; its update matrix is then in the work block.
@@ -28,7 +45,7 @@ Status eliminate_node(mf_solver& solver, std::int32_t node, const LoopSettings& 
     mf_info[INFO_FLOPS] += mf_node_cost(snode);
     if (settings.stacked) mf_stack_add_pivots(solver, node);
     const std::int32_t ld = settings.stacked ? solver.largest_update : snode.nupd;
-    const LdltMode mode{settings.core_mode == CORE_IN, settings.blas_interchange, ld};
+    const LdltMode mode{settings.core_mode == CORE_IN, settings.blas_interchange, ld, settings.threads};
     return MF_S_SYTRF_(solver, node, mode, counters) == snode.npiv ? VYR_OK : VYR_ERR_ILL_CONDITIONED;
 }
 
@@ -63,7 +80,9 @@ Status process_node(mf_solver& solver, std::int32_t node, const LoopSettings& se
 
 Status mf_node_loop(mf_solver& solver, std::int32_t first, std::int32_t last) noexcept {
     const int core_mode = ctrl_int(CTRL_CORE_MODE);
-    const LoopSettings settings{core_mode, ctrl_int(CTRL_TYPE) == TYPE_CSYM, core_mode == CORE_MAPPED};
+    const SmallCalls small_calls;
+    const LoopSettings settings{core_mode, ctrl_int(CTRL_TYPE) == TYPE_CSYM, core_mode == CORE_MAPPED,
+                                small_calls.threads()};
     LdltCounters counters;
     if (first == 0) mf_stack_clear(solver);
     for (std::int32_t node = first; node < last; ++node) {
