@@ -3,7 +3,9 @@
 #include "interface/process_state.h"
 #include "interface/status.h"
 #include "numeric/input_assembly.h"
+#include "numeric/ldlt_storage.h"
 #include "numeric/lu_init_check.h"
+#include "numeric/node_loop.h"
 #include "numeric/parallel_factor.h"
 
 #include <algorithm>
@@ -44,6 +46,10 @@ Status factorise(const double* values, mf_solver& solver) noexcept {
     if ((ctrl_int(CTRL_FLAGS) & FLAG_CHECK_VALUES) != 0) mf_lu_init_check(solver);
     // 3. Elimination.
     std::fill_n(solver.diag_values, solver.n, -DBL_MAX);
+    if (ctrl_int(CTRL_TYPE) != TYPE_SPD) {
+        const Status status = mf_ldlt_prepare(solver);
+        return status != VYR_OK ? status : mf_node_loop(solver, 0, solver.n_snodes);
+    }
     if (const Status status = mf_parallel_factor(solver); status != VYR_OK) return status;
     return check_growth(solver);
 }

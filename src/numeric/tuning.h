@@ -17,6 +17,11 @@ inline constexpr std::int32_t STRIP_COLUMNS = 256;
 /// Operations from which the strips of a front are offered to other threads.
 inline constexpr double SHARED_FRONT_FLOPS = 4e6;
 
+/// Operations from which a single matrix product of the L D L^T kernel runs on all threads: about 80
+/// microseconds of work, against a few for starting the threads, and milliseconds when another process holds
+/// a core.
+inline constexpr double THREADED_PRODUCT_FLOPS = 4e6;
+
 /// Bytes of factor storage a thread zeroes or touches at a time.
 inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;
 

@@ -1,6 +1,7 @@
 #include "solve/substitution.h"
 
 #include "interface/process_state.h"
+#include "solve/solve_ldlt.h"
 #include "solve/solve_llt.h"
 
 namespace vyr {
@@ -24,6 +25,9 @@ Status Substitution::run_kernel(double* x, std::int32_t nrhs) const noexcept {
     switch (type_) {
     case TYPE_SPD:
         return block_ ? mf_solve_llt_n(solver_, x, nrhs) : mf_solve_llt(solver_, x);
+    case TYPE_LDLT:
+    case TYPE_CSYM:
+        return mf_solve_ldlt(solver_, x) == VYR_ERR_MEMORY ? VYR_ERR_MEMORY : VYR_OK;
     default:
         return VYR_OK; // no kernel serves the type: the vector stays as it is
     }

@@ -1,0 +1,217 @@
+// Right-looking between strips, left-looking inside: pivots are taken in blocks of 16; a row is brought up to
+// date when its turn comes, and the rows below the block only when a strip of blocks is full. An interchange
+// needs all of them, so a row whose diagonal looks weak first has everything that waits applied ("early
+// flush"). Blocks restart there; therefore interchanges and 2 x 2 pivots happen only at the first column of a
+// block, with nothing waiting, and no finished row ever has to follow an exchange.
+#include "numeric/ldlt_kernel.h"
+
+#include "numeric/ldlt_block_update.h"
+#include "numeric/ldlt_interchange.h"
+#include "numeric/ldlt_pivot_search.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+namespace vyr {
+
+namespace {
+
+/// The inverse of a 2 x 2 pivot [d1 e; e d2], scaled by e so that nothing under- or overflows on the way.
+struct PairInverse {
+    double p, q, s;
+
+    PairInverse(double d1, double e, double d2) noexcept
+        : p(d1 / e), q(d2 / e), s(1.0 / (e * (p * q - 1.0))) {}
+    double first(double x, double y) const noexcept { return (q * x - y) * s; }
+    double second(double x, double y) const noexcept { return (p * y - x) * s; }
+};
+
+class Elimination {
+public:
+    Elimination(const LdltFront& front, LdltCounters& counters) noexcept
+        : front_(front), counters_(counters) {}
+
+    /// Eliminates all pivots; the number eliminated.
+    std::int32_t run() noexcept;
+    bool took_pair() const noexcept { return took_pair_; }
+
+private:
+    enum class Step { DONE, RESTART, FAILED };
+
+    Step eliminate_block() noexcept;
+    Step take_pivot(std::int32_t end) noexcept;
+    bool take_single(std::int32_t row, std::int32_t end) noexcept;
+    void take_pair(std::int32_t row, std::int32_t end) noexcept;
+    void store_rows(std::int32_t begin, std::int32_t end, std::int32_t col, std::int32_t col_end) noexcept;
+    void store_pair(std::int32_t col, std::int32_t col_end) noexcept;
+    void apply_waiting(std::int32_t row) noexcept;
+
+    const LdltFront& front_;
+    LdltCounters& counters_;
+    std::int32_t waiting_ = 0; ///< first pivot whose update of the trailing rows is deferred
+    std::int32_t first_ = 0;   ///< first pivot of the current block
+    std::int32_t k_ = 0;       ///< pivots eliminated
+    bool pair_ = false;        ///< pivots waiting_ and waiting_ + 1 are a 2 x 2 pivot
+    bool took_pair_ = false;
+};
+
+std::int32_t Elimination::run() noexcept {
+    while (k_ < front_.npiv) {
+        const Step step = eliminate_block();
+        if (step == Step::FAILED) return k_;
+        if (step == Step::DONE && (k_ - waiting_ >= LDLT_STRIP || k_ == front_.npiv)) apply_waiting(k_);
+    }
+    return k_;
+}
+
+Elimination::Step Elimination::eliminate_block() noexcept {
+    first_ = k_;
+    const std::int32_t end = std::min(first_ + LDLT_BLOCK, front_.npiv);
+    mf_load_rows(front_, waiting_, first_, end);
+    Step step = Step::DONE;
+    while (k_ < end && step == Step::DONE) {
+        if (k_ > first_) mf_update_row(front_, first_, k_);
+        step = take_pivot(end);
+    }
+    if (step == Step::FAILED) return step;
+    store_rows(first_, k_, end, front_.width);
+    if (step == Step::RESTART) {
+        // The rows below k are brought up to date in the block; row k already is, in Z.
+        if (k_ > first_) ++counters_.early_flushes;
+        apply_waiting(k_ + 1);
+        const double* row = front_.z(k_);
+        for (std::int32_t c = k_; c < front_.width; ++c) front_.at(k_, c) = row[c];
+    }
+    return step;
+}
+
+/// Chooses and takes the pivot at k_, one or two columns.
+Elimination::Step Elimination::take_pivot(std::int32_t end) noexcept {
+    std::int32_t row = k_;
+    if (!mf_diagonal_dominates(front_.z(k_), k_, front_.npiv)) {
+        if (waiting_ < k_) return Step::RESTART;
+        const PivotChoice choice = mf_choose_pivot(front_, k_, counters_);
+        row = choice.row;
+        if (choice.kind != PivotKind::DIAGONAL) {
+            mf_interchange(front_, k_, k_, row);
+            if (choice.kind == PivotKind::TWO_BY_TWO && row > k_ + 1) mf_interchange(front_, k_, k_ + 1, row);
+            mf_load_rows(front_, waiting_, first_, end);
+        }
+        if (choice.kind == PivotKind::TWO_BY_TWO) {
+            take_pair(row, end);
+            return Step::DONE;
+        }
+    }
+    return take_single(row, end) ? Step::DONE : Step::FAILED;
+}
+
+bool Elimination::take_single(std::int32_t row, std::int32_t end) noexcept {
+    const double d = front_.z(k_)[k_];
+    if (!(std::fabs(d) > 0.0) || std::isinf(d)) return false;
+    front_.at(k_, k_) = d;
+    if (k_ + 1 < front_.npiv) front_.at(k_ + 1, k_) = 0.0;
+    front_.record[k_] = row;
+    store_rows(k_, k_ + 1, k_ + 1, end);
+    ++k_;
+    return true;
+}
+
+void Elimination::take_pair(std::int32_t row, std::int32_t end) noexcept {
+    front_.record[k_] = row;
+    front_.record[k_ + 1] = row;
+    front_.at(k_ + 1, k_) = front_.z(k_)[k_ + 1];
+    if (k_ + 2 < front_.npiv) front_.at(k_ + 2, k_ + 1) = 0.0;
+    front_.at(k_, k_ + 1) = 0.0;
+    pair_ = true;
+    took_pair_ = true;
+    ++mf_n_p2;
+    store_pair(k_ + 2, end);
+    k_ += 2;
+}
+
+/// Writes the rows begin .. end-1 of Z, divided by D, into columns col .. col_end-1 of the block.
+void Elimination::store_rows(std::int32_t begin, std::int32_t end, std::int32_t col,
+                             std::int32_t col_end) noexcept {
+    if (pair_ && begin == waiting_) {
+        store_pair(col, col_end);
+        begin += 2;
+    }
+    double inverse[LDLT_BLOCK];
+    bool finite = true;
+    const std::int32_t count = end - begin;
+    for (std::int32_t i = 0; i < count; ++i) {
+        inverse[i] = 1.0 / front_.at(begin + i, begin + i);
+        finite = finite && !std::isinf(inverse[i]);
+    }
+    for (std::int32_t c = col; c < col_end; ++c) {
+        const double* z = front_.z(begin) + c;
+        double* u = front_.column(c) + begin;
+        if (finite)
+            for (std::int32_t i = 0; i < count; ++i)
+                u[i] = z[static_cast<std::int64_t>(i) * front_.width] * inverse[i];
+        else // a subnormal pivot has no reciprocal
+            for (std::int32_t i = 0; i < count; ++i)
+                u[i] = z[static_cast<std::int64_t>(i) * front_.width] / front_.at(begin + i, begin + i);
+    }
+}
+
+void Elimination::store_pair(std::int32_t col, std::int32_t col_end) noexcept {
+    const std::int32_t k = waiting_;
+    const PairInverse inverse(front_.at(k, k), front_.at(k + 1, k), front_.at(k + 1, k + 1));
+    const double* x = front_.z(k);
+    const double* y = front_.z(k + 1);
+    for (std::int32_t c = col; c < col_end; ++c) {
+        double* u = front_.column(c) + k;
+        u[0] = inverse.first(x[c], y[c]);
+        u[1] = inverse.second(x[c], y[c]);
+    }
+}
+
+/// Applies everything that waits to the rows from `row` on; nothing waits afterwards.
+void Elimination::apply_waiting(std::int32_t row) noexcept {
+    mf_update_trailing(front_, waiting_, k_, row);
+    if (pair_) {
+        // The substitution replays the second exchange of a 2 x 2 pivot after it has used the first row, so
+        // that row goes back to the order before it, now that no update needs it any more.
+        const std::int32_t r = front_.record[waiting_ + 1];
+        if (r != waiting_ + 1) std::swap(front_.at(waiting_, waiting_ + 1), front_.at(waiting_, r));
+    }
+    pair_ = false;
+    waiting_ = k_;
+}
+
+/// The strict lower triangle carries the off-diagonal entries of 2 x 2 pivots: nothing else may show there.
+void clear_lower_triangle(const LdltFront& front) noexcept {
+    for (std::int32_t c = 0; c + 1 < front.npiv; ++c)
+        std::fill(front.column(c) + c + 1, front.column(c) + front.npiv, 0.0);
+}
+
+} // namespace
+
+std::int32_t MF_S_SYTRF_(mf_solver& solver, std::int32_t node, LdltMode mode,
+                         LdltCounters& counters) noexcept {
+    mf_snode& snode = solver.snodes[node];
+    double* const update = solver.work_block;
+    const LdltFront front{snode.factor_block, solver.front_work, solver.pivot_index + snode.first(),
+                          snode.npiv,         snode.n_rows(),    mode.blas_interchange,
+                          mode.threads};
+    if (!mode.in_place)
+        for (std::int32_t c = 0; c < snode.nupd; ++c)
+            std::fill_n(update + static_cast<std::int64_t>(c) * mode.ld, snode.nupd, 0.0);
+    clear_lower_triangle(front);
+    snode.flags &= ~std::uint32_t{NODE_TWO_BY_TWO};
+
+    Elimination elimination(front, counters);
+    const std::int32_t eliminated = elimination.run();
+    if (elimination.took_pair()) snode.flags |= NODE_TWO_BY_TWO;
+    if (eliminated < snode.npiv) return eliminated;
+    if (mode.in_place)
+        mf_form_update(front, update, mode.ld);
+    else
+        mf_add_to_update(front, update, mode.ld);
+    return eliminated;
+}
+
+} // namespace vyr
