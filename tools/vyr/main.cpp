@@ -14,6 +14,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <omp.h>
 
