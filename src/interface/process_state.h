@@ -33,7 +33,8 @@ extern std::atomic<double> mem_peak;            ///< largest value of mem_curren
 extern std::atomic<std::uint64_t> mem_snapshot; ///< mem_current at the last mf_mem_delta
 extern std::atomic<std::int32_t> alloc_count;   ///< successful allocations, heap and page
 extern std::atomic<std::int32_t> free_count;    ///< releases, heap and page
-extern std::atomic<double> mem_refused; ///< bytes of the last request that could not be had; 0: none since VYR_init_ld
+extern std::atomic<double>
+    mem_refused; ///< bytes of the last request that could not be had; 0: none since VYR_init_ld
 
 /// 2 x 2 pivots taken since the library was loaded; deliberately never reset.
 extern std::int64_t mf_n_p2;
