@@ -77,29 +77,29 @@ enum {
 /* Status codes. 0 is success, every failure is negative. */
 enum {
     VYR_OK = 0,
-    VYR_ERR_NULL_MATRIX = -1,      /* colPtr or rowInd is null */
-    VYR_ERR_EMPTY_MATRIX = -2,     /* order, column count or nnz below 1 */
-    VYR_ERR_EMPTY_COLUMN = -3,     /* a column without entries, types other than 11 to 13 */
-    VYR_ERR_DUPLICATE = -4,        /* an entry is stored twice */
-    VYR_ERR_FACTOR_FILE = -5,      /* a factor file cannot be opened, read or written in full */
-    VYR_ERR_STRUCTURE = -6,        /* malformed pointers, or a row index outside 0 .. n-1 */
-    VYR_ERR_NOT_SQUARE = -7,       /* nRows differs from nCols */
-    VYR_ERR_NAN = -8,              /* a value is not a number */
-    VYR_ERR_HANDLE = -9,           /* the handle is null or belongs to another pattern */
-    VYR_ERR_FACTOR_STORAGE = -10,  /* the factor storage was refused or could not be allocated */
-    VYR_ERR_TYPE = -11,            /* the matrix type in force is not served */
-    VYR_ERR_UPPER_ENTRY = -13,     /* an entry above the diagonal, types 11 to 13 */
-    VYR_ERR_SINGULAR = -20,        /* singular matrix (reserved) */
-    VYR_ERR_MEMORY = -29,          /* out of memory in the factorization or a solve */
-    VYR_ERR_NOT_SPD = -30,         /* not positive definite */
-    VYR_ERR_ILL_CONDITIONED = -31, /* no pivot could be found inside a node (L D L^T) */
-    VYR_ERR_BUFFER = -33,          /* too little memory for the out-of-core buffer */
+    VYR_ERR_NULL_MATRIX = -1,       /* colPtr or rowInd is null */
+    VYR_ERR_EMPTY_MATRIX = -2,      /* order, column count or nnz below 1 */
+    VYR_ERR_EMPTY_COLUMN = -3,      /* a column without entries, types other than 11 to 13 */
+    VYR_ERR_DUPLICATE = -4,         /* an entry is stored twice */
+    VYR_ERR_FACTOR_FILE = -5,       /* a factor file cannot be opened, read or written in full */
+    VYR_ERR_STRUCTURE = -6,         /* malformed pointers, or a row index outside 0 .. n-1 */
+    VYR_ERR_NOT_SQUARE = -7,        /* nRows differs from nCols */
+    VYR_ERR_NAN = -8,               /* a value is not a number */
+    VYR_ERR_HANDLE = -9,            /* the handle is null or belongs to another pattern */
+    VYR_ERR_FACTOR_STORAGE = -10,   /* the factor storage was refused or could not be allocated */
+    VYR_ERR_TYPE = -11,             /* the matrix type in force is not served */
+    VYR_ERR_UPPER_ENTRY = -13,      /* an entry above the diagonal, types 11 to 13 */
+    VYR_ERR_SINGULAR = -20,         /* singular matrix (reserved) */
+    VYR_ERR_MEMORY = -29,           /* out of memory in the factorization or a solve */
+    VYR_ERR_NOT_SPD = -30,          /* not positive definite */
+    VYR_ERR_ILL_CONDITIONED = -31,  /* no pivot could be found inside a node (L D L^T) */
+    VYR_ERR_BUFFER = -33,           /* too little memory for the out-of-core buffer */
     VYR_ERR_NOTHING_TO_FLUSH = -34, /* out of core: nothing left to write, or all 101 files used */
-    VYR_ERR_SMALL_PIVOT = -35,     /* a pivot <= param[23]; VYR_pivot_ld marks it */
-    VYR_ERR_GROWTH = -36,          /* pivots spread over more than param[24]; VYR_pivot_ld marks the extremes */
-    VYR_ERR_PLATFORM = -500,       /* operating-system major version below 4 */
-    VYR_ERR_EMPTY_FILE = -1000,    /* out of core: the last factor file stayed empty */
-    VYR_ERR_MAPPING = -1210        /* the mapped factor store could not be created */
+    VYR_ERR_SMALL_PIVOT = -35,      /* a pivot <= param[23]; VYR_pivot_ld marks it */
+    VYR_ERR_GROWTH = -36,       /* pivots spread over more than param[24]; VYR_pivot_ld marks the extremes */
+    VYR_ERR_PLATFORM = -500,    /* operating-system major version below 4 */
+    VYR_ERR_EMPTY_FILE = -1000, /* out of core: the last factor file stayed empty */
+    VYR_ERR_MAPPING = -1210     /* the mapped factor store could not be created */
 };
 
 /* Starts work on a matrix: resets settings and statistics, copies `param`, checks the structure.

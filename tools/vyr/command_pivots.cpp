@@ -12,22 +12,25 @@
 namespace vyr::tool {
 
 CLI::App* add_pivots(CLI::App& app, PivotsOptions& options) {
-    CLI::App* command = app.add_subcommand(
-        "pivots", "Factorise and show the equations with the smallest and largest pivots, and those that "
-                  "stopped the factorization: the degrees of freedom a model does not hold");
-    command
-        ->add_option("matrix", options.matrix, "Matrix Market file: coordinate, real or integer, symmetric")
+    CLI::App* command =
+        app.add_subcommand("pivots", "Factorise and show the extreme pivots and what stopped it");
+    command->footer("Shows the equations with the smallest and largest pivots, and those that stopped the\n"
+                    "factorization: the degrees of freedom a model does not hold.");
+    command->add_option("A.mtx", options.matrix, "Matrix Market file: coordinate, real or integer, symmetric")
+        ->option_text(" ")
         ->required();
-    command->add_option("--min", options.smallest, "Fail at a pivot that is not above this")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    command->add_option("--growth", options.growth,
-                        "Fail when the largest pivot is more than so many times the smallest; off when not "
-                        "above 1");
-    command->add_option("--count", options.count, "Extreme pivots to show at either end")
-        ->check(CLI::Range(1, 1000000))
-        ->capture_default_str();
-    command->add_option("--threads", options.threads, "Threads to use; by default what OpenMP reports")
+    command->add_option("--min", options.smallest, "Fail at a pivot that is not above X, default 0")
+        ->option_text("X")
+        ->check(CLI::NonNegativeNumber);
+    command
+        ->add_option("--growth", options.growth,
+                     "Fail when the largest pivot is more than X times the smallest; off when X <= 1")
+        ->option_text("X");
+    command->add_option("--count", options.count, "Extreme pivots to show at either end, default 5")
+        ->option_text("N")
+        ->check(CLI::Range(1, 1000000));
+    command->add_option("--threads", options.threads, "Threads to use, default what OpenMP reports")
+        ->option_text("T")
         ->check(CLI::Range(1, 4096));
     return command;
 }

@@ -14,6 +14,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <omp.h>
 
@@ -35,47 +36,55 @@ struct Options {
 };
 
 CLI::App* add_solve(CLI::App& app, Options& options) {
-    CLI::App* command =
-        app.add_subcommand("solve", "Solve A x = b for a symmetric positive definite matrix A");
-    command
-        ->add_option("matrix", options.matrix, "Matrix Market file: coordinate, real or integer, symmetric")
+    CLI::App* command = app.add_subcommand("solve", "Solve A x = b, A symmetric positive definite");
+    command->add_option("A.mtx", options.matrix, "Matrix Market file: coordinate, real or integer, symmetric")
+        ->option_text(" ")
         ->required();
     CLI::Option* rhs =
         command->add_option("--rhs", options.rhs,
-                            "Matrix Market file of right-hand sides. Without it they are made from known "
-                            "solutions: all ones for the first, 1 + (i k mod 8) / 8 for row i of column k, "
+                            "Matrix Market file of right-hand sides. Without it they are made from known\n"
+                            "solutions: all ones for the first, 1 + (i k mod 8) / 8 in row i of column k,\n"
                             "both counted from 0");
-    command->add_option("--nrhs", options.n_rhs, "Number of right-hand sides to make")
+    rhs->option_text("b.mtx");
+    command->add_option("--nrhs", options.n_rhs, "Right-hand sides to make, default 1; not with --rhs")
+        ->option_text("K")
         ->check(CLI::Range(1, 1000000))
-        ->capture_default_str()
         ->excludes(rhs);
-    command->add_option("--output", options.solution, "Matrix Market file to write the solutions to");
-    command->add_option("--threads", options.threads, "Threads to use; by default what OpenMP reports")
+    command->add_option("--output", options.solution, "Write the solutions to this Matrix Market file")
+        ->option_text("x.mtx");
+    command->add_option("--threads", options.threads, "Threads to use, default what OpenMP reports")
+        ->option_text("T")
         ->check(CLI::Range(1, 4096));
-    command->add_option("--repeat", options.repeat, "Factorise and solve so often and report medians")
-        ->check(CLI::Range(1, 1000000))
-        ->capture_default_str();
-    command
-        ->add_option("--report", options.report_directory,
-                     "Directory to write the library's statistics report into")
+    command->add_option("--repeat", options.repeat, "Factorise and solve N times and report medians")
+        ->option_text("N")
+        ->check(CLI::Range(1, 1000000));
+    command->add_option("--report", options.report_directory, "Write the library's statistics report to DIR")
+        ->option_text("DIR")
         ->check(CLI::ExistingDirectory);
     command->add_flag("--json", options.json, "Print one JSON object instead of the table");
     return command;
 }
 
 CLI::App* add_generate(CLI::App& app, Options& options) {
-    std::string kinds = "Write a test matrix. Kinds:";
     std::vector<std::string> names;
+    std::string kinds = "Kinds:";
     for (const Generator& generator : generators()) {
-        kinds += std::string("\n  ") + generator.name + ": " + generator.meaning;
         names.emplace_back(generator.name);
+        kinds += "\n  " + names.back() + ": " + generator.meaning;
     }
-    CLI::App* command = app.add_subcommand("generate", kinds);
-    command->add_option("kind", options.kind, "Kind of matrix")->required()->check(CLI::IsMember(names));
+    CLI::App* command = app.add_subcommand("generate", "Write a test matrix");
+    command->add_option("KIND", options.kind, "Kind of matrix")
+        ->option_text(" ")
+        ->required()
+        ->check(CLI::IsMember(names));
     command->add_option("N", options.side, "Points, or elements, a side")
+        ->option_text(" ")
         ->required()
         ->check(CLI::PositiveNumber);
-    command->add_option("-o,--output", options.generated, "Matrix Market file to write")->required();
+    command->add_option("-o,--output", options.generated, "Matrix Market file to write (required)")
+        ->option_text("A.mtx")
+        ->required();
+    command->footer(kinds);
     return command;
 }
 
