@@ -18,14 +18,18 @@ constexpr std::int32_t LANES = 8;
 constexpr std::int32_t MAX_PIVOTS = tuning::BASE_PIVOTS;
 constexpr std::int32_t MAX_PADDED = (tuning::SMALL_UPDATE_ROWS + LANES - 1) / LANES * LANES;
 
-/// Eight doubles; loads and stores need no alignment beyond that of a double.
-using Vec = double __attribute__((vector_size(LANES * sizeof(double)), aligned(alignof(double)), may_alias));
+using Vec = double __attribute__((vector_size(LANES * sizeof(double))));
 
-VYR_INLINE Vec& vec(double* p) noexcept {
-    return *reinterpret_cast<Vec*>(p);
+/// Eight doubles anywhere in an array of doubles: compilers move them without asking for alignment.
+struct __attribute__((packed, may_alias, aligned(alignof(double)))) Eight {
+    Vec v;
+};
+
+VYR_INLINE Eight& at(double* p) noexcept {
+    return *reinterpret_cast<Eight*>(p);
 }
-VYR_INLINE const Vec& vec(const double* p) noexcept {
-    return *reinterpret_cast<const Vec*>(p);
+VYR_INLINE const Eight& at(const double* p) noexcept {
+    return *reinterpret_cast<const Eight*>(p);
 }
 
 /// Writes C^T, n rows of `padded` doubles, zero beyond m.
@@ -40,7 +44,7 @@ VYR_INLINE void transpose(std::int32_t n, std::int32_t m, const double* c, std::
 /// Row k of the factor at a time: its scaled rest is subtracted from the rows below (right-looking), on a
 /// transposed copy so that a row is contiguous.
 VYR_INLINE std::int32_t cholesky_body(std::int32_t n, double* a, std::int32_t ld) noexcept {
-    double rows[MAX_PIVOTS * MAX_PIVOTS];
+    alignas(64) double rows[MAX_PIVOTS * MAX_PIVOTS];
     const std::int32_t padded = (n + LANES - 1) / LANES * LANES;
     for (std::int32_t k = 0; k < n; ++k) {
         for (std::int32_t j = 0; j < k; ++j) rows[k * padded + j] = 0;
@@ -62,7 +66,7 @@ VYR_INLINE std::int32_t cholesky_body(std::int32_t n, double* a, std::int32_t ld
             double* target = rows + i * padded;
             const double factor = row[i];
             for (std::int32_t j = i / LANES * LANES; j < padded; j += LANES)
-                vec(target + j) -= factor * vec(row + j);
+                at(target + j).v -= factor * at(row + j).v;
         }
     }
     for (std::int32_t k = 0; k < n; ++k)
@@ -80,17 +84,17 @@ VYR_INLINE void solve_body(std::int32_t n, const double* u, std::int32_t ld, std
     for (std::int32_t j0 = 0; j0 < m; j0 += WIDTH) {
         const std::int32_t n_columns = m - j0 < WIDTH ? m - j0 : WIDTH;
         double* block = c + static_cast<std::int64_t>(j0) * ldc;
-        double x[MAX_PIVOTS * WIDTH];
+        alignas(64) double x[MAX_PIVOTS * WIDTH];
         transpose(n, n_columns, block, ldc, x, WIDTH);
         for (std::int32_t k = 0; k < n; ++k) {
             const double* column = u + static_cast<std::int64_t>(k) * ld;
-            Vec low = vec(x + k * WIDTH), high = vec(x + k * WIDTH + LANES);
+            Vec low = at(x + k * WIDTH).v, high = at(x + k * WIDTH + LANES).v;
             for (std::int32_t l = 0; l < k; ++l) {
-                low -= column[l] * vec(x + l * WIDTH);
-                high -= column[l] * vec(x + l * WIDTH + LANES);
+                low -= column[l] * at(x + l * WIDTH).v;
+                high -= column[l] * at(x + l * WIDTH + LANES).v;
             }
-            vec(x + k * WIDTH) = low * inverse[k];
-            vec(x + k * WIDTH + LANES) = high * inverse[k];
+            at(x + k * WIDTH).v = low * inverse[k];
+            at(x + k * WIDTH + LANES).v = high * inverse[k];
         }
         for (std::int32_t j = 0; j < n_columns; ++j)
             for (std::int32_t k = 0; k < n; ++k)
@@ -103,8 +107,9 @@ VYR_INLINE void solve_body(std::int32_t n, const double* u, std::int32_t ld, std
 VYR_INLINE void update_body(std::int32_t n, std::int32_t m, const double* c, std::int32_t ldc, double* w,
                             std::int32_t ldw) noexcept {
     constexpr std::int32_t TILE = 4;
-    double rows[MAX_PIVOTS * MAX_PADDED];
+    alignas(64) double rows[MAX_PIVOTS * MAX_PADDED];
     const std::int32_t padded = (m + LANES - 1) / LANES * LANES;
+    const std::int64_t stride = ldw;
     transpose(n, m, c, ldc, rows, padded);
     for (std::int32_t j0 = 0; j0 < m; j0 += TILE) {
         const std::int32_t n_columns = m - j0 < TILE ? m - j0 : TILE;
@@ -112,17 +117,18 @@ VYR_INLINE void update_body(std::int32_t n, std::int32_t m, const double* c, std
             Vec sum[TILE] = {};
             for (std::int32_t k = 0; k < n; ++k) {
                 const double* row = rows + k * padded;
-                const Vec left = vec(row + i0);
+                const Vec left = at(row + i0).v;
                 for (std::int32_t q = 0; q < TILE; ++q) sum[q] -= left * row[j0 + q];
             }
-            for (std::int32_t q = 0; q < n_columns; ++q) {
-                double* target = w + i0 + static_cast<std::int64_t>(j0 + q) * ldw;
-                const std::int32_t n_rows = j0 + q + 1 - i0;
-                if (n_rows >= LANES) {
-                    vec(target) = sum[q];
-                } else {
-                    for (std::int32_t i = 0; i < n_rows; ++i) target[i] = sum[q][i];
-                }
+            double* target = w + i0 + static_cast<std::int64_t>(j0) * ldw;
+            if (n_columns == TILE && i0 + LANES <= j0 + 1) {
+                for (std::int32_t q = 0; q < TILE; ++q) at(target + q * stride).v = sum[q];
+            } else {
+                double edge[TILE * LANES];
+                for (std::int32_t q = 0; q < TILE; ++q) at(edge + q * LANES).v = sum[q];
+                for (std::int32_t q = 0; q < n_columns; ++q)
+                    for (std::int32_t i = 0; i < LANES && i0 + i <= j0 + q; ++i)
+                        target[i + q * stride] = edge[i + q * LANES];
             }
         }
     }
