@@ -1,0 +1,135 @@
+// vyr_bench: compares our solver with its peers. The same program is the driver and, started by itself with
+// --worker, each single measurement.
+#include "bench/direct_solver.h"
+#include "bench/driver.h"
+#include "bench/table.h"
+#include "bench/worker.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+
+namespace {
+
+using namespace vyr::bench;
+
+struct Options {
+    Plan plan;
+    WorkerTask task;
+    std::string json, markdown;
+};
+
+std::vector<std::string> peer_names() {
+    std::vector<std::string> names;
+    for (const SolverEntry& entry : solvers())
+        if (std::string(entry.name) != "vyr") names.emplace_back(entry.name);
+    return names;
+}
+
+void write_file(const std::string& name, const std::string& text) {
+    if (name.empty()) return;
+    std::ofstream file(name, std::ios::binary);
+    file << text;
+    file.close();
+    if (!file) throw std::runtime_error("'" + name + "' cannot be written");
+}
+
+void save(const Findings& findings, void* context) {
+    const Options& options = *static_cast<const Options*>(context);
+    write_file(options.json, json(findings));
+    write_file(options.markdown, markdown(findings));
+}
+
+void add_options(CLI::App& app, Options& options) {
+    Plan& plan = options.plan;
+    plan.matrices = {"p2d_1000", "p3d_40", "p3d_60", "ela_20", "ela_30", "plate_200", "p3d_10"};
+    plan.peers = peer_names();
+    app.add_option("--matrices", plan.matrices, "p2d_N, p3d_N, ela_N, plate_N, shift_N, kkt_N")
+        ->delimiter(',')
+        ->capture_default_str();
+    app.add_option("--threads", plan.threads, "Numbers of threads")
+        ->delimiter(',')
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str();
+    app.add_option("--peers", plan.peers, "Solvers to compare with")
+        ->delimiter(',')
+        ->check(CLI::IsMember(peer_names()))
+        ->capture_default_str();
+    app.add_option("--rounds", plan.rounds, "Rounds; the figures are medians over them")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
+    app.add_option("--repeats", plan.repeats, "Factorizations in each process after the first one")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
+    app.add_option("--json", options.json, "File for everything measured, read by bench/figures.py");
+    app.add_option("--markdown", options.markdown, "File for the tables");
+    app.add_option(
+        "--coretype", plan.kernels,
+        "Kernels of OpenBLAS for every solver (OPENBLAS_CORETYPE); by default what OpenBLAS picks, "
+        "or the newest it has when it does not know the processor");
+    app.add_option("--omp-wait", plan.wait,
+                   "How threads wait, for every solver: default, active, passive, or a number of spins")
+        ->check([](const std::string& value) {
+            const bool number = !value.empty() && value.find_first_not_of("0123456789") == std::string::npos;
+            return number || value == "default" || value == "active" || value == "passive"
+                       ? ""
+                       : "'" + value + "' is neither default, active, passive nor a number";
+        })
+        ->capture_default_str();
+    app.add_option("--tuned-env", plan.tuned,
+                   "Environment of the row vyr-tuned (more than one thread only), NAME=VALUE separated by "
+                   "blanks; empty for no such row")
+        ->capture_default_str();
+    app.add_flag("--busy-core", plan.busy_core, "Keep one processor busy with another process meanwhile");
+    app.add_flag("--allow-busy", plan.allow_busy,
+                 "Report, marked noisy, what was measured while other processes used more than a tenth of a "
+                 "processor, instead of trying again and refusing");
+    app.add_option("--retries", plan.retries, "New tries of a disturbed measurement")
+        ->check(CLI::Range(0, 1000))
+        ->capture_default_str();
+    app.add_option("--timeout", plan.timeout, "Seconds after which a process is given up")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--worker", options.task.solver,
+                   "Measure one solver (or dgemm) in this process and print one JSON object");
+    app.add_option("--matrix", options.task.matrix, "Matrix of --worker");
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Compares the solver with its peers on generated matrices", "vyr_bench");
+    Options options;
+    add_options(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error);
+    }
+    if (!options.task.solver.empty()) {
+        options.task.threads = options.plan.threads.front();
+        options.task.repeats = options.plan.repeats;
+        std::printf("%s\n", run_worker(options.task).text().c_str());
+        return 0;
+    }
+    const Findings findings = run_plan(options.plan, save, &options);
+    std::printf("%s", markdown(findings).c_str());
+    const bool all_right =
+        std::all_of(findings.results.begin(), findings.results.end(), [](const Record& result) {
+            const std::string status = result.string_or_empty("status");
+            return status != "wrong" &&
+                   (result.string_or_empty("solver") != "vyr" || !status.starts_with("failed"));
+        });
+    return all_right ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "vyr_bench: %s\n", error.what());
+        return 2;
+    }
+}
