@@ -8,7 +8,7 @@
 #include "bench/worker.h"
 
 #include <algorithm>
-#include <cinttypes>
+#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
@@ -81,7 +81,11 @@ Record run_one(const Plan& plan, const Cell& cell, int spinner) {
     if (!process.succeeded) {
         record.set("status", "failed: " + process.ending);
     } else {
-        record = parse_record(process.output);
+        try {
+            record = parse_record(process.output);
+        } catch (const std::invalid_argument&) {
+            return record.set("status", "failed: it printed something else than its result");
+        }
         const std::string kernels = record.string_or_empty("kernels");
         if (kernels != plan.kernels)
             record.set("status", "failed: OpenBLAS runs the kernels " + kernels + ", not " + plan.kernels);
@@ -90,11 +94,20 @@ Record run_one(const Plan& plan, const Cell& cell, int spinner) {
 }
 
 void tell(const Cell& cell, int round, const Record& record, const char* remark) {
-    std::fprintf(stderr,
-                 "round %d  threads %d  %-10s %-10s %-6s factorise %9.4f s  %6.1f GFLOP/s  others %.2f%s\n",
+    std::fprintf(stderr, "round %d  threads %d  %-10s %-10s %6.1f s  %6.1f GFLOP/s  others %.2f  %s%s\n",
                  round, cell.threads, cell.matrix.c_str(), cell.solver.c_str(),
-                 record.string_or_empty("status").c_str(), record.number_or_nan("seconds_factorise"),
-                 record.number_or_nan("gflops"), record.number_or_nan("other_cores"), remark);
+                 record.number_or_nan("process_seconds"), record.number_or_nan("gflops"),
+                 record.number_or_nan("other_cores"), record.string_or_empty("status").c_str(), remark);
+}
+
+/// Returns when others have left the machine alone for a second, or when the patience is over.
+void wait_for_quiet(double patience, int spinner) {
+    const double start = clock_seconds();
+    while (clock_seconds() - start < patience) {
+        const MachineWatch watch(spinner);
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        if (watch.other_cores(0) <= LARGEST_OTHER_LOAD) return;
+    }
 }
 
 /// One round of one cell: tries until nothing else disturbs.
@@ -114,7 +127,7 @@ void measure(const Plan& plan, Cell& cell, int round, int spinner) {
         if (!clean && last) ++cell.disturbed;
         if (clean || (last && plan.allow_busy)) cell.measured.push_back(record);
         if (clean || last) return;
-        std::this_thread::sleep_for(std::chrono::seconds(2));
+        wait_for_quiet(plan.patience, spinner);
     }
 }
 
@@ -126,7 +139,7 @@ Record summary(const Plan& plan, const Cell& cell) {
     result.set("rounds", rounds);
     if (!cell.problem.empty()) return result.set("status", cell.problem);
     if (rounds == 0 || (!plan.allow_busy && cell.disturbed > rounds)) return result.set("status", "busy");
-    result.set("status", cell.disturbed > 0 ? "noisy" : "ok");
+    result.set("status", cell.disturbed > 0 && plan.allow_busy ? "noisy" : "ok");
     for (const auto& [name, value] : cell.measured.front().members()) {
         if (name == "solver" || name == "status") continue;
         if (std::holds_alternative<std::string>(value)) {

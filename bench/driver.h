@@ -21,6 +21,7 @@ struct Plan {
     bool busy_core = false;        ///< keep one processor busy meanwhile
     bool allow_busy = false;       ///< report what was measured on a busy machine, marked "noisy"
     int retries = 3;               ///< of a measurement disturbed by others
+    double patience = 20;          ///< longest wait for a quiet machine before a new try, seconds
     double timeout = 900;          ///< of a worker, seconds
 };
 

@@ -89,6 +89,10 @@ void add_options(CLI::App& app, Options& options) {
     app.add_option("--retries", plan.retries, "New tries of a disturbed measurement")
         ->check(CLI::Range(0, 1000))
         ->capture_default_str();
+    app.add_option("--patience", plan.patience,
+                   "Longest wait in seconds for a quiet machine before a new try")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
     app.add_option("--timeout", plan.timeout, "Seconds after which a process is given up")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();

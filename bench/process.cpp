@@ -107,7 +107,7 @@ ProcessResult run_self(const std::vector<std::string>& arguments, const Environm
     result.cpu_seconds = seconds_of(usage.ru_utime) + seconds_of(usage.ru_stime);
     result.succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     if (result.timed_out)
-        result.ending = "no end within " + std::to_string(static_cast<int>(timeout)) + " s";
+        result.ending = "no end within " + std::to_string(timeout) + " s";
     else if (WIFSIGNALED(status))
         result.ending = "signal " + std::to_string(WTERMSIG(status));
     else
