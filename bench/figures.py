@@ -25,8 +25,8 @@ COLOURS = {"vyr": "#0b5fa5", "vyr-tuned": "#5aa9e6", "cholmod": "#d1495b", "mump
 MARKERS = {"vyr": "o", "vyr-tuned": "D", "cholmod": "s", "mumps": "^"}
 # Theory for nested dissection: George 1973 (grids), Lipton, Rose and Tarjan 1979 (planar and spatial graphs).
 # Exponents of operations and of factor entries over n; the logarithm of two dimensions is left out.
-THEORY = {"p2d": ("3/2", 1.5, "1", 1.0), "plate": ("3/2", 1.5, "1", 1.0)}
-THEORY_3D = ("2", 2.0, "4/3", 4.0 / 3.0)
+THEORY = {"p2d": ("(3/2)", 1.5, "1", 1.0), "plate": ("(3/2)", 1.5, "1", 1.0)}
+THEORY_3D = ("2", 2.0, "(4/3)", 4.0 / 3.0)
 
 
 def read(names):
@@ -56,7 +56,8 @@ def draw_threads(results, path):
     for matrix in dict.fromkeys(matrix for matrix, _, _ in results):
         lines = {}
         for solver in solvers:
-            points = sorted((t, r["seconds_factorise"]) for (m, s, t), r in results.items() if (m, s) == (matrix, solver))
+            points = sorted((t, result["seconds_factorise"]) for (m, s, t), result in results.items()
+                            if (m, s) == (matrix, solver))
             if points:
                 lines[solver] = points
         if any(len(points) > 1 for points in lines.values()):
@@ -65,7 +66,8 @@ def draw_threads(results, path):
         return False
     columns = min(3, len(panels))
     rows = math.ceil(len(panels) / columns)
-    figure, axes = plt.subplots(rows, columns, figsize=(3.6 * columns, 3.0 * rows), squeeze=False, layout="constrained")
+    figure, axes = plt.subplots(rows, columns, figsize=(3.6 * columns, 3.0 * rows), squeeze=False,
+                                layout="constrained")
     for axis in axes.flat[len(panels):]:
         axis.set_visible(False)
     for axis, (matrix, lines) in zip(axes.flat, panels):
@@ -76,11 +78,13 @@ def draw_threads(results, path):
         if ours:
             first, seconds = ours[0]
             axis.plot(counts, [seconds * first / t for t in counts], ":", color="#888888", label="ideal, from vyr")
-        axis.set(title=matrix, xscale="log", yscale="log", xlabel="threads", ylabel="factorise, s")
-        axis.set_xticks(counts, [str(t) for t in counts])
-        axis.minorticks_off()
+        axis.set(title=matrix, xlabel="threads", ylabel="factorise, s")
+        axis.set_ylim(bottom=0)
+        axis.set_xticks(counts)
         axis.grid(True, alpha=0.3)
-    axes.flat[0].legend(fontsize="small")
+    entries = {label: handle for axis in axes.flat for handle, label in zip(*axis.get_legend_handles_labels())}
+    figure.supxlabel(" ", fontsize=14)  # keeps the room that the legend fills
+    figure.legend(list(entries.values()), list(entries), loc="lower center", ncols=len(entries), fontsize="small")
     save(figure, path)
     return True
 
@@ -100,7 +104,7 @@ def draw_panel(axis, lines, exponent, exponent_text, title):
     points = lines.get("vyr") or next(iter(lines.values()))
     last_n, last = points[-1]
     axis.plot([n for n, _ in points], [1.3 * last * (n / last_n) ** exponent for n, _ in points], "--",
-              color="#888888", label=f"theory: n^({exponent_text})")
+              color="#888888", label=f"theory: n^{exponent_text}")
     axis.set(title=title, xscale="log", yscale="log", xlabel="equations n")
     axis.grid(True, which="both", alpha=0.25)
     axis.legend(fontsize="small")
