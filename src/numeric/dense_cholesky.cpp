@@ -1,5 +1,6 @@
 #include "numeric/dense_cholesky.h"
 
+#include "numeric/strips.h"
 #include "numeric/tuning.h"
 #include "numeric/vector_loops.h"
 #include "platform/blas.h"
@@ -27,14 +28,30 @@ void solve(const VectorLoops& loops, std::int32_t n, const double* u, std::int32
     solve(loops, n2, u12 + n1, ld, m, c + n1, ldc);
 }
 
+/// A22 := A22 - A12^T A12, upper triangle.
+void reduce(std::int32_t n1, std::int32_t n2, const double* a12, double* a22, std::int32_t ld,
+            bool shared) noexcept {
+    if (!shared) return blas::syrk('U', 'T', n2, n1, -1.0, a12, ld, 1.0, a22, ld);
+    for_strips(n2, tuning::SOLVE_STRIP_COLUMNS, true, [=](std::int32_t begin, std::int32_t end) noexcept {
+        const double* columns = a12 + std::int64_t{begin} * ld;
+        double* target = a22 + std::int64_t{begin} * ld;
+        if (begin > 0)
+            blas::gemm('T', 'N', begin, end - begin, n1, -1.0, a12, ld, columns, ld, 1.0, target, ld);
+        blas::syrk('U', 'T', end - begin, n1, -1.0, columns, ld, 1.0, target + begin, ld);
+    });
+}
+
 std::int32_t cholesky(const VectorLoops& loops, std::int32_t n, double* a, std::int32_t ld) noexcept {
     if (n <= tuning::BASE_PIVOTS) return loops.cholesky(n, a, ld);
     const std::int32_t n1 = half(n), n2 = n - n1;
+    const bool shared = n >= tuning::SHARED_PIVOTS;
     double* a12 = a + std::int64_t{n1} * ld;
     double* a22 = a12 + n1;
     if (const std::int32_t info = cholesky(loops, n1, a, ld); info != 0) return info;
-    solve(loops, n1, a, ld, n2, a12, ld);
-    blas::syrk('U', 'T', n2, n1, -1.0, a12, ld, 1.0, a22, ld);
+    for_strips(n2, tuning::SOLVE_STRIP_COLUMNS, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
+        solve(loops, n1, a, ld, end - begin, a12 + std::int64_t{begin} * ld, ld);
+    });
+    reduce(n1, n2, a12, a22, ld, shared);
     const std::int32_t info = cholesky(loops, n2, a22, ld);
     return info == 0 ? 0 : n1 + info;
 }

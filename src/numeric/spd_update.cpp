@@ -8,6 +8,7 @@
 #include "platform/platform.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace vyr {
 
@@ -39,12 +40,11 @@ double* coupling_column(const mf_snode& node, std::int32_t j) noexcept {
     return node.coupling() + static_cast<std::int64_t>(j) * node.npiv;
 }
 
-Status solve_coupling(const mf_snode& node, bool shared) noexcept {
-    const std::int32_t width = shared ? tuning::STRIP_COLUMNS : node.nupd;
-    return for_strips(node.nupd, width, shared, [&](std::int32_t begin, std::int32_t end) noexcept -> Status {
+void solve_coupling(const mf_snode& node, bool shared) noexcept {
+    const std::int32_t width = shared && has_helpers() ? tuning::SOLVE_STRIP_COLUMNS : node.nupd;
+    for_strips(node.nupd, width, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
         mf_dense_solve(node.npiv, node.factor_block, node.npiv, end - begin, coupling_column(node, begin),
                        node.npiv);
-        return VYR_OK;
     });
 }
 
@@ -70,25 +70,27 @@ Status update_small(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept {
 Status mf_spd_update(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept {
     const mf_snode& node = solver.snodes[s];
     const bool shared = worth_sharing(node);
-    if (const Status status = solve_coupling(node, shared); status != VYR_OK) return status;
+    solve_coupling(node, shared);
     if (node.npiv <= tuning::BASE_PIVOTS && node.nupd <= tuning::SMALL_UPDATE_ROWS)
         return update_small(solver, s, task);
 
-    return for_strips(node.nupd, tuning::STRIP_COLUMNS, shared,
-                      [&](std::int32_t begin, std::int32_t end) noexcept -> Status {
-                          // Each strip has its own columns of the work block and of the scratch.
-                          double* strip = task.work + static_cast<std::int64_t>(begin) * node.nupd;
-                          form_strip(node, begin, end, strip, node.nupd);
-                          const AssemblyClock clock(task);
-                          return mf_pass_columns(solver, s, strip, node.nupd, begin, end,
-                                                 task.scratch + begin, task.shared);
-                      });
+    std::atomic<Status> result{VYR_OK};
+    for_strips(node.nupd, tuning::STRIP_COLUMNS, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
+        // Each strip has its own columns of the work block and of the scratch.
+        double* strip = task.work + static_cast<std::int64_t>(begin) * node.nupd;
+        form_strip(node, begin, end, strip, node.nupd);
+        const AssemblyClock clock(task);
+        const Status status =
+            mf_pass_columns(solver, s, strip, node.nupd, begin, end, task.scratch + begin, task.shared);
+        if (status != VYR_OK) result = status;
+    });
+    return result;
 }
 
 Status mf_spd_update_blocked(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept {
     const mf_snode& node = solver.snodes[s];
     const bool shared = worth_sharing(node);
-    if (const Status status = solve_coupling(node, shared); status != VYR_OK) return status;
+    solve_coupling(node, shared);
 
     std::int32_t* place = task.scratch; // place[i]: position of update row i in the ancestor's row list
     std::copy_n(node.rel_index + node.npiv, node.nupd, place);
@@ -99,7 +101,7 @@ Status mf_spd_update_blocked(mf_solver& solver, std::int32_t s, SpdTask& task) n
         const std::int32_t n_owned = node.anc_rows[k];
         const std::int32_t n_remaining = node.nupd - first;
         if (n_owned > 0 && ancestor.factor_block == nullptr) return VYR_ERR_FACTOR_STORAGE;
-        const auto add_rows = [&](std::int32_t begin, std::int32_t end) noexcept -> Status {
+        const auto add_rows = [&](std::int32_t begin, std::int32_t end) noexcept {
             double* piece = task.work + begin;
             blas::gemm('T', 'N', end - begin, n_owned, node.npiv, -1.0, coupling_column(node, first + begin),
                        node.npiv, coupling_column(node, first), node.npiv, 0.0, piece, n_remaining);
@@ -109,12 +111,8 @@ Status mf_spd_update_blocked(mf_solver& solver, std::int32_t s, SpdTask& task) n
             mf_add_piece(ancestor, piece, n_remaining, begin, end - begin, n_owned,
                          node.update_rows() + first, place + first + begin);
             if (locked) omp_unset_lock(task.shared.lock);
-            return VYR_OK;
         };
-        if (n_owned > 0)
-            if (const Status status = for_strips(n_remaining, tuning::STRIP_COLUMNS, shared, add_rows);
-                status != VYR_OK)
-                return status;
+        if (n_owned > 0) for_strips(n_remaining, tuning::STRIP_COLUMNS, shared, add_rows);
         first += n_owned;
         for (std::int32_t i = first; i < node.nupd; ++i) place[i] = ancestor.rel_index[place[i]];
     }

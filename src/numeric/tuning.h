@@ -14,6 +14,13 @@ inline constexpr std::int32_t SMALL_UPDATE_ROWS = 96;
 /// Columns of an update formed and added at a time.
 inline constexpr std::int32_t STRIP_COLUMNS = 256;
 
+/// Columns of a coupling block solved at a time when the front is shared: finer than the update's strips,
+/// which cost more each.
+inline constexpr std::int32_t SOLVE_STRIP_COLUMNS = 96;
+
+/// Pivots from which the factorization of a pivot block is itself shared.
+inline constexpr std::int32_t SHARED_PIVOTS = 256;
+
 /// Operations from which the strips of a front are offered to other threads.
 inline constexpr double SHARED_FRONT_FLOPS = 4e6;
 
