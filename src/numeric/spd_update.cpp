@@ -58,6 +58,24 @@ void form_strip(const mf_snode& node, std::int32_t begin, std::int32_t end, doub
     blas::syrk('U', 'T', end - begin, node.npiv, -1.0, columns, node.npiv, 0.0, strip + begin, ld);
 }
 
+/// Where in the work block, in columns, a strip is formed. A thread forms its strips one after the other in
+/// one place, which stays in its cache and keeps the rest of the work block untouched; only when there are
+/// more threads than places does every strip use its own columns.
+class StripPlaces {
+public:
+    StripPlaces(const mf_snode& node, bool shared) noexcept
+        : one_a_thread_(std::int64_t{omp_get_num_threads()} * tuning::STRIP_COLUMNS <= node.nupd),
+          shared_(shared) {}
+    std::int32_t of(std::int32_t begin) const noexcept {
+        if (!shared_) return 0;
+        return one_a_thread_ ? omp_get_thread_num() * tuning::STRIP_COLUMNS : begin;
+    }
+
+private:
+    bool one_a_thread_;
+    bool shared_;
+};
+
 /// A front small enough for our own loops: the whole update at once.
 Status update_small(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept {
     const mf_snode& node = solver.snodes[s];
@@ -74,10 +92,10 @@ Status mf_spd_update(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept 
     if (node.npiv <= tuning::BASE_PIVOTS && node.nupd <= tuning::SMALL_UPDATE_ROWS)
         return update_small(solver, s, task);
 
+    const StripPlaces places(node, shared);
     std::atomic<Status> result{VYR_OK};
     for_strips(node.nupd, tuning::STRIP_COLUMNS, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
-        // Each strip has its own columns of the work block and of the scratch.
-        double* strip = task.work + static_cast<std::int64_t>(begin) * node.nupd;
+        double* strip = task.work + static_cast<std::int64_t>(places.of(begin)) * node.nupd;
         form_strip(node, begin, end, strip, node.nupd);
         const AssemblyClock clock(task);
         const Status status =
