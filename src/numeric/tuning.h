@@ -32,4 +32,7 @@ inline constexpr double THREADED_PRODUCT_FLOPS = 4e6;
 /// Bytes of factor storage a thread zeroes or touches at a time.
 inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;
 
+/// Right-hand sides up to which a block solve streams through the factor by our own loops.
+inline constexpr std::int32_t NARROW_RHS = 32;
+
 } // namespace vyr::tuning

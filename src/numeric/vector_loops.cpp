@@ -1,36 +1,20 @@
 #include "numeric/vector_loops.h"
 
 #include "numeric/tuning.h"
+#include "platform/simd.h"
 
 #include <cmath>
-#include <cstring>
-
-// The bodies are written once with 8-lane vectors and inlined into one set of functions per instruction set.
-#define VYR_INLINE [[gnu::always_inline]] static inline
-#define VYR_AVX512 [[gnu::target("avx512f,avx512dq,avx512vl,fma")]]
-#define VYR_AVX2 [[gnu::target("avx2,fma")]]
 
 namespace vyr {
 
 namespace {
 
-constexpr std::int32_t LANES = 8;
+using simd::at;
+using simd::LANES;
+using simd::Vec;
+
 constexpr std::int32_t MAX_PIVOTS = tuning::BASE_PIVOTS;
 constexpr std::int32_t MAX_PADDED = (tuning::SMALL_UPDATE_ROWS + LANES - 1) / LANES * LANES;
-
-using Vec = double __attribute__((vector_size(LANES * sizeof(double))));
-
-/// Eight doubles anywhere in an array of doubles: compilers move them without asking for alignment.
-struct __attribute__((packed, may_alias, aligned(alignof(double)))) Eight {
-    Vec v;
-};
-
-VYR_INLINE Eight& at(double* p) noexcept {
-    return *reinterpret_cast<Eight*>(p);
-}
-VYR_INLINE const Eight& at(const double* p) noexcept {
-    return *reinterpret_cast<const Eight*>(p);
-}
 
 /// Writes C^T, n rows of `padded` doubles, zero beyond m.
 VYR_INLINE void transpose(std::int32_t n, std::int32_t m, const double* c, std::int32_t ldc, double* rows,
@@ -149,17 +133,20 @@ VYR_INLINE void update_body(std::int32_t n, std::int32_t m, const double* c, std
     constexpr VectorLoops LOOPS_##name{cholesky_##name, solve_##name, update_##name};
 
 VYR_BUILD_LOOPS(baseline, )
-VYR_BUILD_LOOPS(avx2, VYR_AVX2)
-VYR_BUILD_LOOPS(avx512, VYR_AVX512)
+VYR_BUILD_LOOPS(avx2, VYR_TARGET_AVX2)
+VYR_BUILD_LOOPS(avx512, VYR_TARGET_AVX512)
 
 } // namespace
 
 const VectorLoops& mf_vector_loops() noexcept {
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
-        __builtin_cpu_supports("avx512vl"))
+    switch (simd::instruction_set()) {
+    case simd::InstructionSet::AVX512:
         return LOOPS_avx512;
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return LOOPS_avx2;
-    return LOOPS_baseline;
+    case simd::InstructionSet::AVX2:
+        return LOOPS_avx2;
+    default:
+        return LOOPS_baseline;
+    }
 }
 
 } // namespace vyr

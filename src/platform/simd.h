@@ -1,0 +1,42 @@
+// Eight-lane vectors of doubles, and functions built once per instruction set.
+//
+// A loop is written once as an always-inlined body; thin functions with a VYR_TARGET_ attribute wrap it for
+// every set, and the caller picks one at run time by instruction_set().
+#pragma once
+
+#include <cstdint>
+
+#define VYR_INLINE [[gnu::always_inline]] static inline
+#define VYR_TARGET_AVX512 [[gnu::target("avx512f,avx512dq,avx512vl,fma")]]
+#define VYR_TARGET_AVX2 [[gnu::target("avx2,fma")]]
+
+namespace vyr::simd {
+
+inline constexpr std::int32_t LANES = 8;
+
+using Vec = double __attribute__((vector_size(LANES * sizeof(double))));
+
+/// Eight doubles anywhere in an array of doubles: compilers move them without asking for alignment.
+struct __attribute__((packed, may_alias, aligned(alignof(double)))) Eight {
+    Vec v;
+};
+
+VYR_INLINE Eight& at(double* p) noexcept {
+    return *reinterpret_cast<Eight*>(p);
+}
+VYR_INLINE const Eight& at(const double* p) noexcept {
+    return *reinterpret_cast<const Eight*>(p);
+}
+
+enum class InstructionSet { BASELINE, AVX2, AVX512 };
+
+/// The widest set that this processor and the compiled loops have in common.
+inline InstructionSet instruction_set() noexcept {
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl"))
+        return InstructionSet::AVX512;
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return InstructionSet::AVX2;
+    return InstructionSet::BASELINE;
+}
+
+} // namespace vyr::simd
