@@ -32,11 +32,11 @@ private:
 
 /// Node whose block holds position `position` of the factor.
 std::int32_t node_at(const mf_solver& solver, std::int64_t position) noexcept {
-    const mf_snode* end = solver.snodes + solver.n_snodes;
-    const mf_snode* above =
-        std::upper_bound(solver.snodes, end, position,
-                         [](std::int64_t p, const mf_snode& node) noexcept { return p < node.start; });
-    return static_cast<std::int32_t>(above - solver.snodes) - 1;
+    const mf_snode* begin = solver.snodes;
+    const mf_snode* end = begin + solver.n_snodes;
+    const mf_snode* above = std::upper_bound(
+        begin, end, position, [](std::int64_t p, const mf_snode& node) noexcept { return p < node.start; });
+    return static_cast<std::int32_t>(above - begin) - 1;
 }
 
 /// Counting sort of the input entries by node. It is stable, so that of repeated entries the last one wins.
@@ -84,7 +84,9 @@ bool worth_a_file(const mf_solver& solver) noexcept {
 
 /// True when `cost` more bytes fit, if need be after giving up the read buffer and writing finished blocks.
 bool find_room(mf_solver& solver, std::int64_t cost) noexcept {
-    const auto fits = [&] { return solver.held_bytes + solver.file_buffer_bytes + cost <= solver.room_bytes; };
+    const auto fits = [&] {
+        return solver.held_bytes + solver.file_buffer_bytes + cost <= solver.room_bytes;
+    };
     const BlockStore& store = *solver.block_store;
     while (!fits()) {
         if (solver.file_buffer != nullptr)
@@ -113,7 +115,8 @@ bool obtain_block(mf_solver& solver, std::int32_t s) noexcept {
     const std::uint64_t bytes = static_cast<std::uint64_t>(node.n_entries()) * sizeof(double);
     if (!find_room(solver, mf_block_cost(bytes)) && store.limit_is_hard) return false;
     void* block = mf_page_alloc(bytes, node.flags);
-    while (block == nullptr && make_room(solver, store.buffer_bytes)) block = mf_page_alloc(bytes, node.flags);
+    while (block == nullptr && make_room(solver, store.buffer_bytes))
+        block = mf_page_alloc(bytes, node.flags);
     if (block == nullptr) return false;
     // Pages come zeroed.
     if ((node.flags & FLAG_PAGE_BLOCK) == 0) std::memset(block, 0, bytes);
@@ -140,7 +143,11 @@ Status mf_open_store(mf_solver& solver, const double* values, BlockStore& store)
 
 Status mf_store_obtain(mf_solver& solver, std::int32_t node) noexcept {
     const Locked locked(solver.block_store->lock);
-    if (!obtain_block(solver, node)) return VYR_ERR_FACTOR_STORAGE;
+    return obtain_block(solver, node) ? VYR_OK : VYR_ERR_FACTOR_STORAGE;
+}
+
+Status mf_store_obtain_targets(mf_solver& solver, std::int32_t node) noexcept {
+    const Locked locked(solver.block_store->lock);
     const mf_snode& sender = solver.snodes[node];
     std::int32_t a = solver.snode_parent[node];
     for (std::int32_t k = 0; k < sender.anc_count; ++k, a = solver.snode_parent[a])
@@ -162,7 +169,8 @@ void mf_store_finish(mf_solver& solver, std::int32_t node) noexcept {
 Status mf_store_close(mf_solver& solver) noexcept {
     if (solver.file_count == 0) return VYR_OK;
     mf_heap_compact();
-    while (!mf_obtain_read_buffer(solver, 0) && make_room(solver, static_cast<double>(solver.file_max_bytes))) {
+    while (!mf_obtain_read_buffer(solver, 0) &&
+           make_room(solver, static_cast<double>(solver.file_max_bytes))) {
     }
     if (!solver.block_store->limit_is_hard) solver.room_bytes = NO_LIMIT;
     if (mf_obtain_read_buffer(solver, 0)) return VYR_OK;

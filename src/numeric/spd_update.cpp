@@ -74,10 +74,15 @@ Status mf_spd_update(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept 
     if (node.npiv <= tuning::BASE_PIVOTS && node.nupd <= tuning::SMALL_UPDATE_ROWS)
         return update_small(solver, s, task);
 
+    // Out of core the strips of a front do with the memory that one strip a thread takes.
+    constexpr std::int32_t width = tuning::STRIP_COLUMNS;
+    const bool by_thread =
+        solver.block_store != nullptr && std::int64_t{solver.n_threads} * width <= node.nupd;
     std::atomic<Status> result{VYR_OK};
-    for_strips(node.nupd, tuning::STRIP_COLUMNS, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
-        // Each strip has its own columns of the work block and of the scratch.
-        double* strip = task.work + static_cast<std::int64_t>(begin) * node.nupd;
+    for_strips(node.nupd, width, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
+        // Each strip has its own columns of the scratch, and of the work block too or those of its thread.
+        const std::int32_t column = by_thread ? omp_get_thread_num() * width : begin;
+        double* strip = task.work + static_cast<std::int64_t>(column) * node.nupd;
         form_strip(node, begin, end, strip, node.nupd);
         const AssemblyClock clock(task);
         const Status status =

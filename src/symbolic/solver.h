@@ -116,11 +116,12 @@ struct mf_solver {
     double* solve_work;        ///< n, out-of-core solves only
 
     // Memory of a factorization out of core.
-    std::int64_t memory_limit_bytes; ///< set by the host of the core: most that blocks and read buffer hold; 0: none
-    std::int64_t room_bytes;         ///< the same for this run, from the machine's memory when the host set none
-    std::int64_t held_bytes;         ///< separately allocated blocks, with what their pages cost
-    std::int64_t finished_bytes;     ///< the part of held_bytes that may go to a file
-    BlockStore* block_store;         ///< while a factorization without lu_values runs, otherwise null
+    std::int64_t
+        memory_limit_bytes;  ///< set by the host of the core: most that blocks and read buffer hold; 0: none
+    std::int64_t room_bytes; ///< the same for this run, from the machine's memory when the host set none
+    std::int64_t held_bytes; ///< separately allocated blocks, with what their pages cost
+    std::int64_t finished_bytes; ///< the part of held_bytes that may go to a file
+    BlockStore* block_store;     ///< while a factorization without lu_values runs, otherwise null
 
     /// Order of the work blocks' square: the largest update.
     std::int64_t ldw() const noexcept { return largest_update; }
