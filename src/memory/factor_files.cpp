@@ -96,6 +96,7 @@ void commit(mf_solver& solver, const Output& out) noexcept {
         solver.file_doubles += node.n_entries();
         mf_release_block(solver, node);
         node.flags |= NODE_WRITTEN;
+        node.file_number = static_cast<std::uint32_t>(solver.file_count);
     }
     mf_heap_compact();
     solver.file_max_bytes = std::max(solver.file_max_bytes, out.bytes);

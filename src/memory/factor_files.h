@@ -55,7 +55,8 @@ enum FileOperation { FILE_OPEN = 1, FILE_APPEND = 4, FILE_CLOSE = 5 };
 ///
 /// Returns the number of records, or -5 with no block touched when the file cannot be opened or read, is
 /// larger than the buffer, or is not one that this factorization wrote: a record that runs past the end,
-/// a key that is no written node's, a count that is not the node's, nodes that do not ascend.
+/// a key that is not the one of a node in this file, a count that is not the node's, nodes that do not
+/// ascend.
 [[nodiscard]] int mf_load_factor_file(mf_solver& solver, std::int32_t number,
                                       const std::int32_t* node_of_column, std::int32_t* node_list,
                                       void*& buffer_out) noexcept;

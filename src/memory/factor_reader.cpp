@@ -36,24 +36,26 @@ RecordHeader header_at(const mf_solver& solver, std::int64_t offset) noexcept {
     return header;
 }
 
-/// The node of a record, or -1 when it is no record of this factorization.
-std::int32_t node_of(const mf_solver& solver, const RecordHeader& header,
+/// The node of a record, or -1 when this factorization wrote no such record to this file.
+std::int32_t node_of(const mf_solver& solver, std::int32_t number, const RecordHeader& header,
                      const std::int32_t* node_of_column) noexcept {
     if (header.key < 0 || header.key >= solver.n) return -1;
     const std::int32_t s = node_of_column[header.key];
     if (s < 0) return -1;
     const mf_snode& node = solver.snodes[s];
-    return (node.flags & NODE_WRITTEN) != 0 && node.n_entries() == header.count ? s : -1;
+    const bool written_here =
+        (node.flags & NODE_WRITTEN) != 0 && node.file_number == static_cast<std::uint32_t>(number);
+    return written_here && node.n_entries() == header.count ? s : -1;
 }
 
 /// Lists the nodes of the records in the first `size` bytes of the buffer; their number, or -1.
-std::int32_t list_nodes(const mf_solver& solver, std::int64_t size, const std::int32_t* node_of_column,
-                        std::int32_t* node_list) noexcept {
+std::int32_t list_nodes(const mf_solver& solver, std::int32_t number, std::int64_t size,
+                        const std::int32_t* node_of_column, std::int32_t* node_list) noexcept {
     std::int32_t n_records = 0, previous = -1;
     for (std::int64_t offset = 0; offset < size;) {
         if (size - offset < RECORD_HEADER) return -1;
         const RecordHeader header = header_at(solver, offset);
-        const std::int32_t s = node_of(solver, header, node_of_column);
+        const std::int32_t s = node_of(solver, number, header, node_of_column);
         if (s <= previous) return -1; // also keeps the list from growing past the number of nodes
         offset += RECORD_HEADER + static_cast<std::int64_t>(header.count) * 8;
         node_list[n_records++] = previous = s;
@@ -69,7 +71,7 @@ int mf_load_factor_file(mf_solver& solver, std::int32_t number, const std::int32
     buffer_out = solver.file_buffer;
     const std::int64_t size = read_file(solver, number);
     if (size < 0) return VYR_ERR_FACTOR_FILE;
-    const std::int32_t n_records = list_nodes(solver, size, node_of_column, node_list);
+    const std::int32_t n_records = list_nodes(solver, number, size, node_of_column, node_list);
     if (n_records < 0) return VYR_ERR_FACTOR_FILE;
     auto* record = static_cast<char*>(solver.file_buffer);
     for (std::int32_t k = 0; k < n_records; ++k) {

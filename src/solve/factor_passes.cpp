@@ -9,31 +9,12 @@
 namespace vyr {
 
 FactorPasses::FactorPasses(mf_solver& solver) noexcept
-    : solver_(solver), work_(2 * std::int64_t{solver.n_snodes} + solver.n), start_ms_(platform::clock_ms()) {
+    : solver_(solver), work_(std::int64_t{solver.n_snodes} + solver.n), start_ms_(platform::clock_ms()) {
     if (!work_) return;
     list_ = work_.get();
-    seen_ = list_ + solver.n_snodes;
-    node_of_column_ = seen_ + solver.n_snodes;
+    node_of_column_ = list_ + solver.n_snodes;
     std::fill_n(node_of_column_, solver.n, -1);
     for (std::int32_t s = 0; s < solver.n_snodes; ++s) node_of_column_[solver.snodes[s].first()] = s;
-}
-
-void FactorPasses::start_sweep() noexcept {
-    std::fill_n(seen_, solver_.n_snodes, 0);
-}
-
-// The directory is not ours alone: a copy of one file under another number must not count twice.
-std::int32_t FactorPasses::keep_unseen(std::int32_t n_listed) noexcept {
-    std::int32_t n_kept = 0;
-    for (std::int32_t k = 0; k < n_listed; ++k) {
-        const std::int32_t s = list_[k];
-        if (seen_[s] == 0)
-            list_[n_kept++] = s;
-        else
-            solver_.snodes[s].factor_block = nullptr;
-        seen_[s] = 1;
-    }
-    return n_kept;
 }
 
 std::int32_t FactorPasses::load(std::int32_t pass) noexcept {
@@ -42,7 +23,7 @@ std::int32_t FactorPasses::load(std::int32_t pass) noexcept {
         void* buffer = nullptr;
         const int n_records = mf_load_factor_file(solver_, pass, node_of_column_, list_, buffer);
         reading_ms_ += platform::clock_ms() - start_ms;
-        return n_loaded_ = keep_unseen(std::max(n_records, 0));
+        return n_loaded_ = std::max(n_records, 0);
     }
     n_loaded_ = 0;
     for (std::int32_t s = 0; s < solver_.n_snodes; ++s) {

@@ -25,8 +25,6 @@ public:
 
     std::int32_t count() const noexcept { return solver_.file_count + 1; }
 
-    /// Starts a sweep: every node is handed out once in it.
-    void start_sweep() noexcept;
     /// Brings the nodes of a pass into memory and returns their number. A file that cannot be read has none.
     [[nodiscard]] std::int32_t load(std::int32_t pass) noexcept;
     /// The k-th node of the loaded pass.
@@ -39,12 +37,9 @@ public:
     void report() const noexcept;
 
 private:
-    std::int32_t keep_unseen(std::int32_t n_listed) noexcept;
-
     mf_solver& solver_;
     Buffer<std::int32_t> work_;
     std::int32_t* list_ = nullptr;           ///< n_snodes: nodes of the loaded pass
-    std::int32_t* seen_ = nullptr;           ///< n_snodes: handed out in this sweep
     std::int32_t* node_of_column_ = nullptr; ///< n: node of each first pivot column, -1 elsewhere
     std::int32_t n_loaded_ = 0;
     double start_ms_, reading_ms_ = 0;
@@ -56,13 +51,11 @@ template <typename Forward, typename Backward>
 [[nodiscard]] bool run_sweeps(mf_solver& solver, const Forward& forward, const Backward& backward) noexcept {
     FactorPasses passes(solver);
     if (!passes) return false;
-    passes.start_sweep();
     for (std::int32_t pass = 0; pass < passes.count(); ++pass) {
         const std::int32_t n_nodes = passes.load(pass);
         for (std::int32_t k = 0; k < n_nodes; ++k) forward(passes.node(k));
         passes.drop();
     }
-    passes.start_sweep();
     for (std::int32_t pass = passes.count() - 1; pass >= 0; --pass) {
         for (std::int32_t k = passes.load(pass) - 1; k >= 0; --k) backward(passes.node(k));
         passes.drop();

@@ -27,7 +27,7 @@ struct BlockStore; // numeric/block_store.h
 struct mf_snode {
     std::int64_t start;        ///< position of the block in the factor storage, doubles
     std::uint32_t flags;       ///< NodeFlag bits
-    std::uint32_t reserved;    ///< 0
+    std::uint32_t file_number; ///< of the factor file that holds the block; 0 after the analysis
     std::int32_t level;        ///< 0 for a leaf, otherwise 1 + the largest level of the children
     std::int32_t npiv;         ///< width: pivot columns
     std::int32_t nupd;         ///< update rows, the rows below the pivot columns
