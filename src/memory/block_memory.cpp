@@ -47,6 +47,7 @@ void mf_reset_factor_files(mf_solver& solver) noexcept {
     solver.file_count = 0;
     solver.file_max_bytes = 0;
     solver.file_doubles = 0;
+    solver.file_status = 0;
     solver.held_bytes = 0;
     solver.finished_bytes = 0;
     mf_info[INFO_T_FILE_WRITE] = 0;

@@ -70,6 +70,7 @@ bool make_room(mf_solver& solver, double file_bytes) noexcept {
     const std::int64_t written = solver.file_doubles;
     const Status status = mf_flush_factors(solver, static_cast<std::int64_t>(file_bytes), 1);
     const bool failed = status == VYR_ERR_FACTOR_FILE || status == VYR_ERR_EMPTY_FILE;
+    solver.file_status = status;
     if (solver.file_doubles > written) return true;
     solver.block_store->unwritable = solver.block_store->unwritable || failed;
     return false;
