@@ -139,6 +139,9 @@ Status mf_open_store(mf_solver& solver, const double* values, BlockStore& store)
     store.flush_at_buffer = ctrl_int(CTRL_CORE_MODE) == CORE_OUT;
     store.limit_is_hard = solver.memory_limit_bytes > 0;
     solver.room_bytes = room(solver);
+    // A file must fit the memory it is read back into.
+    if (store.limit_is_hard)
+        store.buffer_bytes = std::min(store.buffer_bytes, 0.5 * static_cast<double>(solver.room_bytes));
     return VYR_OK;
 }
 

@@ -39,6 +39,19 @@ TEST(OutOfCore, TenFilesGiveTheInCoreSolutionAtAnyNumberOfThreads) {
     }
 }
 
+TEST(OutOfCore, ThreadsShareTheLargeFrontsOfASingleTask) {
+    const TempDirectory directory;
+    const Csc a = spd(4096, grid_edges(16, 16, 16), 9);
+    Session session;
+    analyse(session, a);
+    ASSERT_GE(session.solver().largest_update, 2 * 128);
+    object(session).n_threads = 2;
+    object(session).memory_limit_bytes = path_bytes(session.solver()) * 9 / 8;
+    ASSERT_EQ(session.numeric(a), 0);
+    EXPECT_GE(session.solver().file_count, 3);
+    expect_in_core_result(session, a);
+}
+
 TEST(OutOfCore, IndefiniteFactorsGiveTheInCoreSolution) {
     const TempDirectory directory;
     const Csc matrices[] = {shifted_laplacian(12, 10, 5, 2.3), shifted_laplacian(50, 30, 1, 1.7)};

@@ -59,9 +59,16 @@ TEST(ToolOutOfCore, TellsHowMuchMemoryItNeedsAndThatLimitWorks) {
 
 TEST(ToolOutOfCore, TellsThatTheFilesCannotBeWritten) {
     const TempDirectory directory;
-    const SolveResult refused = run({".", 1e6}).result;
+    const Csc a = grid_matrix();
+    Session session;
+    analyse(session, a);
+    object(session).memory_limit_bytes = path_bytes(session.solver());
     fs::create_directory(file_name(0)); // in the way of the first file
-    const SolveResult result = run({".", refused.files.least_limit_bytes}).result;
+    SolveResult result;
+    result.status = session.numeric(a);
+    EXPECT_EQ(result.status, VYR_ERR_FACTOR_STORAGE);
+    result.files = OutOfCoreRun({".", 1e9}).use(session.solver(), result.status);
     EXPECT_TRUE(result.files.unwritable);
+    EXPECT_EQ(result.files.least_limit_bytes, 0);
     EXPECT_NE(failure_sentence(result).find("factor files cannot be written"), std::string::npos);
 }

@@ -127,17 +127,16 @@ TEST(WriteFault, EveryAllocationFailsAndNothingLeaks) {
 
 TEST(WriteFault, WithoutAReadBufferTheReasonIsPrinted) {
     const TempDirectory directory;
-    // A record is twice its block of 8 bytes: a file of blocks that fitted does not fit itself.
-    const Csc a = diagonal(std::vector<double>(1000, 2.0));
+    const Csc a = spd(20, dense_edges(20)); // one block, which fits; its record is 8 bytes longer
     Session session;
-    analyse(session, a, {}, 600);
+    analyse(session, a, {}, 20 * 20 * 8);
     mf_ctrl[CTRL_FLAGS] = 1;
     const std::string text = output_of([&] { EXPECT_EQ(session.numeric(a), VYR_ERR_MEMORY); });
     mf_ctrl[CTRL_FLAGS] = 0;
     char context[128];
-    std::snprintf(context, sizeof context, "\r\n\tLU=0.008(M),thresh=0.0008,reserve=%g.",
+    std::snprintf(context, sizeof context, "\r\n\tLU=0.0032(M),thresh=0.00032,reserve=%g.",
                   mf_ctrl[CTRL_MEMORY_ESTIMATE] / 1e6);
-    EXPECT_NE(text.find("\r\nERROR!!!Failed to allocate 0.0008"), std::string::npos) << text;
+    EXPECT_NE(text.find("\r\nERROR!!!Failed to allocate 0.003208(M)"), std::string::npos) << text;
     EXPECT_NE(text.find(context), std::string::npos) << text;
     (void)session.solve(a, right_hand_side(a));
 }
