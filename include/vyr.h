@@ -156,7 +156,7 @@ VYR_API int VYR_solve_ld(VYR_handle h, void* reserved, int n, const int* colPtr,
 
 /* Solves for nRhs right-hand sides: B is n x nRhs doubles, column-major, leading dimension n, overwritten
  * with the solutions. Otherwise as VYR_solve_ld. nRhs below 1 does nothing. With a refinement limit above 1,
- * and for L D L^T, only the first column is solved. */
+ * for L D L^T, and with core mode 5 in force, only the first column is solved. */
 VYR_API int VYR_solve_N_ld(VYR_handle h, void* reserved, int n, const int* colPtr, const int* rowInd,
                            const double* values, double* B, int nRhs);
 

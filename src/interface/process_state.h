@@ -48,6 +48,7 @@ struct TestHooks {
     bool memory_status_fails = false;
     std::uint32_t os_major = 0;                     ///< shown instead of the system's when not 0
     std::atomic<std::int64_t> fail_file_call_at{0}; ///< k > 0: the k-th factor file call from now fails
+    bool fail_every_later_file_call = false;        ///< and so does every one after it
 };
 extern TestHooks mf_test_hooks;
 #endif

@@ -1,6 +1,8 @@
 #include "numeric/node_loop.h"
 
 #include "interface/process_state.h"
+#include "memory/mapped_store.h"
+#include "numeric/block_store.h"
 #include "numeric/factor_dump.h"
 #include "numeric/ldlt_kernel.h"
 #include "numeric/update_passing.h"
@@ -41,6 +43,10 @@ private:
 Status eliminate_node(mf_solver& solver, std::int32_t node, const LoopSettings& settings,
                       LdltCounters& counters) noexcept {
     mf_snode& snode = solver.snodes[node];
+    if (settings.stacked && solver.lu_values == nullptr && (snode.flags & NODE_ASSEMBLED) != 0)
+        snode.factor_block = mf_map_fetch(snode);
+    if (solver.block_store != nullptr)
+        if (const Status status = mf_store_obtain(solver, node); status != VYR_OK) return status;
     if (snode.factor_block == nullptr) return VYR_ERR_FACTOR_STORAGE;
     mf_info[INFO_FLOPS] += mf_node_cost(snode);
     if (settings.stacked) mf_stack_add_pivots(solver, node);
@@ -71,8 +77,10 @@ Status process_node(mf_solver& solver, std::int32_t node, const LoopSettings& se
         stack_update(solver, node);
         return VYR_OK;
     }
-    status = mf_pass_update(solver, node, solver.work_block, solver.node_work);
+    if (solver.block_store != nullptr) status = mf_store_obtain_targets(solver, node);
+    if (status == VYR_OK) status = mf_pass_update(solver, node, solver.work_block, solver.node_work);
     if (status != VYR_OK) mf_dump_factor(solver);
+    if (status == VYR_OK && solver.block_store != nullptr) mf_store_finish(solver, node);
     return status;
 }
 

@@ -2,6 +2,7 @@
 
 #include "interface/process_state.h"
 #include "memory/buffer.h"
+#include "numeric/block_store.h"
 #include "numeric/spd_kernel.h"
 #include "symbolic/task_partition.h"
 
@@ -18,6 +19,7 @@ class Run {
 public:
     explicit Run(mf_solver& solver) noexcept : solver_(solver), memory_(mf_malloc(bytes())) {
         omp_init_lock(&lock_);
+        if (solver.block_store != nullptr) solver.block_store->lock = &lock_;
         if (memory_ == nullptr) return;
         tasks_ = static_cast<SpdTask*>(memory_);
         const bool blocked = ctrl_int(CTRL_BLOCKED) == 1;
@@ -36,6 +38,7 @@ public:
     }
     ~Run() {
         mf_free(memory_);
+        if (solver_.block_store != nullptr) solver_.block_store->lock = nullptr;
         omp_destroy_lock(&lock_);
     }
     Run(const Run&) = delete;

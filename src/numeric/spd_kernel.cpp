@@ -1,5 +1,6 @@
 #include "numeric/spd_kernel.h"
 
+#include "numeric/block_store.h"
 #include "numeric/dense_cholesky.h"
 #include "numeric/spd_update.h"
 #include "numeric/tuning.h"
@@ -28,6 +29,11 @@ void mf_spd_node(mf_solver& solver, SpdTask& task) noexcept {
     for (std::int32_t k = 0; k < task.n_nodes; ++k) {
         const std::int32_t s = task.nodes[k];
         mf_snode& node = solver.snodes[s];
+        if (solver.block_store != nullptr &&
+            (mf_store_obtain(solver, s) != VYR_OK || mf_store_obtain_targets(solver, s) != VYR_OK)) {
+            task.result = task.status = VYR_ERR_FACTOR_STORAGE;
+            return;
+        }
         if (node.factor_block == nullptr) {
             task.result = task.status = VYR_ERR_FACTOR_STORAGE;
             return;
@@ -50,7 +56,10 @@ void mf_spd_node(mf_solver& solver, SpdTask& task) noexcept {
                 return;
             }
         }
-        node.flags |= NODE_FINISHED;
+        if (solver.block_store != nullptr)
+            mf_store_finish(solver, s);
+        else
+            node.flags |= NODE_FINISHED;
     }
 }
 

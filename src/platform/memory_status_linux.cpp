@@ -97,6 +97,11 @@ std::uint64_t available_address_space() noexcept {
 
 } // namespace
 
+std::uint64_t resident_bytes() noexcept {
+    char status[4096];
+    return read_text("/proc/self/status", status, sizeof status) ? table_bytes(status, "VmRSS:") : 0;
+}
+
 bool memory_status(MemoryStatus& status) noexcept {
     char table[8192];
     if (!read_text("/proc/meminfo", table, sizeof table)) return false;

@@ -63,6 +63,9 @@ void error_text(int code, char* text, std::size_t text_bytes) noexcept;
 /// Largest resident size of the process so far, bytes; 0 when the system does not tell.
 [[nodiscard]] std::uint64_t peak_resident_bytes() noexcept;
 
+/// Resident size of the process now, bytes; 0 when the system does not tell.
+[[nodiscard]] std::uint64_t resident_bytes() noexcept;
+
 /// True when the stream is shown to a person.
 [[nodiscard]] bool is_terminal(std::FILE* file) noexcept;
 

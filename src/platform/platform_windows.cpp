@@ -109,6 +109,12 @@ std::uint64_t peak_resident_bytes() noexcept {
     return counters.PeakWorkingSetSize;
 }
 
+std::uint64_t resident_bytes() noexcept {
+    PROCESS_MEMORY_COUNTERS counters{};
+    if (K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) == 0) return 0;
+    return counters.WorkingSetSize;
+}
+
 bool is_terminal(std::FILE* file) noexcept {
     return _isatty(_fileno(file)) != 0;
 }

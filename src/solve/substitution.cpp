@@ -2,7 +2,9 @@
 
 #include "interface/process_state.h"
 #include "solve/solve_ldlt.h"
+#include "solve/solve_ldlt_ooc.h"
 #include "solve/solve_llt.h"
+#include "solve/solve_llt_ooc.h"
 
 namespace vyr {
 
@@ -21,12 +23,20 @@ Substitution::Substitution(mf_solver& solver, bool block) noexcept
       core_mode_(ctrl_int(CTRL_CORE_MODE)),
       scaling_(ctrl_int(CTRL_SCALING)) {}
 
+// A factor that is not in core as a whole never reaches a kernel that expects it there. The block solve sends
+// core mode 5 to the out-of-core kernel and the single solve does not: deliberate.
 Status Substitution::run_kernel(double* x, std::int32_t nrhs) const noexcept {
+    const bool stored_in_core = solver_.lu_values != nullptr;
+    const bool in_core = stored_in_core && (core_mode_ == CORE_IN || core_mode_ == CORE_MAPPED);
     switch (type_) {
     case TYPE_SPD:
-        return block_ ? mf_solve_llt_n(solver_, x, nrhs) : mf_solve_llt(solver_, x);
+        if (in_core && block_) return mf_solve_llt_n(solver_, x, nrhs);
+        if (in_core || (stored_in_core && core_mode_ == CORE_GBLAS && !block_))
+            return mf_solve_llt(solver_, x);
+        return mf_solve_llt_ooc(solver_, x);
     case TYPE_LDLT:
     case TYPE_CSYM:
+        if (!in_core) return mf_solve_ldlt_ooc(solver_, x);
         return mf_solve_ldlt(solver_, x) == VYR_ERR_MEMORY ? VYR_ERR_MEMORY : VYR_OK;
     default:
         return VYR_OK; // no kernel serves the type: the vector stays as it is

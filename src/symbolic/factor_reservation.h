@@ -12,4 +12,8 @@ namespace vyr {
 /// Returns 0, or -10 when the plan declines or memory is missing. Factor values are not touched yet.
 [[nodiscard]] Status mf_alloc_L(mf_solver& solver) noexcept;
 
+/// Allocates lu_values, untouched, and points every node's block into it. False without memory, after a
+/// message.
+[[nodiscard]] bool mf_reserve_factor_values(mf_solver& solver) noexcept;
+
 } // namespace vyr

@@ -21,11 +21,13 @@ enum NodeFlag : std::uint32_t {
     NODE_WRITTEN = 0x20000     ///< the block is in a factor file
 };
 
+struct BlockStore; // numeric/block_store.h
+
 /// One supernode: npiv consecutive pivot columns with a common row structure. Its front has npiv + nupd rows.
 struct mf_snode {
     std::int64_t start;        ///< position of the block in the factor storage, doubles
     std::uint32_t flags;       ///< NodeFlag bits
-    std::uint32_t reserved;    ///< 0
+    std::uint32_t file_number; ///< of the factor file that holds the block; 0 after the analysis
     std::int32_t level;        ///< 0 for a leaf, otherwise 1 + the largest level of the children
     std::int32_t npiv;         ///< width: pivot columns
     std::int32_t nupd;         ///< update rows, the rows below the pivot columns
@@ -111,7 +113,16 @@ struct mf_solver {
     void* file_buffer;           ///< read buffer of file_max_bytes bytes
     std::int64_t file_buffer_bytes;
     std::int64_t file_doubles; ///< doubles written to files
+    std::int32_t file_status;  ///< what the last attempt of this run to write files answered
     double* solve_work;        ///< n, out-of-core solves only
+
+    // Memory of a factorization out of core.
+    std::int64_t
+        memory_limit_bytes;  ///< set by the host of the core: most that blocks and read buffer hold; 0: none
+    std::int64_t room_bytes; ///< the same for this run, from the machine's memory when the host set none
+    std::int64_t held_bytes; ///< separately allocated blocks, with what their pages cost
+    std::int64_t finished_bytes; ///< the part of held_bytes that may go to a file
+    BlockStore* block_store;     ///< while a factorization without lu_values runs, otherwise null
 
     /// Order of the work blocks' square: the largest update.
     std::int64_t ldw() const noexcept { return largest_update; }

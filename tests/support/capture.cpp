@@ -76,6 +76,7 @@ void HookGuard::reset() {
     mf_test_hooks.memory_status_fails = false;
     mf_test_hooks.os_major = 0;
     mf_test_hooks.fail_file_call_at = 0;
+    mf_test_hooks.fail_every_later_file_call = false;
 }
 
 } // namespace vyr::test

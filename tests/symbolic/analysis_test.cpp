@@ -33,7 +33,7 @@ void expect_same_nodes(const Solver& solver, const reference::ReferenceAnalysis&
         const reference::Snode& want = expected.tree.snodes[s];
         EXPECT_EQ(node.start, want.start);
         EXPECT_EQ(node.flags, want.flags | (expected.tasks.shared[s] ? NODE_SHARED : 0u));
-        EXPECT_EQ(node.reserved, 0u);
+        EXPECT_EQ(node.file_number, 0u);
         EXPECT_EQ(node.level, want.level);
         EXPECT_EQ(node.child_count, want.child_count);
         EXPECT_EQ(node.npiv, want.npiv);

@@ -30,6 +30,8 @@ struct Options {
     int threads = 0; ///< 0: as many as OpenMP reports
     int repeat = 1;
     bool json = false;
+    std::string file_directory;
+    double memory_limit_mb = 0; ///< 0: none
 
     std::string kind, generated;
     std::int32_t side = 0;
@@ -61,6 +63,14 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
     command->add_option("--report", options.report_directory, "Write the library's statistics report to DIR")
         ->option_text("DIR")
         ->check(CLI::ExistingDirectory);
+    CLI::Option* out_of_core =
+        command->add_option("--out-of-core", options.file_directory, "Keep the factor in files in DIR")
+            ->option_text("DIR")
+            ->check(CLI::ExistingDirectory);
+    command->add_option("--memory-limit", options.memory_limit_mb, "Memory to do with; needs --out-of-core")
+        ->option_text("MB")
+        ->check(CLI::PositiveNumber)
+        ->needs(out_of_core);
     command->add_flag("--json", options.json, "Print one JSON object instead of the table");
     return command;
 }
@@ -98,7 +108,8 @@ int run_solve(const Options& options) {
         a = read_symmetric(options.matrix);
         b = options.rhs.empty() ? known_right_hand_sides(a, options.n_rhs) : read_dense(options.rhs, a.n);
     }
-    const SolveResult result = solve(a, b, x, options.repeat, live);
+    const SolveResult result =
+        solve(a, b, x, options.repeat, live, {options.file_directory, options.memory_limit_mb * 1e6});
     if (options.json)
         std::fputs(result_json(result).c_str(), stdout);
     else if (result.status == 0)

@@ -57,8 +57,8 @@ void find_failed_equation(VYR_handle h, SolveResult& result) {
 }
 
 /// Factorises and solves once; false when the library failed.
-bool run_once(const SparseMatrix& a, VYR_handle h, DenseMatrix& x, bool live, SolveResult& result,
-              std::vector<double>& factorise, std::vector<double>& substitute) {
+bool run_once(const SparseMatrix& a, VYR_handle h, DenseMatrix& x, bool live, const OutOfCoreRun& out_of_core,
+              SolveResult& result, std::vector<double>& factorise, std::vector<double>& substitute) {
     const int* col_ptr = a.col_ptr.data();
     const int* row_ind = a.row_ind.data();
     const double* values = a.values.data();
@@ -66,13 +66,16 @@ bool run_once(const SparseMatrix& a, VYR_handle h, DenseMatrix& x, bool live, So
         result.status = VYR_numeric_ld(nullptr, a.n, col_ptr, row_ind, values, h);
     }));
     result.flops = mf_info[INFO_FLOPS];
+    result.files = out_of_core.use(*from_handle(h), result.status);
     if (result.status != VYR_OK) {
         find_failed_equation(h, result);
         return false;
     }
     substitute.push_back(timed("solve", live, [&] {
-        if (x.n_cols == 1)
-            VYR_solve_ld(h, nullptr, a.n, col_ptr, row_ind, values, x.values.data());
+        if (x.n_cols == 1 ||
+            out_of_core.active()) // out of core the library takes one right-hand side at a time
+            for (std::int64_t k = 0; k < x.n_cols; ++k)
+                VYR_solve_ld(h, nullptr, a.n, col_ptr, row_ind, values, x.values.data() + k * a.n);
         else
             VYR_solve_N_ld(h, nullptr, a.n, col_ptr, row_ind, values, x.values.data(), x.n_cols);
     }));
@@ -81,16 +84,17 @@ bool run_once(const SparseMatrix& a, VYR_handle h, DenseMatrix& x, bool live, So
 }
 
 void solve_phases(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat, bool live,
-                  SolveResult& result) {
+                  const OutOfCore& out_of_core, SolveResult& result) {
     double param[VYR_PARAM_COUNT] = {};
     const int* col_ptr = a.col_ptr.data();
     const int* row_ind = a.row_ind.data();
     result.status = VYR_init_ld(a.n, a.n, col_ptr, row_ind, a.values.data(), VYR_TYPE_SPD, param);
     if (result.status != VYR_OK) return;
 
+    OutOfCoreRun run(out_of_core);
     ScopedHandle handle;
     result.seconds_analyse =
-        timed("order and analyse", live, [&] { handle.h = VYR_symbol_ld(nullptr, a.n, col_ptr, row_ind); });
+        timed("order and analyse", live, [&] { handle.h = run.analyse(a.n, col_ptr, row_ind); });
     if (handle.h == nullptr) {
         result.status = failed_analysis_status(param[VYR_PARAM_STATUS]);
         return;
@@ -101,7 +105,7 @@ void solve_phases(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, i
     bool solved = true;
     for (int round = 0; solved && round < repeat; ++round) {
         x.values = b.values; // the solve overwrites the right-hand sides with the solutions
-        solved = run_once(a, handle.h, x, live, result, factorise, substitute);
+        solved = run_once(a, handle.h, x, live, run, result, factorise, substitute);
     }
     result.seconds_factorise = median(factorise);
     result.seconds_solve = median(substitute);
@@ -110,7 +114,8 @@ void solve_phases(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, i
 
 } // namespace
 
-SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat, bool live) {
+SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat, bool live,
+                  const OutOfCore& out_of_core) {
     SolveResult result;
     result.n = a.n;
     result.nnz = a.nnz();
@@ -118,7 +123,7 @@ SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, i
     result.threads = omp_get_max_threads();
     result.backward_error = std::numeric_limits<double>::quiet_NaN();
     x = DenseMatrix{b.n_rows, b.n_cols, {}};
-    solve_phases(a, b, x, repeat, live, result);
+    solve_phases(a, b, x, repeat, live, out_of_core, result);
     result.peak_bytes = platform::peak_resident_bytes();
     if (result.status != VYR_OK) result.bytes_needed = mem_refused.load();
     return result;

@@ -1,6 +1,7 @@
 // The work of `vyr solve`: one matrix through the exported functions of the library, timed and judged.
 #pragma once
 
+#include "tools/vyr/out_of_core.h"
 #include "tools/vyr/sparse_matrix.h"
 
 #include <cstdint>
@@ -26,14 +27,18 @@ struct SolveResult {
     std::int32_t failed_equations = 0; ///< how many it named
     double failed_pivot = 0;
     double bytes_needed = 0; ///< the request that was refused; 0: none was
+
+    FileUse files;
 };
 
 /// Analyses, then factorises and solves `repeat` times, with as many threads as OpenMP reports.
 ///
 /// x       out: n x b.n_cols solutions
 /// live    true to show on standard output which phase is running
+/// out_of_core   whether and how the factor goes to files
 ///
 /// A failure of the library ends in `status`; no exception but std::bad_alloc leaves.
-SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat, bool live);
+SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat, bool live,
+                  const OutOfCore& out_of_core = {});
 
 } // namespace vyr::tool

@@ -37,6 +37,12 @@ std::string not_positive_definite(const SolveResult& result) {
 }
 
 std::string out_of_memory(const SolveResult& result) {
+    if (result.files.unwritable)
+        return "The factor files cannot be written, and there is no memory to go on without them. Check that "
+               "the directory can be written to and that its disk is not full.";
+    if (result.files.least_limit_bytes > 0)
+        return format("The memory limit is too small. Out of core this matrix needs about %.0f MB.",
+                      result.files.least_limit_bytes * 1e-6);
     std::string text = "Out of memory";
     if (result.bytes_needed > 0)
         text += format(": a block of %.1f MB was needed", result.bytes_needed * 1e-6);
@@ -59,6 +65,9 @@ std::string result_table(const SolveResult& result) {
     text += format("  factorise          %12.3f s   %.1f GFLOP/s\n", result.seconds_factorise, rate(result));
     text += format("  solve              %12.3f s   %" PRId32 " right-hand side%s\n", result.seconds_solve,
                    result.n_rhs, result.n_rhs == 1 ? "" : "s");
+    if (result.files.asked)
+        text += format("  factor files       %12" PRId32 "   %.1f MB written in %.3f s\n",
+                       result.files.n_files, result.files.bytes * 1e-6, result.files.seconds_written);
     text += format("  threads            %12d\n", result.threads);
     text += format("  peak memory        %12.1f MB\n", static_cast<double>(result.peak_bytes) * 1e-6);
     text += format("  backward error     %12.1e\n", result.backward_error);
@@ -66,8 +75,8 @@ std::string result_table(const SolveResult& result) {
 }
 
 std::string result_json(const SolveResult& result) {
-    return JsonObject()
-        .add("n", std::int64_t{result.n})
+    JsonObject json;
+    json.add("n", std::int64_t{result.n})
         .add("nnz", std::int64_t{result.nnz})
         .add("nnz_factor", result.nnz_factor)
         .add("flops", result.flops)
@@ -77,8 +86,12 @@ std::string result_json(const SolveResult& result) {
         .add("peak_bytes", static_cast<std::int64_t>(result.peak_bytes))
         .add("threads", std::int64_t{result.threads})
         .add("backward_error", result.backward_error)
-        .add("status", std::int64_t{result.status})
-        .text();
+        .add("status", std::int64_t{result.status});
+    if (result.files.asked)
+        json.add("files", std::int64_t{result.files.n_files})
+            .add("file_bytes", static_cast<std::int64_t>(result.files.bytes))
+            .add("seconds_files_written", result.files.seconds_written);
+    return json.text();
 }
 
 std::string failure_sentence(const SolveResult& result) {

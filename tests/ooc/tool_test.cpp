@@ -1,0 +1,74 @@
+// What the tool makes of it.
+#include "ooc_run.h"
+#include "support/capture.h"
+#include "tools/vyr/generators.h"
+#include "tools/vyr/norms.h"
+#include "tools/vyr/solve_report.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+using namespace vyr;
+using namespace vyr::test;
+using namespace vyr::tool;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Outcome {
+    SolveResult result;
+    DenseMatrix x;
+};
+
+Outcome run(const OutOfCore& out_of_core) {
+    const SparseMatrix a = generate("poisson3d", 20);
+    Outcome outcome;
+    outcome.result = solve(a, known_right_hand_sides(a, 3), outcome.x, 2, false, out_of_core);
+    return outcome;
+}
+
+} // namespace
+
+TEST(ToolOutOfCore, SolvesAllRightHandSidesFromFilesInTheDirectory) {
+    const TempDirectory directory;
+    fs::create_directory("files");
+    const Outcome in_core = run({});
+    EXPECT_EQ(result_json(in_core.result).find("files"), std::string::npos);
+    const double limit = static_cast<double>(platform::resident_bytes()) + 500e6;
+    for (const double memory_limit : {0.0, limit}) {
+        const Outcome outcome = run({"files", memory_limit});
+        EXPECT_EQ(failure_sentence(outcome.result), "");
+        EXPECT_LE(outcome.result.backward_error, 1e-14);
+        EXPECT_LE(difference(outcome.x.values, in_core.x.values), 1e-13);
+        EXPECT_TRUE(fs::exists("files/VYR_ 0.mmf")); // and the current directory is the old one
+        EXPECT_GE(outcome.result.files.n_files, 5);
+        EXPECT_NE(result_table(outcome.result).find("factor files"), std::string::npos);
+        EXPECT_NE(result_json(outcome.result).find("\"file_bytes\": "), std::string::npos);
+    }
+}
+
+TEST(ToolOutOfCore, TellsHowMuchMemoryItNeedsAndThatLimitWorks) {
+    const TempDirectory directory;
+    const SolveResult refused = run({".", 1e6}).result;
+    EXPECT_EQ(refused.status, VYR_ERR_FACTOR_STORAGE);
+    EXPECT_GT(refused.files.least_limit_bytes, 1e6);
+    EXPECT_NE(failure_sentence(refused).find("The memory limit is too small."), std::string::npos);
+    EXPECT_EQ(run({".", refused.files.least_limit_bytes * 1.2}).result.status, 0);
+}
+
+TEST(ToolOutOfCore, TellsThatTheFilesCannotBeWritten) {
+    const TempDirectory directory;
+    const Csc a = grid_matrix();
+    Session session;
+    analyse(session, a);
+    object(session).memory_limit_bytes = path_bytes(session.solver());
+    fs::create_directory(file_name(0)); // in the way of the first file
+    SolveResult result;
+    result.status = session.numeric(a);
+    EXPECT_EQ(result.status, VYR_ERR_FACTOR_STORAGE);
+    result.files = OutOfCoreRun({".", 1e9}).use(session.solver(), result.status);
+    EXPECT_TRUE(result.files.unwritable);
+    EXPECT_EQ(result.files.least_limit_bytes, 0);
+    EXPECT_NE(failure_sentence(result).find("factor files cannot be written"), std::string::npos);
+}
