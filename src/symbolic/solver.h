@@ -17,7 +17,7 @@ enum NodeFlag : std::uint32_t {
     NODE_FINISHED = 0x100,     ///< eliminated, and its update has been passed on
     NODE_TWO_BY_TWO = 0x200,   ///< holds a 2 x 2 pivot
     NODE_ASSEMBLED = 0x1000,   ///< the input entries are in the block
-    NODE_SHARED = 0x8000,      ///< its update reaches a node of the top task, or it is one
+    NODE_SHARED = 0x8000,      ///< its update reaches a node of the top task
     NODE_WRITTEN = 0x20000     ///< the block is in a factor file
 };
 
