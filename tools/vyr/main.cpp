@@ -29,6 +29,7 @@ struct Options {
     int n_rhs = 1;
     int threads = 0; ///< 0: as many as OpenMP reports
     int repeat = 1;
+    bool indefinite = false;
     bool json = false;
     std::string file_directory;
     double memory_limit_mb = 0; ///< 0: none
@@ -38,7 +39,7 @@ struct Options {
 };
 
 CLI::App* add_solve(CLI::App& app, Options& options) {
-    CLI::App* command = app.add_subcommand("solve", "Solve A x = b, A symmetric positive definite");
+    CLI::App* command = app.add_subcommand("solve", "Solve A x = b, A symmetric");
     command->add_option("A.mtx", options.matrix, "Matrix Market file: coordinate, real or integer, symmetric")
         ->option_text(" ")
         ->required();
@@ -54,6 +55,8 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
         ->excludes(rhs);
     command->add_option("--output", options.solution, "Write the solutions to this Matrix Market file")
         ->option_text("x.mtx");
+    command->add_flag("--indefinite", options.indefinite,
+                      "A is not positive definite: eigenvalues of both signs, zeros on the diagonal");
     command->add_option("--threads", options.threads, "Threads to use, default what OpenMP reports")
         ->option_text("T")
         ->check(CLI::Range(1, 4096));
@@ -108,8 +111,8 @@ int run_solve(const Options& options) {
         a = read_symmetric(options.matrix);
         b = options.rhs.empty() ? known_right_hand_sides(a, options.n_rhs) : read_dense(options.rhs, a.n);
     }
-    const SolveResult result =
-        solve(a, b, x, options.repeat, live, {options.file_directory, options.memory_limit_mb * 1e6});
+    const SolveResult result = (options.indefinite ? solve_indefinite : solve)(
+        a, b, x, options.repeat, live, {options.file_directory, options.memory_limit_mb * 1e6});
     if (options.json)
         std::fputs(result_json(result).c_str(), stdout);
     else if (result.status == 0)
