@@ -1,6 +1,7 @@
 // The command line: parses options, calls the library of the tool, turns outcomes into exit codes.
 #include "platform/platform.h"
 #include "tools/vyr/command_pivots.h"
+#include "tools/vyr/environment.h"
 #include "tools/vyr/generators.h"
 #include "tools/vyr/matrix_market.h"
 #include "tools/vyr/norms.h"
@@ -162,6 +163,7 @@ int fail(const char* text, ExitCode code) {
 
 int main(int argc, char** argv) {
     try {
+        restart_with_settings(argv);
         const int code = run(argc, argv);
         return std::fflush(stdout) == 0 ? code : fail("standard output cannot be written", EXIT_BAD_INPUT);
     } catch (const std::bad_alloc&) {

@@ -48,6 +48,6 @@ SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, i
 /// those of the tied matrix, everything else is about `a` itself. Throws std::length_error when the tied
 /// matrix would outgrow 32-bit indices.
 SolveResult solve_indefinite(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat,
-                             bool live);
+                             bool live, const OutOfCore& out_of_core = {});
 
 } // namespace vyr::tool
