@@ -60,7 +60,7 @@ TEST_F(Program, GeneratesWhatItThenSolvesToJson) {
               "print(r[\"n\"], r[\"status\"], r[\"backward_error\"] < 1e-14, len(r), "
               "r[\"seconds_factorise\"] > 0)'");
     EXPECT_EQ(run.code, 0);
-    EXPECT_EQ(run.output, "540 0 True 11 True\n");
+    EXPECT_EQ(run.output, "540 0 True 12 True\n");
 }
 
 TEST_F(Program, AFailureOfTheLibraryIsASentenceAndExitCode1) {
@@ -74,6 +74,46 @@ TEST_F(Program, AFailureOfTheLibraryIsASentenceAndExitCode1) {
     EXPECT_EQ(json.output.substr(0, 2), "1\n");
     EXPECT_EQ(json.code, 0);
     EXPECT_NE(json.output.find("\"status\": -35"), std::string::npos) << json.output;
+}
+
+TEST_F(Program, SolvesIndefiniteSystemsOrSaysWhyNot) {
+    const Outcome good =
+        shell("vyr generate kkt 9 -o a.mtx && vyr solve a.mtx --indefinite --threads 2 --nrhs 2 "
+              "--repeat 2 --output x.mtx --report .");
+    EXPECT_EQ(good.code, 0);
+    EXPECT_NE(good.output.find("backward error"), std::string::npos) << good.output;
+    const DenseMatrix x = read_dense("x.mtx", 121);
+    for (std::int32_t i = 0; i < x.n_rows; ++i) {
+        ASSERT_NEAR(x.column(0)[i], 1, 1e-10);
+        ASSERT_NEAR(x.column(1)[i], 1 + i % 8 / 8.0, 1e-10);
+    }
+    // The report has the figures of the analysis as well as the type of the factorization.
+    EXPECT_EQ(shell("tr -d '\\t\\r' <'VYR_spd 2.2.info' | grep -c -e '<NODEs>[1-9]' -e '<T_SYM>.*[1-9].*<' "
+                    "-e '<NZLU_SYM>[1-9]' -e '<stra>12<'")
+                  .output,
+              "4\n");
+    EXPECT_EQ(shell("vyr solve a.mtx 2>&1 >/dev/null | grep -c -e --indefinite").output, "1\n");
+
+    write("hopeless.mtx", "%%MatrixMarket matrix coordinate real symmetric\n3 3 3\n1 1 4\n2 1 1\n3 1 1\n");
+    const Outcome hopeless = shell("vyr solve hopeless.mtx --indefinite 2>&1");
+    EXPECT_EQ(hopeless.code, 1);
+    EXPECT_EQ(hopeless.output.find("vyr: No pivot could be found for some equation: "), 0U)
+        << hopeless.output;
+}
+
+TEST_F(Program, SetsForItselfHowThreadsWaitUnlessTheUserDid) {
+    const std::string last_spin_count =
+        " OMP_DISPLAY_ENV=verbose '" VYR_PROGRAM "' --version 2>&1 | grep -a GOMP_SPINCOUNT | tail -n 1";
+    if (shell(last_spin_count).output.empty()) GTEST_SKIP() << "not gcc's OpenMP";
+    const std::string unset = "unset OMP_WAIT_POLICY GOMP_SPINCOUNT VYR_TOOL_ENVIRONMENT;";
+    const auto shown = [&](const std::string& setting) {
+        const std::string line = shell(unset + setting + last_spin_count).output;
+        return line.substr(line.find("GOMP_"));
+    };
+    EXPECT_EQ(shown(""), "GOMP_SPINCOUNT = '1000'\n");
+    EXPECT_EQ(shown("GOMP_SPINCOUNT=77"), "GOMP_SPINCOUNT = '77'\n");
+    EXPECT_NE(shown("OMP_WAIT_POLICY=active"), "GOMP_SPINCOUNT = '1000'\n");
+    EXPECT_NE(shown("VYR_TOOL_ENVIRONMENT=1"), "GOMP_SPINCOUNT = '1000'\n") << "or it would restart for ever";
 }
 
 TEST_F(Program, ShowsThePivotsAndTheEquationThatFails) {

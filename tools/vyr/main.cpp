@@ -1,6 +1,7 @@
 // The command line: parses options, calls the library of the tool, turns outcomes into exit codes.
 #include "platform/platform.h"
 #include "tools/vyr/command_pivots.h"
+#include "tools/vyr/environment.h"
 #include "tools/vyr/generators.h"
 #include "tools/vyr/matrix_market.h"
 #include "tools/vyr/norms.h"
@@ -29,6 +30,7 @@ struct Options {
     int n_rhs = 1;
     int threads = 0; ///< 0: as many as OpenMP reports
     int repeat = 1;
+    bool indefinite = false;
     bool json = false;
     std::string file_directory;
     double memory_limit_mb = 0; ///< 0: none
@@ -38,7 +40,7 @@ struct Options {
 };
 
 CLI::App* add_solve(CLI::App& app, Options& options) {
-    CLI::App* command = app.add_subcommand("solve", "Solve A x = b, A symmetric positive definite");
+    CLI::App* command = app.add_subcommand("solve", "Solve A x = b, A symmetric");
     command->add_option("A.mtx", options.matrix, "Matrix Market file: coordinate, real or integer, symmetric")
         ->option_text(" ")
         ->required();
@@ -54,6 +56,8 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
         ->excludes(rhs);
     command->add_option("--output", options.solution, "Write the solutions to this Matrix Market file")
         ->option_text("x.mtx");
+    command->add_flag("--indefinite", options.indefinite,
+                      "A is not positive definite: eigenvalues of both signs, zeros on the diagonal");
     command->add_option("--threads", options.threads, "Threads to use, default what OpenMP reports")
         ->option_text("T")
         ->check(CLI::Range(1, 4096));
@@ -108,8 +112,8 @@ int run_solve(const Options& options) {
         a = read_symmetric(options.matrix);
         b = options.rhs.empty() ? known_right_hand_sides(a, options.n_rhs) : read_dense(options.rhs, a.n);
     }
-    const SolveResult result =
-        solve(a, b, x, options.repeat, live, {options.file_directory, options.memory_limit_mb * 1e6});
+    const SolveResult result = (options.indefinite ? solve_indefinite : solve)(
+        a, b, x, options.repeat, live, {options.file_directory, options.memory_limit_mb * 1e6});
     if (options.json)
         std::fputs(result_json(result).c_str(), stdout);
     else if (result.status == 0)
@@ -159,6 +163,7 @@ int fail(const char* text, ExitCode code) {
 
 int main(int argc, char** argv) {
     try {
+        restart_with_settings(argv);
         const int code = run(argc, argv);
         return std::fflush(stdout) == 0 ? code : fail("standard output cannot be written", EXIT_BAD_INPUT);
     } catch (const std::bad_alloc&) {

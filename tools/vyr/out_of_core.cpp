@@ -21,11 +21,19 @@ constexpr double BLAS_BYTES_A_THREAD = 24e6;
 constexpr double OTHER_BYTES = 24e6;
 
 /// Bytes that the process takes beside the blocks from here to the end of the solve.
-double bytes_beside_blocks(const mf_solver& solver) {
+double bytes_beside_blocks(const mf_solver& solver, int type) {
     const double strips = 8.0 * tuning::STRIP_COLUMNS * solver.largest_update * solver.n_threads;
     const double entry_lists = 12.0 * solver.n_input;
+    double fronts = 0; // a whole one and its whole update
+    if (type == VYR_TYPE_INDEFINITE) {
+        std::int64_t largest_block = 0;
+        for (std::int32_t s = 0; s < solver.n_snodes; ++s)
+            largest_block = std::max(largest_block, solver.snodes[s].n_entries());
+        const double width = static_cast<double>(solver.ldw());
+        fronts = 8.0 * (static_cast<double>(largest_block) + width * width);
+    }
     const double vectors = 8.0 * 8.0 * solver.n + 8.0 * solver.n_snodes;
-    return static_cast<double>(platform::resident_bytes()) + strips + entry_lists + vectors +
+    return static_cast<double>(platform::resident_bytes()) + strips + fronts + entry_lists + vectors +
            BLAS_BYTES_A_THREAD * solver.n_threads + OTHER_BYTES;
 }
 
@@ -59,7 +67,7 @@ OutOfCoreRun::~OutOfCoreRun() {
     if (active_) std::filesystem::current_path(home_, ignored);
 }
 
-VYR_handle OutOfCoreRun::analyse(std::int32_t n, const int* col_ptr, const int* row_ind) {
+VYR_handle OutOfCoreRun::analyse(std::int32_t n, const int* col_ptr, const int* row_ind, int type) {
     if (limit_bytes_ <= 0) return VYR_symbol_ld(nullptr, n, col_ptr, row_ind);
     const int n_threads = omp_get_max_threads();
     omp_set_num_threads(1);
@@ -69,7 +77,7 @@ VYR_handle OutOfCoreRun::analyse(std::int32_t n, const int* col_ptr, const int* 
     mf_solver& solver = *from_handle(h);
     solver.n_threads = n_threads;
     mf_heap_compact(); // what the analysis no longer needs must not count
-    bytes_beside_blocks_ = bytes_beside_blocks(solver);
+    bytes_beside_blocks_ = bytes_beside_blocks(solver, type);
     solver.memory_limit_bytes = static_cast<std::int64_t>(std::max(limit_bytes_ - bytes_beside_blocks_, 1.0));
     return h;
 }

@@ -42,8 +42,8 @@ public:
 
     /// VYR_symbol_ld. Under a limit, whole subtrees at a time would hold all the blocks above them at once:
     /// the tree is then walked as one task, and only its large fronts use several threads. Shares the limit
-    /// between the blocks of the factor and all the rest.
-    VYR_handle analyse(std::int32_t n, const int* col_ptr, const int* row_ind);
+    /// between the blocks of the factor and all the rest, which depends on the `type` that will factorise.
+    VYR_handle analyse(std::int32_t n, const int* col_ptr, const int* row_ind, int type);
 
     /// Figures of the factorization that has just ended with `status`.
     FileUse use(const mf_solver& solver, int status) const;

@@ -21,6 +21,7 @@ struct SolveResult {
     std::uint64_t peak_bytes = 0; ///< largest resident size of the process
     int threads = 0;
     std::int32_t n_rhs = 0;
+    int refinements = 0;       ///< steps that improved the solutions
     double backward_error = 0; ///< not a number until solved
 
     std::int32_t failed_equation = 0;  ///< 1-based; 0: the library named none
@@ -40,5 +41,13 @@ struct SolveResult {
 /// A failure of the library ends in `status`; no exception but std::bad_alloc leaves.
 SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat, bool live,
                   const OutOfCore& out_of_core = {});
+
+/// As solve, by L D L^T: `a` may have eigenvalues of both signs and zeros on its diagonal. Equations with a
+/// weak diagonal entry are tied to partners first (pivot_pairs.h), which counts as analysis, and inaccurate
+/// solutions are refined (refinement.h), which counts as solving; the entries of L and the operations are
+/// those of the tied matrix, everything else is about `a` itself. Throws std::length_error when the tied
+/// matrix would outgrow 32-bit indices.
+SolveResult solve_indefinite(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, int repeat,
+                             bool live, const OutOfCore& out_of_core = {});
 
 } // namespace vyr::tool

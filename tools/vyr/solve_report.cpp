@@ -33,7 +33,8 @@ std::string not_positive_definite(const SolveResult& result) {
             text += format(" (and %" PRId32 " more failed)", result.failed_equations - 1);
     }
     return text + ". Check that row of the matrix, counted from 1, and the constraints that hold the model: "
-                  "a free body or a negative diagonal entry ends like this.";
+                  "a free body or a negative diagonal entry ends like this. If it is meant to be "
+                  "indefinite, use --indefinite.";
 }
 
 std::string out_of_memory(const SolveResult& result) {
@@ -65,6 +66,7 @@ std::string result_table(const SolveResult& result) {
     text += format("  factorise          %12.3f s   %.1f GFLOP/s\n", result.seconds_factorise, rate(result));
     text += format("  solve              %12.3f s   %" PRId32 " right-hand side%s\n", result.seconds_solve,
                    result.n_rhs, result.n_rhs == 1 ? "" : "s");
+    if (result.refinements > 0) text += format("  refinements        %12d\n", result.refinements);
     if (result.files.asked)
         text += format("  factor files       %12" PRId32 "   %.1f MB written in %.3f s\n",
                        result.files.n_files, result.files.bytes * 1e-6, result.files.seconds_written);
@@ -85,6 +87,7 @@ std::string result_json(const SolveResult& result) {
         .add("seconds_solve", result.seconds_solve)
         .add("peak_bytes", static_cast<std::int64_t>(result.peak_bytes))
         .add("threads", std::int64_t{result.threads})
+        .add("refinements", std::int64_t{result.refinements})
         .add("backward_error", result.backward_error)
         .add("status", std::int64_t{result.status});
     if (result.files.asked)
@@ -105,6 +108,11 @@ std::string failure_sentence(const SolveResult& result) {
     case VYR_ERR_NOT_SPD:
     case VYR_ERR_SMALL_PIVOT:
         return not_positive_definite(result);
+    case VYR_ERR_ILL_CONDITIONED:
+        return "No pivot could be found for some equation: the matrix is singular, or has more zeros on its "
+               "diagonal than can be paired with other equations. Check for constraints that repeat each "
+               "other "
+               "and for parts that nothing holds; else put a small number on the zero diagonal entries.";
     case VYR_ERR_FACTOR_STORAGE:
     case VYR_ERR_MEMORY:
         return out_of_memory(result);
