@@ -57,6 +57,23 @@ TEST(ToolOutOfCore, TellsHowMuchMemoryItNeedsAndThatLimitWorks) {
     EXPECT_EQ(run({".", refused.files.least_limit_bytes * 1.2}).result.status, 0);
 }
 
+TEST(ToolOutOfCore, SolvesIndefiniteSystemsTooAndKnowsTheMemoryTheyNeed) {
+    const TempDirectory directory;
+    for (const SparseMatrix& a : {shifted3d(16), kkt(40)}) {
+        const DenseMatrix b = known_right_hand_sides(a, 2);
+        DenseMatrix x;
+        const SolveResult refused = solve_indefinite(a, b, x, 1, false, {".", 1e6});
+        ASSERT_EQ(refused.status, VYR_ERR_FACTOR_STORAGE);
+        for (const double limit : {0.0, refused.files.least_limit_bytes * 1.2}) {
+            const SolveResult result = solve_indefinite(a, b, x, 2, false, {".", limit});
+            ASSERT_EQ(failure_sentence(result), "") << a.n;
+            EXPECT_LE(result.backward_error, 1e-13);
+            EXPECT_GE(result.files.n_files, 2);
+            for (std::int32_t i = 0; i < a.n; ++i) ASSERT_NEAR(x.column(1)[i], 1 + i % 8 / 8.0, 1e-8);
+        }
+    }
+}
+
 TEST(ToolOutOfCore, TellsThatTheFilesCannotBeWritten) {
     const TempDirectory directory;
     const Csc a = grid_matrix();
