@@ -132,8 +132,8 @@ VYR_API int VYR_param_ld(const double* param);
  *
  * Returns the handle, owned by the caller until VYR_clear_ld; or null, and then the status is in param[0]
  * (-1, -2, -6, -10, a status an earlier step left behind, or 0 when there was no memory for the very first
- * work arrays) and a report file has been written to the current directory. Turns messages off and puts VYR_TYPE_SPD in force. The ordering is nested dissection by
- * METIS. Not thread-parallel. */
+ * work arrays) and a report file has been written to the current directory. Turns messages off and puts
+ * VYR_TYPE_SPD in force. The ordering is nested dissection by METIS. Not thread-parallel. */
 VYR_API VYR_handle VYR_symbol_ld(void* reserved, int n, const int* colPtr, const int* rowInd);
 
 /* Factorises. May be repeated with new values of the same pattern.
@@ -142,9 +142,9 @@ VYR_API VYR_handle VYR_symbol_ld(void* reserved, int n, const int* colPtr, const
  * n, colPtr, rowInd   the matrix of VYR_symbol_ld; values: colPtr[n] doubles
  * h          the handle
  *
- * Returns 0, -1, -2, -6, -8, -9, -10, -11, -29, -30, -31, -33, -34, -35, -36 or -1210. After a failure the handle stays valid
- * for VYR_pivot_ld, another VYR_numeric_ld and VYR_clear_ld; do not solve with it. Runs on the OpenMP
- * threads that were available at VYR_symbol_ld. */
+ * Returns 0, -1, -2, -6, -8, -9, -10, -11, -29, -30, -31, -33, -34, -35, -36 or -1210. After a failure the
+ * handle stays valid for VYR_pivot_ld, another VYR_numeric_ld and VYR_clear_ld; do not solve with it. Runs on
+ * the OpenMP threads that were available at VYR_symbol_ld. */
 VYR_API int VYR_numeric_ld(void* reserved, int n, const int* colPtr, const int* rowInd, const double* values,
                            VYR_handle h);
 
@@ -174,7 +174,8 @@ VYR_API int VYR_pivot_ld(VYR_handle h, double* pivots, int* marks);
 VYR_API int VYR_clear_ld(VYR_handle h);
 
 /* Writes the body of the statistics report into an open text file; nothing when the low byte of the flags in
- * force is 0. title may be null; it is written as it stands, so XML's special characters must be escaped. The file must come from the same C run time as the library's. */
+ * force is 0. title may be null; it is written as it stands, so XML's special characters must be escaped. The
+ * file must come from the same C run time as the library's. */
 VYR_API void mf_dump_ld(FILE* file, const char* title);
 
 #ifdef __cplusplus
