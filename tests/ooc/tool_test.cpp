@@ -64,7 +64,11 @@ TEST(ToolOutOfCore, SolvesIndefiniteSystemsTooAndKnowsTheMemoryTheyNeed) {
         DenseMatrix x;
         const SolveResult refused = solve_indefinite(a, b, x, 1, false, {".", 1e6});
         ASSERT_EQ(refused.status, VYR_ERR_FACTOR_STORAGE);
-        for (const double limit : {0.0, refused.files.least_limit_bytes * 1.2}) {
+        std::vector<double> limits{0.0};
+#ifndef __SANITIZE_ADDRESS__ // whose own memory counts as the process's and grows as it runs
+        limits.push_back(refused.files.least_limit_bytes * 1.2);
+#endif
+        for (const double limit : limits) {
             const SolveResult result = solve_indefinite(a, b, x, 2, false, {".", limit});
             ASSERT_EQ(failure_sentence(result), "") << a.n;
             EXPECT_LE(result.backward_error, 1e-13);
