@@ -4,6 +4,7 @@
 #include "memory/buffer.h"
 #include "numeric/block_store.h"
 #include "numeric/spd_kernel.h"
+#include "platform/blas_threads.h"
 #include "symbolic/task_partition.h"
 
 #include <omp.h>
@@ -80,6 +81,8 @@ Status mf_parallel_factor(mf_solver& solver) noexcept {
     Run run(solver);
     if (!run) return VYR_ERR_MEMORY;
     const std::int32_t n_subtrees = solver.n_tasks - 1;
+    // Threads share the work among themselves; every BLAS call stays on the thread that makes it.
+    const blas::ThreadLimit one_blas_thread(1);
 
     // A thread that finds no more subtrees waits at the end of the region and takes strips of large fronts.
 #pragma omp parallel num_threads(solver.n_threads) if (solver.n_threads > 1)
