@@ -12,6 +12,11 @@ add_custom_command(OUTPUT "${implib}" COMMAND "${VYR_DLLTOOL}" -m i386:x86-64 -d
   DEPENDS "${PROJECT_BINARY_DIR}/vyr.def" VERBATIM)
 add_custom_target(vyr_msvc_implib ALL DEPENDS "${implib}")
 
+# The linker may leave an import library beside a program, too; it must not be the DLL's.
+if(TARGET vyr_tool)
+  set_target_properties(vyr_tool PROPERTIES ARCHIVE_OUTPUT_NAME vyr_tool)
+endif()
+
 write_basic_package_version_file(vyrConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES cmake/windows/package/vyrConfig.cmake "${PROJECT_BINARY_DIR}/vyrConfigVersion.cmake" DESTINATION cmake)
 install(FILES "${implib}" "${PROJECT_BINARY_DIR}/vyr.def" DESTINATION lib)
