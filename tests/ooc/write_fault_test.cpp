@@ -43,7 +43,7 @@ void sweep_file_calls(const Csc& a, const Road& road, bool every_later, std::int
 }
 
 /// The factor of `a` stays in memory as a whole and is right.
-void expect_all_in_memory(Session& session, const Csc& a) {
+[[maybe_unused]] void expect_all_in_memory(Session& session, const Csc& a) {
     ASSERT_EQ(session.numeric(a), 0);
     EXPECT_EQ(session.solver().file_count, 0);
     EXPECT_EQ(session.solver().file_doubles, 0);

@@ -1,0 +1,34 @@
+# The folder a Windows engineer unpacks: vyr-<version>-win64.zip. "cpack" in the build folder makes it.
+include(CMakePackageConfigHelpers)
+
+# Visual Studio's import library. LLVM's dlltool writes the short form that Microsoft's own tools write; the
+# long form of GNU's makes Microsoft's linker throw needed parts away when it removes unused code.
+find_program(VYR_DLLTOOL NAMES llvm-dlltool llvm-dlltool-19 llvm-dlltool-14 DOC "LLVM's dlltool")
+if(NOT VYR_DLLTOOL)
+  message(FATAL_ERROR "llvm-dlltool was not found (Debian: llvm); it writes the import library for Visual Studio.")
+endif()
+set(implib "${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/vyr.lib")
+add_custom_command(OUTPUT "${implib}" COMMAND "${VYR_DLLTOOL}" -m i386:x86-64 -d "${PROJECT_BINARY_DIR}/vyr.def" -l "${implib}"
+  DEPENDS "${PROJECT_BINARY_DIR}/vyr.def" VERBATIM)
+add_custom_target(vyr_msvc_implib ALL DEPENDS "${implib}")
+
+# The linker may leave an import library beside a program, too; it must not be the DLL's.
+if(TARGET vyr_tool)
+  set_target_properties(vyr_tool PROPERTIES ARCHIVE_OUTPUT_NAME vyr_tool)
+endif()
+
+write_basic_package_version_file(vyrConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES cmake/windows/package/vyrConfig.cmake "${PROJECT_BINARY_DIR}/vyrConfigVersion.cmake" DESTINATION cmake)
+install(FILES "${implib}" "${PROJECT_BINARY_DIR}/vyr.def" DESTINATION lib)
+install(FILES cmake/windows/package/README.md DESTINATION .)
+install(FILES examples/solve.c examples/CMakeLists.txt DESTINATION examples)
+install(FILES LICENSE DESTINATION licences RENAME VYR.txt)
+if(VYR_WINDOWS_DEPENDENCIES)
+  install(DIRECTORY "${VYR_WINDOWS_DEPENDENCIES}/licences/" DESTINATION licences)
+endif()
+
+set(CPACK_GENERATOR ZIP)
+set(CPACK_PACKAGE_FILE_NAME "vyr-${PROJECT_VERSION}-win64")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+include(CPack)
