@@ -46,16 +46,4 @@ std::string blas_problem() {
     return "";
 }
 
-std::string preferred_kernels() {
-    const std::string kernels = blas_kernels();
-    if (kernels != "Prescott") return kernels;
-#if defined(__x86_64__)
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
-        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl"))
-        return "SkylakeX";
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return "Haswell";
-#endif
-    return kernels;
-}
-
 } // namespace vyr::bench

@@ -13,7 +13,8 @@ bool is_ours(const Record& result) {
 
 bool same_problem(const Record& a, const Record& b) {
     return a.string_or_empty("matrix") == b.string_or_empty("matrix") &&
-           a.number_or_nan("threads") == b.number_or_nan("threads");
+           a.number_or_nan("threads") == b.number_or_nan("threads") &&
+           a.string_or_empty("storage") == b.string_or_empty("storage");
 }
 
 } // namespace

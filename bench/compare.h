@@ -11,7 +11,8 @@ namespace vyr::bench {
 bool has_figures(const Record& result);
 
 /// Adds to each of our results, for every figure compared, "ratio_NAME": ours over the smallest of the peers
-/// on the same matrix at the same number of threads; below 1 is better. Left out without such a peer.
+/// on the same matrix at the same number of threads with the factor in the same storage; below 1 is better.
+/// Left out without such a peer.
 void add_ratios(std::vector<Record>& results);
 
 /// The figures compared.

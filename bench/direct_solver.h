@@ -3,6 +3,7 @@
 
 #include "tools/vyr/sparse_matrix.h"
 
+#include <cmath>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -17,8 +18,15 @@ struct SolverError : std::runtime_error {
 
 enum class Definiteness { POSITIVE, INDEFINITE };
 
+struct Problem {
+    const tool::SparseMatrix& matrix;
+    Definiteness kind = Definiteness::POSITIVE;
+    std::string folder = {}; ///< for the files of a factor out of core; empty: the factor stays in memory
+    double memory_limit_bytes = 0; ///< of our process out of core; 0: what the machine has
+};
+
 /// One matrix in one solver. The constructor does what a host does once per process and brings the matrix
-/// into the solver's input format; analyse() does all that belongs to one matrix. The matrix must outlive
+/// into the solver's input format; analyse() does all that belongs to one matrix. The problem must outlive
 /// the object. Every function throws SolverError.
 class DirectSolver {
 public:
@@ -38,13 +46,16 @@ public:
     virtual double flops() const = 0;
     /// Entries of the factor as stored.
     virtual double factor_entries() const = 0;
+    /// Spent on files in the last factorization; not-a-number where the solver does not tell.
+    virtual double file_seconds() const { return std::nan(""); }
     virtual std::string version() const = 0;
 };
 
 struct SolverEntry {
     const char* name;
-    std::unique_ptr<DirectSolver> (*make)(const tool::SparseMatrix&, Definiteness);
+    std::unique_ptr<DirectSolver> (*make)(const Problem&);
     bool serves_indefinite;
+    bool serves_files; ///< keeps a factor out of core
 };
 
 /// The solvers of this build, ours first.

@@ -3,14 +3,20 @@
 #include "bench/bench_matrices.h"
 #include "bench/blas_build.h"
 #include "bench/compare.h"
+#include "bench/direct_solver.h"
 #include "bench/machine_watch.h"
 #include "bench/process.h"
 #include "bench/worker.h"
+#include "tools/vyr/environment.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <numeric>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -20,14 +26,18 @@ namespace vyr::bench {
 
 namespace {
 
+constexpr double SHARE_OUT_OF_CORE = 0.4; ///< of our peak in memory that a run with files may take
+
 /// One place of the table while it fills.
 struct Cell {
     std::string matrix; ///< empty for dgemm
     std::string solver;
     int threads = 1;
-    std::vector<Record> measured; ///< those that count
-    std::string problem;          ///< a status that ends the cell; no more rounds
-    int disturbed = 0;            ///< rounds in which no try was clean
+    std::vector<Record> measured;  ///< those that count
+    std::string problem;           ///< a status that ends the cell; no more rounds
+    int disturbed = 0;             ///< rounds in which no try was clean
+    bool in_files = false;         ///< where the factor goes
+    std::int64_t memory_limit = 0; ///< bytes, of our solver with the factor in files
 };
 
 /// Keeps a processor busy while it lives.
@@ -68,12 +78,39 @@ Environment worker_environment(const Plan& plan, const Cell& cell) {
     return environment;
 }
 
+/// A new folder in the current one, which has the room for a factor more likely than /tmp; gone at the end.
+class ScratchFolder {
+public:
+    ScratchFolder() : path_(std::filesystem::current_path() / ("factor." + std::to_string(getpid()))) {
+        std::filesystem::create_directory(path_);
+    }
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+    ~ScratchFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    std::string path() const { return path_.string(); }
+
+private:
+    std::filesystem::path path_;
+};
+
+std::string solver_of(const Cell& cell) {
+    if (cell.solver == TUNED) return "vyr";
+    return cell.in_files ? cell.solver.substr(0, cell.solver.size() - std::strlen(IN_FILES)) : cell.solver;
+}
+
 /// Runs one worker; a failure of any kind becomes a status.
 Record run_one(const Plan& plan, const Cell& cell, int spinner) {
-    std::vector<std::string> arguments = {"--worker",  cell.solver == TUNED ? "vyr" : cell.solver,
+    std::vector<std::string> arguments = {"--worker",  solver_of(cell),
                                           "--threads", std::to_string(cell.threads),
                                           "--repeats", std::to_string(plan.repeats)};
     if (!cell.matrix.empty()) arguments.insert(arguments.end(), {"--matrix", cell.matrix});
+    std::optional<ScratchFolder> folder;
+    if (cell.in_files)
+        arguments.insert(arguments.end(), {"--folder", folder.emplace().path(), "--memory-limit",
+                                           std::to_string(cell.memory_limit)});
     const MachineWatch watch(spinner);
     const ProcessResult process = run_self(arguments, worker_environment(plan, cell), plan.timeout);
     const double other_cores = watch.other_cores(process.cpu_seconds);
@@ -176,7 +213,40 @@ std::vector<std::string> rows_of(const Plan& plan, int threads) {
     std::vector<std::string> rows = {"vyr"};
     if (threads > 1 && !plan.tuned.empty()) rows.emplace_back(TUNED);
     rows.insert(rows.end(), plan.peers.begin(), plan.peers.end());
+    if (plan.out_of_core)
+        for (const SolverEntry& entry : solvers())
+            if (entry.serves_files && std::find(rows.begin(), rows.end(), entry.name) != rows.end())
+                rows.push_back(std::string(entry.name) + IN_FILES);
     return rows;
+}
+
+/// The cells by matrix and number of threads; within such a group every round starts with another solver,
+/// since the first one may pay for pages that the machine had given away. Files come after memory.
+std::vector<std::size_t> order_of_round(const std::vector<Cell>& cells, int round) {
+    std::vector<std::size_t> order(cells.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    for (auto begin = order.begin(); begin != order.end();) {
+        const Cell& first = cells[*begin];
+        const auto end = std::find_if(begin, order.end(), [&](std::size_t i) {
+            return cells[i].matrix != first.matrix || cells[i].threads != first.threads ||
+                   cells[i].in_files != first.in_files;
+        });
+        std::rotate(begin, begin + (round - 1) % (end - begin), end);
+        begin = end;
+    }
+    return order;
+}
+
+/// Our peak in memory is known before the first run with files.
+void limit_memory(const std::vector<Cell>& cells, Cell& cell) {
+    if (!cell.in_files) return;
+    for (const Cell& other : cells)
+        if (other.solver == "vyr" && other.matrix == cell.matrix && other.threads == cell.threads &&
+            !other.measured.empty())
+            cell.memory_limit = static_cast<std::int64_t>(SHARE_OUT_OF_CORE *
+                                                          other.measured.front().number_or_nan("peak_bytes"));
+    if (cell.memory_limit == 0 && cell.problem.empty())
+        cell.problem = "failed: no figure in memory to start from";
 }
 
 Findings findings_of(const Plan& plan, const std::vector<Cell>& cells) {
@@ -199,7 +269,7 @@ Findings findings_of(const Plan& plan, const std::vector<Cell>& cells) {
 
 Findings run_plan(const Plan& wanted, void (*save)(const Findings&, void*), void* context) {
     Plan plan = wanted;
-    if (plan.kernels.empty()) plan.kernels = preferred_kernels();
+    if (plan.kernels.empty()) plan.kernels = tool::better_kernels(blas_kernels());
     std::fprintf(stderr, "OpenBLAS: this process got the kernels %s; every worker uses %s\n",
                  blas_kernels().c_str(), plan.kernels.c_str());
     std::vector<Cell> cells;
@@ -208,13 +278,16 @@ Findings run_plan(const Plan& wanted, void (*save)(const Findings&, void*), void
         for (const std::string& matrix : plan.matrices) {
             parse_matrix(matrix);
             for (const std::string& solver : rows_of(plan, threads))
-                cells.push_back({matrix, solver, threads, {}, "", 0});
+                cells.push_back({matrix, solver, threads, {}, "", 0, solver.ends_with(IN_FILES)});
         }
     }
     const Spinner spinner(plan.busy_core);
     Findings findings;
     for (int round = 1; round <= plan.rounds; ++round) {
-        for (Cell& cell : cells) measure(plan, cell, round, spinner.pid());
+        for (const std::size_t i : order_of_round(cells, round)) {
+            limit_memory(cells, cells[i]);
+            measure(plan, cells[i], round, spinner.pid());
+        }
         findings = findings_of(plan, cells);
         save(findings, context);
     }

@@ -18,6 +18,7 @@ struct Plan {
     std::string wait = "default"; ///< of every worker: "default", "active", "passive", or a spin count
     std::string tuned =
         "OMP_WAIT_POLICY=passive"; ///< further environment of the second row of ours; empty: none
+    bool out_of_core = false;      ///< measure the factor in files as well
     bool busy_core = false;        ///< keep one processor busy meanwhile
     bool allow_busy = false;       ///< report what was measured on a busy machine, marked "noisy"
     int retries = 3;               ///< of a measurement disturbed by others
@@ -35,6 +36,8 @@ struct Findings {
 
 /// Name under which our solver appears with Plan::tuned.
 inline constexpr const char* TUNED = "vyr-tuned";
+/// Ending of a solver's name in the rows with the factor in files.
+inline constexpr const char* IN_FILES = "-files";
 
 /// Tells about every measurement on standard error and calls save() after each round. Throws
 /// std::runtime_error when measuring is not possible at all.

@@ -96,9 +96,13 @@ void add_options(CLI::App& app, Options& options) {
     app.add_option("--timeout", plan.timeout, "Seconds after which a process is given up")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
+    app.add_flag("--out-of-core", plan.out_of_core,
+                 "Measure the factor in files as well, ours with 40 % of the memory it takes without");
     app.add_option("--worker", options.task.solver,
                    "Measure one solver (or dgemm) in this process and print one JSON object");
     app.add_option("--matrix", options.task.matrix, "Matrix of --worker");
+    app.add_option("--folder", options.task.folder, "Folder of --worker for the factor's files");
+    app.add_option("--memory-limit", options.task.memory_limit_bytes, "Bytes that --worker may take");
 }
 
 int run(int argc, char** argv) {

@@ -2,18 +2,19 @@
 
 namespace vyr::bench {
 
-std::unique_ptr<DirectSolver> make_vyr(const tool::SparseMatrix& a, Definiteness kind);
-std::unique_ptr<DirectSolver> make_cholmod(const tool::SparseMatrix& a, Definiteness kind);
-std::unique_ptr<DirectSolver> make_mumps(const tool::SparseMatrix& a, Definiteness kind);
+std::unique_ptr<DirectSolver> make_vyr(const Problem& problem);
+std::unique_ptr<DirectSolver> make_cholmod(const Problem& problem);
+std::unique_ptr<DirectSolver> make_mumps(const Problem& problem);
 
 const std::vector<SolverEntry>& solvers() {
     static const std::vector<SolverEntry> entries = {
-        {"vyr", make_vyr, true},
+        {"vyr", make_vyr, true, true},
 #ifdef BENCH_CHOLMOD
-        {"cholmod", make_cholmod, false}, // its supernodal factorization is for positive definite matrices
+        {"cholmod", make_cholmod, false,
+         false}, // its supernodal factorization is positive definite, in memory
 #endif
 #ifdef BENCH_MUMPS
-        {"mumps", make_mumps, true},
+        {"mumps", make_mumps, true, true},
 #endif
     };
     return entries;

@@ -1,10 +1,10 @@
 #include "bench/table.h"
 
 #include "bench/compare.h"
+#include "tools/vyr/format.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <iterator>
 
@@ -12,14 +12,7 @@ namespace vyr::bench {
 
 namespace {
 
-[[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...) {
-    char text[512];
-    std::va_list arguments;
-    va_start(arguments, pattern);
-    std::vsnprintf(text, sizeof text, pattern, arguments);
-    va_end(arguments);
-    return text;
-}
+using tool::format;
 
 /// Three significant digits, without an exponent.
 std::string figure(double value) {
@@ -45,13 +38,13 @@ std::string head(const std::vector<std::string>& cells) {
 std::string figures_table(const std::vector<Record>& results) {
     std::string text =
         head({"matrix", "solver", "n", "analyse s", "first s", "factorise s", "GFLOP/s", "of dgemm %",
-              "solve 1 s", "solve 16 s", "total s", "peak MB", "backward error"});
+              "files s", "solve 1 s", "solve 16 s", "total s", "peak MB", "backward error"});
     for (const Record& result : results) {
         std::vector<std::string> cells = {result.string_or_empty("matrix"), result.string_or_empty("solver")};
         const std::string status = result.string_or_empty("status");
         if (!has_figures(result)) {
             cells.push_back(status);
-            cells.resize(13);
+            cells.resize(14);
             text += row(cells);
             continue;
         }
@@ -60,7 +53,7 @@ std::string figures_table(const std::vector<Record>& results) {
         for (const char* name : {"seconds_analyse", "seconds_first", "seconds_factorise", "gflops"})
             cells.push_back(figure(result.number_or_nan(name)));
         cells.push_back(figure(100 * result.number_or_nan("gflops") / result.number_or_nan("dgemm_gflops")));
-        for (const char* name : {"seconds_solve1", "seconds_solve16", "seconds_total"})
+        for (const char* name : {"seconds_files", "seconds_solve1", "seconds_solve16", "seconds_total"})
             cells.push_back(figure(result.number_or_nan(name)));
         cells.push_back(figure(1e-6 * result.number_or_nan("peak_bytes")));
         cells.push_back(format("%.1e", result.number_or_nan("backward_error")));

@@ -11,7 +11,9 @@ struct WorkerTask {
     std::string solver; ///< of solvers(), or "dgemm"
     std::string matrix;
     int threads = 1;
-    int repeats = 3; ///< of the numeric step after the first one
+    int repeats = 3;               ///< of the numeric step after the first one
+    std::string folder;            ///< of the factor's files; empty: the factor stays in memory
+    double memory_limit_bytes = 0; ///< of our solver out of core; 0: none
 };
 
 /// Members of the result: "status" ("ok", or what went wrong), and for "ok" times in seconds, sizes in bytes.

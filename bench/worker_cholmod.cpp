@@ -93,8 +93,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<DirectSolver> make_cholmod(const tool::SparseMatrix& a, Definiteness) {
-    return std::make_unique<Cholmod>(a);
+std::unique_ptr<DirectSolver> make_cholmod(const Problem& problem) {
+    return std::make_unique<Cholmod>(problem.matrix);
 }
 
 } // namespace vyr::bench

@@ -39,7 +39,8 @@ void full_graph(const tool::SparseMatrix& a, std::vector<idx_t>& start, std::vec
 
 class Mumps final : public DirectSolver {
 public:
-    Mumps(const tool::SparseMatrix& a, Definiteness kind) : a_(a) {
+    explicit Mumps(const Problem& problem) : a_(problem.matrix) {
+        const tool::SparseMatrix& a = a_;
         columns_.reserve(a.row_ind.size());
         rows_.reserve(a.row_ind.size());
         for (std::int32_t j = 0; j < a.n; ++j)
@@ -48,7 +49,7 @@ public:
                 rows_.push_back(a.row_ind[static_cast<std::size_t>(k)] + 1);
                 columns_.push_back(j + 1);
             }
-        data_.sym = kind == Definiteness::POSITIVE ? 1 : 2;
+        data_.sym = problem.kind == Definiteness::POSITIVE ? 1 : 2;
         data_.par = 1;
         data_.comm_fortran = USE_COMM_WORLD;
         call(JOB_INIT, "start");
@@ -56,6 +57,9 @@ public:
         icntl(7) = 1;                                          // the ordering is ours
         icntl(14) = 30;
         icntl(28) = 1; // sequential analysis
+        if (problem.folder.empty()) return;
+        icntl(22) = 1; // out of core
+        problem.folder.copy(data_.ooc_tmpdir, sizeof data_.ooc_tmpdir - 1);
     }
 
     ~Mumps() override {
@@ -135,8 +139,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<DirectSolver> make_mumps(const tool::SparseMatrix& a, Definiteness kind) {
-    return std::make_unique<Mumps>(a, kind);
+std::unique_ptr<DirectSolver> make_mumps(const Problem& problem) {
+    return std::make_unique<Mumps>(problem);
 }
 
 } // namespace vyr::bench

@@ -53,7 +53,6 @@ void* mf_calloc(std::size_t bytes) noexcept {
     void* block = fails_on_demand() ? nullptr : platform::heap_calloc(bytes);
     if (block == nullptr) return refuse(bytes);
     count_block(block);
-    platform::advise_huge_pages(block, bytes);
     return block;
 }
 

@@ -32,7 +32,7 @@ void solve(const VectorLoops& loops, std::int32_t n, const double* u, std::int32
 void reduce(std::int32_t n1, std::int32_t n2, const double* a12, double* a22, std::int32_t ld,
             bool shared) noexcept {
     if (!shared) return blas::syrk('U', 'T', n2, n1, -1.0, a12, ld, 1.0, a22, ld);
-    for_strips(n2, tuning::SOLVE_STRIP_COLUMNS, true, [=](std::int32_t begin, std::int32_t end) noexcept {
+    for_strips(n2, strip_width(n2, true), true, [=](std::int32_t begin, std::int32_t end) noexcept {
         const double* columns = a12 + std::int64_t{begin} * ld;
         double* target = a22 + std::int64_t{begin} * ld;
         if (begin > 0)
@@ -48,7 +48,7 @@ std::int32_t cholesky(const VectorLoops& loops, std::int32_t n, double* a, std::
     double* a12 = a + std::int64_t{n1} * ld;
     double* a22 = a12 + n1;
     if (const std::int32_t info = cholesky(loops, n1, a, ld); info != 0) return info;
-    for_strips(n2, tuning::SOLVE_STRIP_COLUMNS, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
+    for_strips(n2, strip_width(n2, shared), shared, [&](std::int32_t begin, std::int32_t end) noexcept {
         solve(loops, n1, a, ld, end - begin, a12 + std::int64_t{begin} * ld, ld);
     });
     reduce(n1, n2, a12, a22, ld, shared);

@@ -9,7 +9,7 @@ namespace vyr {
 
 namespace {
 
-/// Makes sure that `array` exists. Zeroed blocks come untouched, in huge pages where the system has them.
+/// Makes sure that `array` exists. Zeroed blocks come untouched.
 template <typename T>
 bool have(T*& array, std::int64_t count) noexcept {
     if (array != nullptr) return true;

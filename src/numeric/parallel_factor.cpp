@@ -85,7 +85,7 @@ Status mf_parallel_factor(mf_solver& solver) noexcept {
     const blas::ThreadLimit one_blas_thread(1);
 
     // A thread that finds no more subtrees waits at the end of the region and takes strips of large fronts.
-#pragma omp parallel num_threads(solver.n_threads) if (solver.n_threads > 1)
+#pragma omp parallel num_threads(solver.n_threads) if (solver.n_threads > 1 && n_subtrees > 0)
     {
 #pragma omp for schedule(dynamic, 1) nowait
         for (std::int32_t t = 0; t < n_subtrees; ++t) mf_spd_node(solver, run[t]);

@@ -16,14 +16,19 @@ inline constexpr std::int32_t BASE_PIVOTS = 32;
 /// GFLOP/s against 22 to 42 for dsyrk at 40 to 96 rows; beyond, dsyrk catches up.
 inline constexpr std::int32_t SMALL_UPDATE_ROWS = 96;
 
-/// Columns of an update formed and added at a time. p3d_60 on one thread: 128 columns 3.29 s, 256 3.10 s, 512
-/// 3.11 s; ela_30 on two threads: 160 1.17 s, 256 1.15 s.
-inline constexpr std::int32_t STRIP_COLUMNS = 256;
+/// Columns of an update formed and added at a time. p3d_80 on two threads: 256 columns 8.88 s, 384 8.65 s;
+/// ela_30 1.11 s and 1.09 s; p3d_60 on one thread: 128 columns 3.29 s, 256 3.10 s, 512 3.11 s. Cut further
+/// into tiles of 512 rows that stay in the cache: 5 % slower.
+inline constexpr std::int32_t STRIP_COLUMNS = 384;
 
-/// Columns of a coupling block solved at a time when the front is shared: finer than the update's strips,
-/// which cost more each. With 256 the last strip of a front of 2,500 rows left one of two threads idle for a
-/// tenth.
-inline constexpr std::int32_t SOLVE_STRIP_COLUMNS = 96;
+/// Columns solved or reduced at a time when a front is shared, and how many strips each thread should find.
+/// Wider ones pack the left operand of a matrix product less often, narrower ones keep all threads busy to
+/// the end: with 256 the last strip of a front of 2,500 rows left one of two threads idle for a tenth. p3d_80
+/// on two threads: 96 columns throughout 8.92 s, up to 384 8.85 s, up to 768 8.68 s (but 9.20 s against 9.13
+/// s the first time).
+inline constexpr std::int32_t LEAST_SHARED_COLUMNS = 96;
+inline constexpr std::int32_t MOST_SHARED_COLUMNS = 384;
+inline constexpr std::int32_t STRIPS_A_THREAD = 4;
 
 /// Pivots from which the factorization of a pivot block is itself shared.
 inline constexpr std::int32_t SHARED_PIVOTS = 256;
@@ -32,7 +37,7 @@ inline constexpr std::int32_t SHARED_PIVOTS = 256;
 /// far above the cost of a task. 1e6 is no faster (ela_30 on two threads: 1.15 s both).
 inline constexpr double SHARED_FRONT_FLOPS = 4e6;
 
-/// Bytes of factor storage a thread zeroes or touches at a time: whole huge pages, enough chunks to balance.
+/// Bytes of factor storage a thread zeroes or touches at a time: enough chunks to balance.
 inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;
 
 /// Right-hand sides up to which a block solve streams through the factor by our own loops. Sixteen of them on

@@ -132,12 +132,19 @@ Status mf_pass_columns(const mf_solver& solver, std::int32_t node, const double*
 void mf_add_piece(const mf_snode& ancestor, const double* piece, std::int32_t ld, std::int32_t first_row,
                   std::int32_t n_rows, std::int32_t n_owned, const std::int32_t* owned_rows,
                   const std::int32_t* place) noexcept {
+    constexpr std::int32_t TILE =
+        8; // rows of the piece, columns of the ancestor: one cache line of the source
     const std::int32_t first = ancestor.first();
-    for (std::int32_t i = 0; i < n_rows; ++i) {
-        double* column = ancestor.factor_block + static_cast<std::int64_t>(place[i]) * ancestor.npiv;
-        const std::int32_t n_upper = std::min(n_owned, first_row + i + 1);
-        for (std::int32_t j = 0; j < n_upper; ++j)
-            column[owned_rows[j] - first] += piece[i + static_cast<std::int64_t>(j) * ld];
+    double* column[TILE];
+    for (std::int32_t i0 = 0; i0 < n_rows; i0 += TILE) {
+        const std::int32_t height = std::min(TILE, n_rows - i0);
+        for (std::int32_t q = 0; q < height; ++q)
+            column[q] = ancestor.factor_block + static_cast<std::int64_t>(place[i0 + q]) * ancestor.npiv;
+        const double* source = piece + i0;
+        const std::int32_t n_upper = std::min(n_owned, first_row + i0 + height);
+        for (std::int32_t j = 0; j < n_upper; ++j, source += ld)
+            for (std::int32_t q = std::max(0, j - first_row - i0); q < height; ++q)
+                column[q][owned_rows[j] - first] += source[q];
     }
 }
 

@@ -139,14 +139,7 @@ VYR_BUILD_LOOPS(avx512, VYR_TARGET_AVX512)
 } // namespace
 
 const VectorLoops& mf_vector_loops() noexcept {
-    switch (simd::instruction_set()) {
-    case simd::InstructionSet::AVX512:
-        return LOOPS_avx512;
-    case simd::InstructionSet::AVX2:
-        return LOOPS_avx2;
-    default:
-        return LOOPS_baseline;
-    }
+    return simd::widest(LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
 }
 
 } // namespace vyr

@@ -9,7 +9,6 @@
 
 extern "C" {
 using vyr_blas_int = std::int32_t;
-void dpotrf_(const char* uplo, const vyr_blas_int* n, double* a, const vyr_blas_int* lda, vyr_blas_int* info);
 void dtrsm_(const char* side, const char* uplo, const char* transa, const char* diag, const vyr_blas_int* m,
             const vyr_blas_int* n, const double* alpha, const double* a, const vyr_blas_int* lda, double* b,
             const vyr_blas_int* ldb);
@@ -24,10 +23,7 @@ void dgemv_(const char* trans, const vyr_blas_int* m, const vyr_blas_int* n, con
             const double* beta, double* y, const vyr_blas_int* incy);
 void dtrsv_(const char* uplo, const char* trans, const char* diag, const vyr_blas_int* n, const double* a,
             const vyr_blas_int* lda, double* x, const vyr_blas_int* incx);
-void dscal_(const vyr_blas_int* n, const double* alpha, double* x, const vyr_blas_int* incx);
 void dswap_(const vyr_blas_int* n, double* x, const vyr_blas_int* incx, double* y, const vyr_blas_int* incy);
-void dcopy_(const vyr_blas_int* n, const double* x, const vyr_blas_int* incx, double* y,
-            const vyr_blas_int* incy);
 void daxpy_(const vyr_blas_int* n, const double* alpha, const double* x, const vyr_blas_int* incx, double* y,
             const vyr_blas_int* incy);
 }
@@ -35,12 +31,6 @@ void daxpy_(const vyr_blas_int* n, const double* alpha, const double* x, const v
 namespace vyr::blas {
 
 using Int = vyr_blas_int;
-
-inline Int potrf(char uplo, Int n, double* a, Int lda) noexcept {
-    Int info = 0;
-    dpotrf_(&uplo, &n, a, &lda, &info);
-    return info;
-}
 
 inline void trsm(char side, char uplo, char trans, char diag, Int m, Int n, double alpha, const double* a,
                  Int lda, double* b, Int ldb) noexcept {
@@ -67,16 +57,8 @@ inline void trsv(char uplo, char trans, char diag, Int n, const double* a, Int l
     dtrsv_(&uplo, &trans, &diag, &n, a, &lda, x, &incx);
 }
 
-inline void scal(Int n, double alpha, double* x, Int incx) noexcept {
-    dscal_(&n, &alpha, x, &incx);
-}
-
 inline void swap(Int n, double* x, Int incx, double* y, Int incy) noexcept {
     dswap_(&n, x, &incx, y, &incy);
-}
-
-inline void copy(Int n, const double* x, Int incx, double* y, Int incy) noexcept {
-    dcopy_(&n, x, &incx, y, &incy);
 }
 
 inline void axpy(Int n, double alpha, const double* x, Int incx, double* y, Int incy) noexcept {

@@ -46,10 +46,6 @@ void heap_free(void* block) noexcept;
 /// Gives pages back; false on failure, and then last_error() tells why.
 [[nodiscard]] bool page_free(void* block) noexcept;
 
-/// Asks for huge pages behind a large block that has not been touched yet. A hint; does nothing where the
-/// system has no such thing.
-void advise_huge_pages(void* block, std::size_t bytes) noexcept;
-
 /// Returns unused heap memory to the system; false on failure, and then last_error() tells why.
 [[nodiscard]] bool heap_compact() noexcept;
 

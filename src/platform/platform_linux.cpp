@@ -18,9 +18,6 @@ namespace {
 /// Room in front of a page block that remembers the length of its mapping; keeps cache-line alignment.
 constexpr std::size_t PAGE_BLOCK_HEADER = 64;
 
-/// Huge pages are asked for from this size on; smaller blocks do not hold a whole one.
-constexpr std::size_t HUGE_PAGE_BYTES = std::size_t{2} << 20;
-
 std::size_t page_bytes() noexcept {
     const long bytes = sysconf(_SC_PAGESIZE);
     return bytes > 0 ? static_cast<std::size_t>(bytes) : 4096;
@@ -66,7 +63,6 @@ void* page_alloc(std::size_t bytes) noexcept {
     const std::size_t length = (bytes + PAGE_BLOCK_HEADER + page - 1) / page * page;
     void* base = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (base == MAP_FAILED) return nullptr;
-    advise_huge_pages(base, length);
     std::memcpy(base, &length, sizeof length);
     return static_cast<char*>(base) + PAGE_BLOCK_HEADER;
 }
@@ -76,17 +72,6 @@ bool page_free(void* block) noexcept {
     std::size_t length = 0;
     std::memcpy(&length, base, sizeof length);
     return munmap(base, length) == 0;
-}
-
-void advise_huge_pages(void* block, std::size_t bytes) noexcept {
-    if (bytes < 2 * HUGE_PAGE_BYTES) return;
-    const std::uintptr_t page = page_bytes();
-    const std::uintptr_t begin = (reinterpret_cast<std::uintptr_t>(block) + page - 1) / page * page;
-    const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(block) + bytes) / page * page;
-    // Without huge pages the block works all the same: the answer does not matter, and errno is kept.
-    const int saved = errno;
-    (void)madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
-    errno = saved;
 }
 
 bool heap_compact() noexcept {

@@ -68,10 +68,6 @@ bool page_free(void* block) noexcept {
     return decommitted != 0 && released != 0;
 }
 
-void advise_huge_pages(void*, std::size_t) noexcept {
-    // Large pages need a privilege that users do not hold.
-}
-
 bool heap_compact() noexcept {
     const HANDLE heap = GetProcessHeap();
     return heap != nullptr && HeapCompact(heap, 0) != 0;

@@ -39,4 +39,17 @@ inline InstructionSet instruction_set() noexcept {
     return InstructionSet::BASELINE;
 }
 
+/// The functions for that set.
+template <typename Loops>
+const Loops& widest(const Loops& baseline, const Loops& avx2, const Loops& avx512) noexcept {
+    switch (instruction_set()) {
+    case InstructionSet::AVX512:
+        return avx512;
+    case InstructionSet::AVX2:
+        return avx2;
+    default:
+        return baseline;
+    }
+}
+
 } // namespace vyr::simd

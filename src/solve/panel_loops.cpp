@@ -123,14 +123,7 @@ VYR_BUILD_LOOPS(avx512, VYR_TARGET_AVX512)
 } // namespace
 
 const PanelLoops& mf_panel_loops() noexcept {
-    switch (simd::instruction_set()) {
-    case simd::InstructionSet::AVX512:
-        return LOOPS_avx512;
-    case simd::InstructionSet::AVX2:
-        return LOOPS_avx2;
-    default:
-        return LOOPS_baseline;
-    }
+    return simd::widest(LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
 }
 
 } // namespace vyr

@@ -80,7 +80,7 @@ void choose_subtrees(const mf_solver& solver, const Forest& forest, SubtreeList&
         if (solver.snode_parent[s] == -1 && forest.cost[s] / forest.total >= ROOT_SHARE)
             list.insert(s, forest.cost.get());
     double smallest = DBL_MAX;
-    while (list.count < TASKS_PER_THREAD * n_threads && list.count > 0) {
+    while (list.count < std::int64_t{TASKS_PER_THREAD} * n_threads && list.count > 0) {
         if (list.count % n_threads == 0 && forest.cost[list.roots[0]] / smallest < BALANCE_RATIO) break;
         for (std::int32_t c = forest.head[list.take_first()]; c != -1; c = forest.next[c]) {
             if (forest.cost[c] / forest.total < CHILD_SHARE) continue;
@@ -148,7 +148,7 @@ void print_partition(const mf_solver& solver, const Forest& forest, const Subtre
     mf_message("\t_OPENMP:num_threads=%d\r\n", solver.n_threads);
     mf_message("\r\n\t\tnzLU=%d,nNodes=%d,ldw=%d,W_temp=%g",
                to_int(static_cast<double>(solver.factor_entries)), solver.n_snodes, solver.largest_update,
-               static_cast<double>(solver.task_work_entries) / square);
+               square > 0 ? static_cast<double>(solver.task_work_entries) / square : 0.0);
     mf_message("\r\n\t\tnTask=%d,ksi=%g,max=%g,min=%g,critical=%g\r\n", list.count, sum / forest.total,
                largest / forest.total, smallest / forest.total, solver.critical_share);
 }

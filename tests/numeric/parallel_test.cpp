@@ -1,6 +1,9 @@
 // The parallel schedule at work: large fronts shared between threads, repeatability, failures, changed
 // settings.
+#include "support/capture.h"
 #include "support/session.h"
+#include "symbolic/symbolic.h"
+#include "symbolic/task_partition.h"
 
 #include <gtest/gtest.h>
 #include <omp.h>
@@ -81,13 +84,48 @@ TEST(Parallel, TheUpdateVariantMayChangeBetweenAnalysisAndFactorization) {
     }
 }
 
+TEST(Parallel, AFailedGrowthOfTheWorkBlocksIsAStatusAndTheNextRunIsRight) {
+    omp_set_num_threads(2);
+    HookGuard hooks;
+    Session session;
+    session.param[VYR_PARAM_BLOCKED] = 1;
+    ASSERT_EQ(session.factorize(cube()), 0);
+    session.param[VYR_PARAM_BLOCKED] = 0;
+    VYR_param_ld(session.param.data());
+    for (const int k : {1, 2}) { // the list of offsets, the block
+        mf_test_hooks.fail_allocation_at = k;
+        EXPECT_EQ(mf_task_work_blocks(*from_handle(session.handle), false), VYR_ERR_FACTOR_STORAGE);
+    }
+    EXPECT_EQ(session.numeric(cube()), 0);
+    EXPECT_LE(solve_error(session, cube(), cube()), 1e-14);
+}
+
+TEST(Parallel, ThePartitionTellsItsFigures) {
+    omp_set_num_threads(1);
+    const auto text_of = [](const Csc& a) {
+        Session session;
+        session.init(a);
+        mf_ctrl[CTRL_FLAGS] = 1;
+        return output_of(
+            [&] { session.handle = to_handle(mf_symbol(a.n, a.colptr.data(), a.rowind.data())); });
+    };
+    EXPECT_NE(text_of(spd(6, dense_edges(6)))
+                  .find("\t_OPENMP:num_threads=1\r\n\r\n\t\tnzLU=36,nNodes=1,ldw=0,W_temp=0"
+                        "\r\n\t\tnTask=1,ksi=1,max=1,min=1,critical=0\r\n"),
+              std::string::npos);
+    EXPECT_NE(text_of(diagonal(std::vector<double>(20, 1.0)))
+                  .find("\r\n\t\tnTask=0,ksi=0,max=0,min=0,critical=0\r\n"),
+              std::string::npos);
+    EXPECT_NE(text_of(cube()).find(",W_temp=1\r\n\t\tnTask=1,ksi=1,"), std::string::npos);
+}
+
 // Every subtree runs to its own end, so the outcome is that of the last failing task in task order, which is
 // what a single thread going through the same tasks leaves.
 TEST(Parallel, TheLastFailingTaskDecidesTheStatusWhateverTheThreads) {
     constexpr int BLOCKS = 9;
     Csc a = spd(BLOCKS * 100, disconnected_grid_edges(BLOCKS, 10, 10));
-    for (const int block : {1, 3, 4, 8})
-        a.values[a.colptr[block * 100 + 55]] = -1.0; // a column's first entry
+    constexpr int FAILING[] = {1, 3, 4, 8};
+    for (const int block : FAILING) a.values[a.colptr[block * 100 + 55]] = -1.0; // a column's first entry
     for (const int threads : {1, 2, 4, 8}) {
         omp_set_num_threads(threads);
         Session session;
@@ -103,6 +141,24 @@ TEST(Parallel, TheLastFailingTaskDecidesTheStatusWhateverTheThreads) {
             ASSERT_EQ(session.numeric(a), VYR_ERR_SMALL_PIVOT);
             EXPECT_EQ(mf_info[INFO_FAILED_COLUMN], column);
         }
+        // Above the threshold a failed pivot is -30 and names no column; among several tasks the last still
+        // decides, beside the column of the one below the threshold.
+        mf_ctrl[CTRL_PIVOT_MIN] = -5e5;
+        int n_small = 0;
+        for (const int block : FAILING) {
+            Csc mixed = a;
+            mixed.values[mixed.colptr[block * 100 + 55]] = -1e6;
+            solver.n_threads = 1;
+            const int status = session.numeric(mixed);
+            const double small_column = mf_info[INFO_FAILED_COLUMN];
+            EXPECT_EQ(solver.perm[static_cast<int>(small_column)], block * 100 + 55);
+            solver.n_threads = threads;
+            mf_info[INFO_FAILED_COLUMN] = -7;
+            EXPECT_EQ(session.numeric(mixed), status);
+            EXPECT_EQ(mf_info[INFO_FAILED_COLUMN], small_column);
+            n_small += status == VYR_ERR_SMALL_PIVOT;
+        }
+        EXPECT_EQ(n_small, 1);
     }
 }
 

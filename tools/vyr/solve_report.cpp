@@ -1,24 +1,15 @@
 #include "tools/vyr/solve_report.h"
 
+#include "tools/vyr/format.h"
 #include "tools/vyr/json_object.h"
 #include "vyr.h"
 
 #include <cinttypes>
-#include <cstdarg>
 #include <cstdio>
 
 namespace vyr::tool {
 
 namespace {
-
-[[gnu::format(printf, 1, 2)]] std::string format(const char* pattern, ...) {
-    char text[512];
-    std::va_list arguments;
-    va_start(arguments, pattern);
-    std::vsnprintf(text, sizeof text, pattern, arguments);
-    va_end(arguments);
-    return text;
-}
 
 double rate(const SolveResult& result) {
     return result.seconds_factorise > 0 ? result.flops / result.seconds_factorise * 1e-9 : 0.0;
