@@ -29,7 +29,8 @@ Status solve(mf_solver& solver, const CallerMatrix& matrix, double* b, std::int3
 void mf_solve_driver(mf_solver& solver, const CallerMatrix& matrix, double* b, std::int32_t nrhs,
                      bool block) noexcept {
     const double start_ms = platform::clock_ms();
-    // A substitution is a long chain of short calls: waking a team for each costs more than it gains.
+    // A substitution is a long chain of short calls. With a team for the large products it is a quarter
+    // faster on an idle machine, and four times slower as soon as another process takes one of the cores.
     const blas::ThreadLimit one_thread(1);
     if (const Status status = solve(solver, matrix, b, nrhs, block); status != VYR_OK)
         set_info_status(status);
