@@ -78,14 +78,38 @@ TEST(ToolOutOfCore, SolvesIndefiniteSystemsTooAndKnowsTheMemoryTheyNeed) {
     }
 }
 
-TEST(ToolOutOfCore, TellsThatTheFilesCannotBeWritten) {
+TEST(ToolOutOfCore, TellsWhenTheMachineHasTooLittleMemory) {
+    const TempDirectory directory;
+    const HookGuard hooks;
+    const platform::MemoryStatus nothing_free{0, UINT64_MAX, UINT64_MAX};
+    mf_test_hooks.memory_status = &nothing_free;
+    const SolveResult refused = run({"."}).result;
+    EXPECT_EQ(refused.status, VYR_ERR_BUFFER);
+    EXPECT_EQ(failure_sentence(refused).find("The machine has too little free memory"), 0u);
+}
+
+TEST(ToolOutOfCore, TellsATooSmallLimitFromFilesThatCannotBeWritten) {
     const TempDirectory directory;
     const Csc a = grid_matrix();
     Session session;
     analyse(session, a);
-    object(session).memory_limit_bytes = path_bytes(session.solver());
-    fs::create_directory(file_name(0)); // in the way of the first file
     SolveResult result;
+    const std::int64_t path = path_bytes(session.solver());
+    int n_after_files = 0;
+    for (std::int64_t sixteenths = 1; sixteenths < 16; ++sixteenths) {
+        object(session).memory_limit_bytes = path * sixteenths / 16;
+        result.status = session.numeric(a);
+        EXPECT_EQ(result.status, VYR_ERR_FACTOR_STORAGE);
+        result.files = OutOfCoreRun({".", 1e9}).use(session.solver(), result.status);
+        EXPECT_NE(failure_sentence(result).find("memory limit is too small"), std::string::npos)
+            << sixteenths;
+        n_after_files += result.files.n_files > 1;
+    }
+    EXPECT_GT(n_after_files, 3);
+
+    object(session).memory_limit_bytes = path;
+    fs::remove(file_name(0));
+    fs::create_directory(file_name(0)); // in the way of the first file
     result.status = session.numeric(a);
     EXPECT_EQ(result.status, VYR_ERR_FACTOR_STORAGE);
     result.files = OutOfCoreRun({".", 1e9}).use(session.solver(), result.status);
