@@ -119,7 +119,7 @@ SparseMatrix repeated(const SparseMatrix& a, std::int32_t blocks) {
 
 TEST_F(Program, StaysUnderTheMemoryLimitItAdvises) {
     // Eight trees, of which two at a time would not fit. All of the factor is larger than the limit.
-    write_symmetric("a.mtx", repeated(poisson3d(24), 8), "");
+    write_symmetric("a.mtx", repeated(poisson3d(26), 8), "");
     const std::string solve = "vyr solve a.mtx --threads 2 --json --out-of-core . --memory-limit ";
     const Outcome refused = shell(solve + "1 2>&1 >/dev/null");
     EXPECT_EQ(refused.code, 1);
