@@ -3,7 +3,6 @@
 #include "memory/accounted_alloc.h"
 #include "memory/factor_files.h"
 #include "memory/file_calls.h"
-#include "memory/mapped_store.h"
 #include "ooc_run.h"
 #include "support/capture.h"
 
@@ -202,19 +201,4 @@ TEST(FactorFile, ProgressLinesShowFileShareAndTime) {
               "\r\t\t Write LU to VYR_10.mmf.\t 0.0%\ttime=   1..."
               "\r\t\t Write LU to VYR_10.mmf.\t100.0%\ttime=   1.   \n");
     mf_ctrl[CTRL_FLAGS] = 0;
-}
-
-TEST(MappedStore, IsInert) {
-    Solver solver{};
-    solver.map_count = 3;
-    solver.map_megabytes = 2;
-    solver.map_base = &solver;
-    EXPECT_EQ(mf_map_create(solver, 8, 0), -1000);
-    EXPECT_EQ(mf_map_fetch(mf_snode{}), nullptr);
-    mf_map_release(solver);
-    EXPECT_EQ(solver.map_count, 3);
-    mf_map_reset(solver);
-    EXPECT_EQ(solver.map_count, 0);
-    EXPECT_EQ(solver.map_megabytes, 0);
-    EXPECT_EQ(solver.map_base, nullptr);
 }

@@ -89,7 +89,7 @@ protected:
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(Type, ReadFault, testing::Values(int{TYPE_SPD}, int{TYPE_LDLT}, int{TYPE_CSYM}));
+INSTANTIATE_TEST_SUITE_P(Type, ReadFault, testing::Values(int{TYPE_SPD}, int{TYPE_LDLT}));
 
 TEST_P(ReadFault, AFileIsWalkedInRecordOrder) {
     const int n_records = load(2);
