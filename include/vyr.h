@@ -74,14 +74,14 @@ enum {
     VYR_TYPE_COMPLEX = 13        /* changed to 12 with a warning */
 };
 
-/* Status codes. 0 is success, every failure is negative. */
+/* Status codes. 0 is success, every failure is negative. Internal ones never reach a host. */
 enum {
     VYR_OK = 0,
     VYR_ERR_NULL_MATRIX = -1,       /* colPtr or rowInd is null */
     VYR_ERR_EMPTY_MATRIX = -2,      /* order, column count or nnz below 1 */
     VYR_ERR_EMPTY_COLUMN = -3,      /* a column without entries, types other than 11 to 13 */
     VYR_ERR_DUPLICATE = -4,         /* an entry is stored twice */
-    VYR_ERR_FACTOR_FILE = -5,       /* a factor file cannot be opened, read or written in full */
+    VYR_ERR_FACTOR_FILE = -5,       /* a factor file cannot be opened, read or written in full (internal) */
     VYR_ERR_STRUCTURE = -6,         /* malformed pointers, or a row index outside 0 .. n-1 */
     VYR_ERR_NOT_SQUARE = -7,        /* nRows differs from nCols */
     VYR_ERR_NAN = -8,               /* a value is not a number */
@@ -94,11 +94,11 @@ enum {
     VYR_ERR_NOT_SPD = -30,          /* not positive definite */
     VYR_ERR_ILL_CONDITIONED = -31,  /* no pivot could be found inside a node (L D L^T) */
     VYR_ERR_BUFFER = -33,           /* too little memory for the out-of-core buffer */
-    VYR_ERR_NOTHING_TO_FLUSH = -34, /* out of core: nothing left to write, or all 101 files used */
+    VYR_ERR_NOTHING_TO_FLUSH = -34, /* nothing left to write, or all 101 factor files used (internal) */
     VYR_ERR_SMALL_PIVOT = -35,      /* a pivot <= param[23]; VYR_pivot_ld marks it */
     VYR_ERR_GROWTH = -36,       /* pivots spread over more than param[24]; VYR_pivot_ld marks the extremes */
     VYR_ERR_PLATFORM = -500,    /* operating-system major version below 4 */
-    VYR_ERR_EMPTY_FILE = -1000, /* out of core: the last factor file stayed empty */
+    VYR_ERR_EMPTY_FILE = -1000, /* the last factor file stayed empty (internal) */
     VYR_ERR_MAPPING = -1210     /* the mapped factor store could not be created */
 };
 
@@ -142,7 +142,7 @@ VYR_API VYR_handle VYR_symbol_ld(void* reserved, int n, const int* colPtr, const
  * n, colPtr, rowInd   the matrix of VYR_symbol_ld; values: colPtr[n] doubles
  * h          the handle
  *
- * Returns 0, -1, -2, -6, -8, -9, -10, -11, -29, -30, -31, -33, -34, -35, -36 or -1210. After a failure the
+ * Returns 0, -1, -2, -6, -8, -9, -10, -11, -29, -30, -31, -33, -35, -36 or -1210. After a failure the
  * handle stays valid for VYR_pivot_ld, another VYR_numeric_ld and VYR_clear_ld; do not solve with it. Runs on
  * the OpenMP threads that were available at VYR_symbol_ld. */
 VYR_API int VYR_numeric_ld(void* reserved, int n, const int* colPtr, const int* rowInd, const double* values,
@@ -156,7 +156,7 @@ VYR_API int VYR_solve_ld(VYR_handle h, void* reserved, int n, const int* colPtr,
 
 /* Solves for nRhs right-hand sides: B is n x nRhs doubles, column-major, leading dimension n, overwritten
  * with the solutions. Otherwise as VYR_solve_ld. nRhs below 1 does nothing. With a refinement limit above 1,
- * for L D L^T, and with core mode 5 in force, only the first column is solved. */
+ * for L D L^T, and out of core or with core mode 4 or 5 in force, only the first column is solved. */
 VYR_API int VYR_solve_N_ld(VYR_handle h, void* reserved, int n, const int* colPtr, const int* rowInd,
                            const double* values, double* B, int nRhs);
 

@@ -157,6 +157,8 @@ int mf_flush_factors(mf_solver& solver, std::int64_t file_limit_bytes, int mode)
                      ? VYR_ERR_NOTHING_TO_FLUSH
                      : write_file(solver, s, file_limit_bytes, mode, first_file, percent, enough);
         first_file = false;
+        // The blocks of a file are released only once it is closed; that may have been what was missing.
+        if (status == VYR_OK && !enough) enough = mf_obtain_read_buffer(solver, 0);
     }
     mf_info[INFO_T_FILE_WRITE] += platform::clock_ms() - start_ms;
     return status;

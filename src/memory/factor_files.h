@@ -39,7 +39,8 @@ enum FileOperation { FILE_OPEN = 1, FILE_APPEND = 4, FILE_CLOSE = 5 };
 ///
 /// file_limit_bytes   a file ends with the record that takes it past this size
 /// mode               1: write on, file after file, until the read buffer for the largest file can be had
-///                    (it is then in solver.file_buffer); any other: one file
+///                    (it is then in solver.file_buffer), which the memory of a file just closed may make
+///                    possible; any other: one file
 ///
 /// Returns 0; -34 when there is nothing to write or all file numbers are used; -1000 when the last file is
 /// empty, which is also the answer to a file that does not open; -5 when the last file could not be written

@@ -64,16 +64,18 @@ std::int64_t room(const mf_solver& solver) noexcept {
     return static_cast<std::int64_t>(std::clamp(free_bytes, 0.0, 9e18));
 }
 
-/// Writes finished blocks to files of about `file_bytes`; false when nothing was written.
+/// Writes finished blocks to files of about `file_bytes`; false when nothing was written. A flush that has
+/// written something counts as a success, however it ended: only the next one can tell whether the fault
+/// stays.
 bool make_room(mf_solver& solver, double file_bytes) noexcept {
     if (solver.finished_bytes == 0 || solver.file_count > LAST_FACTOR_FILE) return false;
     const std::int64_t written = solver.file_doubles;
     const Status status = mf_flush_factors(solver, static_cast<std::int64_t>(file_bytes), 1);
-    const bool failed = status == VYR_ERR_FACTOR_FILE || status == VYR_ERR_EMPTY_FILE;
-    solver.file_status = status;
-    if (solver.file_doubles > written) return true;
-    solver.block_store->unwritable = solver.block_store->unwritable || failed;
-    return false;
+    const bool wrote = solver.file_doubles > written;
+    solver.file_status = wrote ? VYR_OK : status;
+    solver.block_store->unwritable =
+        solver.file_status == VYR_ERR_FACTOR_FILE || solver.file_status == VYR_ERR_EMPTY_FILE;
+    return wrote;
 }
 
 /// True when a file is worth its number now: the ones that are left must hold the rest of the factor.
@@ -99,6 +101,19 @@ bool find_room(mf_solver& solver, std::int64_t cost) noexcept {
     return true;
 }
 
+/// A block of pages or, for a small one, from the heap. While the system declines, the read buffer is given
+/// up, then finished blocks are written.
+void* allocate_block(mf_solver& solver, std::uint64_t bytes, std::uint32_t& flags) noexcept {
+    for (;;) {
+        void* block = mf_page_alloc(bytes, flags);
+        if (block != nullptr) return block;
+        if (solver.file_buffer != nullptr)
+            mf_release_read_buffer(solver);
+        else if (!make_room(solver, solver.block_store->buffer_bytes))
+            return nullptr;
+    }
+}
+
 void scatter_entries(const mf_solver& solver, mf_snode& node, std::int32_t s) noexcept {
     const BlockStore& store = *solver.block_store;
     for (std::int32_t k = store.entry_offset[s]; k < store.entry_offset[s + 1]; ++k) {
@@ -112,12 +127,10 @@ bool obtain_block(mf_solver& solver, std::int32_t s) noexcept {
     mf_snode& node = solver.snodes[s];
     if (node.factor_block != nullptr) return true;
     if ((node.flags & NODE_WRITTEN) != 0) return false;
-    BlockStore& store = *solver.block_store;
+    const BlockStore& store = *solver.block_store;
     const std::uint64_t bytes = static_cast<std::uint64_t>(node.n_entries()) * sizeof(double);
     if (!find_room(solver, mf_block_cost(bytes)) && store.limit_is_hard) return false;
-    void* block = mf_page_alloc(bytes, node.flags);
-    while (block == nullptr && make_room(solver, store.buffer_bytes))
-        block = mf_page_alloc(bytes, node.flags);
+    void* block = allocate_block(solver, bytes, node.flags);
     if (block == nullptr) return false;
     // Pages come zeroed.
     if ((node.flags & FLAG_PAGE_BLOCK) == 0) std::memset(block, 0, bytes);

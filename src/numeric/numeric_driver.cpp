@@ -5,6 +5,7 @@
 #include "memory/accounted_alloc.h"
 #include "memory/factor_files.h"
 #include "memory/mapped_store.h"
+#include "memory/memory_plan.h"
 #include "numeric/block_store.h"
 #include "numeric/input_assembly.h"
 #include "numeric/ldlt_storage.h"
@@ -48,6 +49,16 @@ Status open_storage(const double* values, mf_solver& solver, BlockStore& store) 
     return VYR_OK;
 }
 
+/// The memory plan's word on a factor in core under another core mode: it is asked for such a mode wherever
+/// the factor lies.
+Status check_buffer(const mf_solver& solver, int core_mode) noexcept {
+    if (core_mode == CORE_IN || core_mode == CORE_MAPPED) return VYR_OK;
+    const double factor_bytes = static_cast<double>(solver.factor_entries) * sizeof(double);
+    double buffer_bytes = 0;
+    const int answer = mf_ooc_buffer(factor_bytes, mf_ctrl[CTRL_MEMORY_ESTIMATE], buffer_bytes);
+    return answer == 0 ? VYR_OK : VYR_ERR_BUFFER;
+}
+
 /// Keeps the extremes of the diagonal and stops as soon as they spread too far.
 Status check_growth(const mf_solver& solver) noexcept {
     const double limit = mf_ctrl[CTRL_GROWTH_LIMIT];
@@ -63,7 +74,6 @@ Status check_growth(const mf_solver& solver) noexcept {
 
 /// L L^T on the tasks of the schedule, or L D L^T node after node.
 Status eliminate(mf_solver& solver) noexcept {
-    std::fill_n(solver.diag_values, solver.n, -DBL_MAX);
     if (ctrl_int(CTRL_TYPE) != TYPE_SPD) {
         const Status status = mf_ldlt_prepare(solver);
         return status != VYR_OK ? status : mf_node_loop(solver, 0, solver.n_snodes);
@@ -83,7 +93,8 @@ Status factorise_out_of_core(const double* values, mf_solver& solver) noexcept {
 }
 
 Status factorise(const double* values, mf_solver& solver) noexcept {
-    // 1. A clean slate: blocks, files and counters of the run before.
+    // 1. A clean slate: pivots, blocks, files and counters of the run before.
+    std::fill_n(solver.diag_values, solver.n, -DBL_MAX);
     mf_reset_factor_files(solver);
     mf_info[INFO_FLOPS] = 0;
     mf_info[INFO_T_ASSEMBLY] = 0;
@@ -96,6 +107,7 @@ Status factorise(const double* values, mf_solver& solver) noexcept {
     // 3. Input entries into the factor blocks.
     mf_assemble_input(solver, values);
     if ((ctrl_int(CTRL_FLAGS) & FLAG_CHECK_VALUES) != 0) mf_lu_init_check(solver);
+    if (const Status status = check_buffer(solver, core_mode); status != VYR_OK) return status;
     // 4. Elimination.
     return eliminate(solver);
 }

@@ -2,7 +2,9 @@
 // never went to a file.
 #pragma once
 
+#include "interface/status.h"
 #include "memory/buffer.h"
+#include "solve/ooc_vector.h"
 #include "symbolic/solver.h"
 
 #include <cstdint>
@@ -45,23 +47,28 @@ private:
     double start_ms_, reading_ms_ = 0;
 };
 
-/// Runs both sweeps over one vector in pivot order: forward(node) with descendants first, backward(node) with
-/// ancestors first. False without memory; nothing has run then.
+/// Solves for one vector x of n doubles in the caller's numbering, in place: forward(node, w) for every node
+/// with descendants first, then backward(node, w) with ancestors first, on the vector w in pivot order.
+///
+/// Returns 0, or -29 with x as it was. The contents of x are free for the sweeps' own use meanwhile.
 template <typename Forward, typename Backward>
-[[nodiscard]] bool run_sweeps(mf_solver& solver, const Forward& forward, const Backward& backward) noexcept {
+[[nodiscard]] Status run_sweeps(mf_solver& solver, double* x, const Forward& forward,
+                                const Backward& backward) noexcept {
     FactorPasses passes(solver);
-    if (!passes) return false;
+    double* w = passes ? mf_gather(solver, x) : nullptr;
+    if (w == nullptr) return VYR_ERR_MEMORY;
     for (std::int32_t pass = 0; pass < passes.count(); ++pass) {
         const std::int32_t n_nodes = passes.load(pass);
-        for (std::int32_t k = 0; k < n_nodes; ++k) forward(passes.node(k));
+        for (std::int32_t k = 0; k < n_nodes; ++k) forward(passes.node(k), w);
         passes.drop();
     }
     for (std::int32_t pass = passes.count() - 1; pass >= 0; --pass) {
-        for (std::int32_t k = passes.load(pass) - 1; k >= 0; --k) backward(passes.node(k));
+        for (std::int32_t k = passes.load(pass) - 1; k >= 0; --k) backward(passes.node(k), w);
         passes.drop();
     }
+    mf_scatter(solver, x);
     passes.report();
-    return true;
+    return VYR_OK;
 }
 
 } // namespace vyr

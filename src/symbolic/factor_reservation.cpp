@@ -5,6 +5,9 @@
 #include "memory/memory_plan.h"
 #include "report/console.h"
 
+#include <algorithm>
+#include <cfloat>
+
 namespace vyr {
 
 bool mf_reserve_factor_values(mf_solver& solver) noexcept {
@@ -30,6 +33,7 @@ Status mf_alloc_L(mf_solver& solver) noexcept {
     if (mf_mem_check(factor_bytes, core_mode != CORE_IN, ratio) != 0) return VYR_ERR_FACTOR_STORAGE;
     solver.diag_values = mf_array<double>(solver.n);
     if (solver.diag_values == nullptr) return VYR_ERR_FACTOR_STORAGE;
+    std::fill_n(solver.diag_values, solver.n, -DBL_MAX);
 
     if ((core_mode == CORE_IN || core_mode == CORE_GBLAS) && !mf_reserve_factor_values(solver))
         return VYR_ERR_FACTOR_STORAGE;

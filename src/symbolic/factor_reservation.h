@@ -6,8 +6,8 @@
 
 namespace vyr {
 
-/// Asks the memory plan whether the factor can be held and allocates the diagonal and, by core mode and type,
-/// the factor values, the front work and the update stack.
+/// Asks the memory plan whether the factor can be held and allocates the diagonal, without pivots yet, and,
+/// by core mode and type, the factor values, the front work and the update stack.
 ///
 /// Returns 0, or -10 when the plan declines or memory is missing. Factor values are not touched yet.
 [[nodiscard]] Status mf_alloc_L(mf_solver& solver) noexcept;

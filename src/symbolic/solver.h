@@ -113,7 +113,7 @@ struct mf_solver {
     void* file_buffer;           ///< read buffer of file_max_bytes bytes
     std::int64_t file_buffer_bytes;
     std::int64_t file_doubles; ///< doubles written to files
-    std::int32_t file_status;  ///< what the last attempt of this run to write files answered
+    std::int32_t file_status;  ///< 0, or what this run's last flush answered when it wrote nothing
     double* solve_work;        ///< n, out-of-core solves only
 
     // Memory of a factorization out of core.

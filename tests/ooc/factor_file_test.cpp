@@ -1,8 +1,8 @@
 // Names, bytes and order of the factor files, and what writing answers.
+#include "../ldlt/indefinite.h"
 #include "memory/accounted_alloc.h"
 #include "memory/factor_files.h"
 #include "memory/file_calls.h"
-#include "memory/mapped_store.h"
 #include "ooc_run.h"
 #include "support/capture.h"
 
@@ -74,36 +74,39 @@ TEST(FactorFile, ARecordIsKeyCountAndBlockLittleEndian) {
 
 TEST(FactorFile, TheFilesHoldEveryNodeOfAKnownFactorByteForByte) {
     const TempDirectory directory;
-    const Csc a = grid_matrix();
-    Session in_core;
-    analyse(in_core, a, {CORE_IN});
-    ASSERT_EQ(in_core.numeric(a), 0);
-    std::string expected;
-    for (std::int32_t s = 0; s < object(in_core).n_snodes; ++s) expected += record(object(in_core).snodes[s]);
-    in_core.clear();
-
-    Session session;
-    analyse(session, a);
-    ASSERT_EQ(session.numeric(a), 0);
-    Solver& solver = object(session);
-    ASSERT_GE(solver.file_count, 8);
-    const int status = mf_flush_factors(solver, INT64_MAX, 1); // what is still in memory
-    EXPECT_TRUE(status == 0 || status == VYR_ERR_NOTHING_TO_FLUSH) << status;
-    std::string bytes;
-    std::size_t largest = 0;
-    for (int f = 0; f < solver.file_count; ++f) {
-        bytes += contents(file_name(f));
-        largest = std::max(largest, static_cast<std::size_t>(fs::file_size(file_name(f))));
+    for (const int type : {TYPE_SPD, TYPE_LDLT, TYPE_CSYM}) {
+        const Csc a = type == TYPE_SPD ? grid_matrix() : shifted_laplacian(50, 30, 1, 1.7);
+        std::string expected;
+        {
+            Session in_core;
+            analyse(in_core, a, {CORE_IN, type});
+            ASSERT_EQ(in_core.numeric(a), 0);
+            for (std::int32_t s = 0; s < object(in_core).n_snodes; ++s)
+                expected += record(object(in_core).snodes[s]);
+        }
+        Session session;
+        analyse(session, a, {CORE_OUT, type});
+        ASSERT_EQ(session.numeric(a), 0);
+        Solver& solver = object(session);
+        ASSERT_GE(solver.file_count, 8);
+        const int status = mf_flush_factors(solver, INT64_MAX, 1); // what is still in memory
+        EXPECT_TRUE(status == 0 || status == VYR_ERR_NOTHING_TO_FLUSH) << status;
+        std::string bytes;
+        std::size_t largest = 0;
+        for (int f = 0; f < solver.file_count; ++f) {
+            bytes += contents(file_name(f));
+            largest = std::max(largest, static_cast<std::size_t>(fs::file_size(file_name(f))));
+        }
+        EXPECT_TRUE(bytes == expected) << type; // one task in ascending order: so are the files
+        EXPECT_EQ(static_cast<std::size_t>(solver.file_max_bytes), largest);
+        EXPECT_EQ(solver.file_doubles, solver.factor_entries);
+        EXPECT_EQ(solver.held_bytes, 0);
+        for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
+            EXPECT_EQ(solver.snodes[s].factor_block, nullptr);
+            EXPECT_NE(solver.snodes[s].flags & NODE_WRITTEN, 0u);
+        }
+        EXPECT_GT(mf_info[INFO_T_FILE_WRITE], 0);
     }
-    EXPECT_TRUE(bytes == expected); // one task in ascending order: so are the files
-    EXPECT_EQ(static_cast<std::size_t>(solver.file_max_bytes), largest);
-    EXPECT_EQ(solver.file_doubles, solver.factor_entries);
-    EXPECT_EQ(solver.held_bytes, 0);
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        EXPECT_EQ(solver.snodes[s].factor_block, nullptr);
-        EXPECT_NE(solver.snodes[s].flags & NODE_WRITTEN, 0u);
-    }
-    EXPECT_GT(mf_info[INFO_T_FILE_WRITE], 0);
 }
 
 TEST(FactorFile, AFileEndsWithTheRecordThatTakesItPastTheLimit) {
@@ -137,6 +140,17 @@ TEST(FactorFile, ModeOneWritesOnUntilTheReadBufferFits) {
     EXPECT_EQ(mf_flush_factors(*nodes, 100, 1), 0); // the buffer serves again
     EXPECT_EQ((*nodes).file_count, 3);
     EXPECT_EQ((*nodes).file_buffer, buffer);
+}
+
+TEST(FactorFile, TheMemoryOfAClosedFileServesTheReadBuffer) {
+    const TempDirectory directory;
+    const HookGuard hooks;
+    Nodes nodes({9, 9, 9, 9});
+    mf_test_hooks.fail_allocation_at = 1; // while the file's own blocks are still held
+    EXPECT_EQ(mf_flush_factors(*nodes, 100, 1), 0);
+    EXPECT_EQ(mf_test_hooks.fail_allocation_at, 0);
+    EXPECT_EQ((*nodes).file_count, 1); // a second number is not spent on one record
+    EXPECT_EQ((*nodes).file_buffer_bytes, 176);
 }
 
 TEST(FactorFile, AnEmptyLastFileAndUsedUpNumbersAreToldAndNothingIsLost) {
@@ -187,19 +201,4 @@ TEST(FactorFile, ProgressLinesShowFileShareAndTime) {
               "\r\t\t Write LU to VYR_10.mmf.\t 0.0%\ttime=   1..."
               "\r\t\t Write LU to VYR_10.mmf.\t100.0%\ttime=   1.   \n");
     mf_ctrl[CTRL_FLAGS] = 0;
-}
-
-TEST(MappedStore, IsInert) {
-    Solver solver{};
-    solver.map_count = 3;
-    solver.map_megabytes = 2;
-    solver.map_base = &solver;
-    EXPECT_EQ(mf_map_create(solver, 8, 0), -1000);
-    EXPECT_EQ(mf_map_fetch(mf_snode{}), nullptr);
-    mf_map_release(solver);
-    EXPECT_EQ(solver.map_count, 3);
-    mf_map_reset(solver);
-    EXPECT_EQ(solver.map_count, 0);
-    EXPECT_EQ(solver.map_megabytes, 0);
-    EXPECT_EQ(solver.map_base, nullptr);
 }

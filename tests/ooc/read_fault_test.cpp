@@ -1,4 +1,5 @@
 // Files that are not what was written: -5 and no block touched, or passed over by a solve; never a crash.
+#include "../ldlt/indefinite.h"
 #include "memory/accounted_alloc.h"
 #include "memory/factor_files.h"
 #include "ooc_run.h"
@@ -15,10 +16,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class ReadFault : public testing::Test {
+class ReadFault : public testing::TestWithParam<int> {
 protected:
     void SetUp() override {
-        analyse(session, a);
+        {
+            const Csc smaller = spd(200, grid_edges(20, 10), 4);
+            Session other;
+            analyse(other, smaller);
+            ASSERT_EQ(other.numeric(smaller), 0);
+            foreign = contents(file_name(0));
+        }
+        analyse(session, a, {CORE_OUT, GetParam()});
         ASSERT_EQ(session.numeric(a), 0);
         ASSERT_GE(session.solver().file_count, 5);
         expected = session.solve(a, right_hand_side(a));
@@ -32,6 +40,18 @@ protected:
             mf_load_factor_file(object(session), number, by_column.data(), list.data(), buffer);
         EXPECT_EQ(buffer, session.solver().file_buffer);
         return result;
+    }
+
+    /// Where the records of a file begin, and its size.
+    std::vector<std::size_t> borders(int number) {
+        const int n_records = load(number);
+        std::vector<std::size_t> offsets{0};
+        for (int k = 0; k < n_records; ++k) {
+            const mf_snode& node = session.solver().snodes[list[static_cast<std::size_t>(k)]];
+            offsets.push_back(offsets.back() + 8 + static_cast<std::size_t>(node.n_entries()) * 8);
+        }
+        drop(n_records);
+        return offsets;
     }
 
     /// What a solve does when it is through with a file.
@@ -59,15 +79,19 @@ protected:
 
     TempDirectory directory;
     HookGuard hooks;
-    Csc a = spd(300, grid_edges(20, 15), 4);
+    /// Of L D L^T with 2 x 2 pivots as well.
+    Csc a = GetParam() == TYPE_SPD ? spd(300, grid_edges(20, 15), 4) : shifted_laplacian(20, 15, 1, 1.7);
     Session session;
     std::vector<double> expected;
+    std::string foreign; ///< a factor file of another matrix
     std::vector<std::int32_t> by_column, list;
 };
 
 } // namespace
 
-TEST_F(ReadFault, AFileIsWalkedInRecordOrder) {
+INSTANTIATE_TEST_SUITE_P(Type, ReadFault, testing::Values(int{TYPE_SPD}, int{TYPE_LDLT}));
+
+TEST_P(ReadFault, AFileIsWalkedInRecordOrder) {
     const int n_records = load(2);
     ASSERT_GT(n_records, 1);
     std::string bytes;
@@ -78,26 +102,20 @@ TEST_F(ReadFault, AFileIsWalkedInRecordOrder) {
     expect_no_block_of_a_file();
 }
 
-TEST_F(ReadFault, TruncationAtEveryRecordBorderAndBesideIt) {
+TEST_P(ReadFault, TruncationAtEveryRecordBorderAndBesideIt) {
     const std::string whole = contents(file_name(1));
-    const int n_records = load(1);
-    std::vector<std::size_t> borders{0};
-    for (int k = 0; k < n_records; ++k) {
-        const mf_snode& node = session.solver().snodes[list[static_cast<std::size_t>(k)]];
-        borders.push_back(borders.back() + 8 + static_cast<std::size_t>(node.n_entries()) * 8);
-    }
-    drop(n_records);
-    ASSERT_EQ(borders.back(), whole.size());
-    for (int k = 0; k < n_records; ++k) {
-        const std::size_t border = borders[static_cast<std::size_t>(k)];
-        for (const std::size_t size :
-             {border + 1, border + 7, border + 8, border + 9, borders[static_cast<std::size_t>(k) + 1] - 1}) {
+    const std::vector<std::size_t> offsets = borders(1);
+    ASSERT_EQ(offsets.back(), whole.size());
+    for (std::size_t k = 0; k + 1 < offsets.size(); ++k) {
+        const std::size_t border = offsets[k];
+        for (const std::size_t size : {border + 1, border + 7, border + 8, border + 9, offsets[k + 1] - 1}) {
             overwrite(file_name(1), whole.substr(0, size));
             expect_refused(1);
         }
         overwrite(file_name(1), whole.substr(0, border));
-        EXPECT_EQ(load(1), k); // whole records alone are a file
-        drop(k);
+        const int n_records = load(1);
+        EXPECT_EQ(n_records, k); // whole records alone are a file
+        drop(n_records);
         (void)session.solve(a, right_hand_side(a));
     }
     overwrite(file_name(1), whole + "x");
@@ -106,20 +124,24 @@ TEST_F(ReadFault, TruncationAtEveryRecordBorderAndBesideIt) {
     EXPECT_EQ(session.solve(a, right_hand_side(a)), expected);
 }
 
-TEST_F(ReadFault, EveryFlippedBitOfKeyAndCountIsFound) {
+TEST_P(ReadFault, EveryFlippedBitOfKeyAndCountIsFound) {
     const std::string whole = contents(file_name(3));
-    for (int bit = 0; bit < 64; ++bit) {
-        std::string bad = whole;
-        bad[static_cast<std::size_t>(bit / 8)] =
-            static_cast<char>(bad[static_cast<std::size_t>(bit / 8)] ^ (1 << bit % 8));
-        overwrite(file_name(3), bad);
-        EXPECT_EQ(load(3), VYR_ERR_FACTOR_FILE) << bit;
-        expect_no_block_of_a_file();
-    }
+    std::vector<std::size_t> offsets = borders(3);
+    offsets.pop_back();
+    ASSERT_GE(offsets.size(), 2u);
+    for (const std::size_t offset : offsets)
+        for (std::size_t bit = 0; bit < 64; ++bit) {
+            std::string bad = whole;
+            char& byte = bad[offset + bit / 8];
+            byte = static_cast<char>(byte ^ (1 << bit % 8));
+            overwrite(file_name(3), bad);
+            ASSERT_EQ(load(3), VYR_ERR_FACTOR_FILE) << offset << ' ' << bit;
+            expect_no_block_of_a_file();
+        }
     expect_refused(3);
 }
 
-TEST_F(ReadFault, AMissingForeignOversizedOrUnreadableFileIsPassedOver) {
+TEST_P(ReadFault, AMissingForeignOversizedOrUnreadableFileIsPassedOver) {
     const std::string whole = contents(file_name(0));
     fs::remove(file_name(0));
     expect_refused(0);
@@ -129,6 +151,11 @@ TEST_F(ReadFault, AMissingForeignOversizedOrUnreadableFileIsPassedOver) {
     overwrite(file_name(0), std::string(static_cast<std::size_t>(session.solver().file_max_bytes) + 1, '\0'));
     expect_refused(0);
     overwrite(file_name(0), std::string(static_cast<std::size_t>(session.solver().file_max_bytes), '\xff'));
+    expect_refused(0);
+
+    ASSERT_FALSE(foreign.empty());
+    ASSERT_LE(foreign.size(), static_cast<std::size_t>(session.solver().file_max_bytes)); // not for its size
+    overwrite(file_name(0), foreign);
     expect_refused(0);
 
     std::string last; // a node that never went to a file must not come from one
@@ -144,7 +171,7 @@ TEST_F(ReadFault, AMissingForeignOversizedOrUnreadableFileIsPassedOver) {
     EXPECT_EQ(session.solve(a, right_hand_side(a)), expected);
 }
 
-TEST_F(ReadFault, EveryFileCallOfASolveFailsAndTheNextSolveIsRight) {
+TEST_P(ReadFault, EveryFileCallOfASolveFailsAndTheNextSolveIsRight) {
     const std::vector<double> b = right_hand_side(a);
     for (std::int64_t k = 1;; ++k) {
         mf_test_hooks.fail_file_call_at = k;
@@ -161,7 +188,7 @@ TEST_F(ReadFault, EveryFileCallOfASolveFailsAndTheNextSolveIsRight) {
     }
 }
 
-TEST_F(ReadFault, EveryAllocationOfASolveFailsAndTheVectorStays) {
+TEST_P(ReadFault, EveryAllocationOfASolveFailsAndTheVectorStays) {
     const std::vector<double> b = right_hand_side(a);
     mf_free(object(session).solve_work);
     object(session).solve_work = nullptr;

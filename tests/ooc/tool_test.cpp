@@ -78,18 +78,37 @@ TEST(ToolOutOfCore, SolvesIndefiniteSystemsTooAndKnowsTheMemoryTheyNeed) {
     }
 }
 
-TEST(ToolOutOfCore, TellsThatTheFilesCannotBeWritten) {
+TEST(ToolOutOfCore, TellsWhenTheMachineHasTooLittleMemory) {
     const TempDirectory directory;
+    const HookGuard hooks;
+    const platform::MemoryStatus nothing_free{0, UINT64_MAX, UINT64_MAX};
+    mf_test_hooks.memory_status = &nothing_free;
+    const SolveResult refused = run({"."}).result;
+    EXPECT_EQ(refused.status, VYR_ERR_BUFFER);
+    EXPECT_EQ(failure_sentence(refused).find("The machine has too little free memory"), 0u);
+}
+
+TEST(ToolOutOfCore, TellsATooSmallLimitFromFilesThatCannotBeWritten) {
+    const TempDirectory directory;
+    const auto expect_sentence = [](const Csc& a, std::int64_t memory_limit, int status, const char* words) {
+        Session session;
+        analyse(session, a, {}, memory_limit);
+        SolveResult result;
+        result.status = session.numeric(a);
+        EXPECT_EQ(result.status, status);
+        result.files = OutOfCoreRun({".", 1e9}).use(session.solver(), result.status);
+        EXPECT_NE(failure_sentence(result).find(words), std::string::npos) << failure_sentence(result);
+    };
     const Csc a = grid_matrix();
     Session session;
     analyse(session, a);
-    object(session).memory_limit_bytes = path_bytes(session.solver());
-    fs::create_directory(file_name(0)); // in the way of the first file
-    SolveResult result;
-    result.status = session.numeric(a);
-    EXPECT_EQ(result.status, VYR_ERR_FACTOR_STORAGE);
-    result.files = OutOfCoreRun({".", 1e9}).use(session.solver(), result.status);
-    EXPECT_TRUE(result.files.unwritable);
-    EXPECT_EQ(result.files.least_limit_bytes, 0);
-    EXPECT_NE(failure_sentence(result).find("factor files cannot be written"), std::string::npos);
+    const std::int64_t path = path_bytes(session.solver());
+    session.clear();
+    expect_sentence(a, path * 15 / 16, VYR_ERR_FACTOR_STORAGE, "memory limit is too small");
+    EXPECT_TRUE(fs::exists(file_name(1)));
+    // One block, which fits, while the file it goes to does not: the flush ends with an empty second file.
+    expect_sentence(spd(20, dense_edges(20)), 20 * 20 * 8, VYR_ERR_MEMORY, "memory limit is too small");
+    fs::remove(file_name(0));
+    fs::create_directory(file_name(0));
+    expect_sentence(a, path, VYR_ERR_FACTOR_STORAGE, "factor files cannot be written");
 }

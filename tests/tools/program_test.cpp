@@ -1,5 +1,6 @@
 // The finished program as a user runs it.
 #include "support/capture.h"
+#include "tools/vyr/generators.h"
 #include "tools/vyr/matrix_market.h"
 
 #include <gtest/gtest.h>
@@ -100,6 +101,40 @@ TEST_F(Program, SolvesIndefiniteSystemsOrSaysWhyNot) {
     EXPECT_EQ(hopeless.output.find("vyr: No pivot could be found for some equation: "), 0U)
         << hopeless.output;
 }
+
+// A sanitizer's memory would count as the program's.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+/// `blocks` times the matrix on one diagonal, with nothing between.
+SparseMatrix repeated(const SparseMatrix& a, std::int32_t blocks) {
+    SparseMatrix all{a.n * blocks, {0}, {}, {}};
+    for (std::int32_t block = 0; block < blocks; ++block) {
+        for (std::int32_t j = 1; j <= a.n; ++j)
+            all.col_ptr.push_back(block * a.nnz() + a.col_ptr[static_cast<std::size_t>(j)]);
+        for (const std::int32_t i : a.row_ind) all.row_ind.push_back(block * a.n + i);
+        all.values.insert(all.values.end(), a.values.begin(), a.values.end());
+    }
+    return all;
+}
+
+TEST_F(Program, StaysUnderTheMemoryLimitItAdvises) {
+    // Eight trees, of which two at a time would not fit. All of the factor is larger than the limit.
+    write_symmetric("a.mtx", repeated(poisson3d(26), 8), "");
+    const std::string solve = "vyr solve a.mtx --threads 2 --json --out-of-core . --memory-limit ";
+    const Outcome refused = shell(solve + "1 2>&1 >/dev/null");
+    EXPECT_EQ(refused.code, 1);
+    const std::size_t about = refused.output.find("about ");
+    ASSERT_NE(about, std::string::npos) << refused.output;
+    const std::string limit = std::to_string(std::stoi(refused.output.substr(about + 6)));
+    const Outcome run =
+        shell(solve + limit +
+              " 2>&1 >a.json && '" VYR_PYTHON "' -c 'import json; r = json.load(open(\"a.json\"));"
+              "print(r[\"peak_bytes\"] < " +
+              limit + "e6 < r[\"file_bytes\"], r[\"backward_error\"] < 1e-14)'");
+    EXPECT_EQ(run.output, "True True\n") << limit;
+}
+
+#endif
 
 TEST_F(Program, SetsForItselfHowThreadsWaitUnlessTheUserDid) {
     const std::string last_spin_count =

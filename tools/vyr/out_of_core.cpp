@@ -75,7 +75,9 @@ VYR_handle OutOfCoreRun::analyse(std::int32_t n, const int* col_ptr, const int* 
     omp_set_num_threads(n_threads);
     if (h == nullptr) return h;
     mf_solver& solver = *from_handle(h);
-    solver.n_threads = n_threads;
+    // More than one subtree are trees of their own: two at a time would hold the blocks of two paths.
+    const bool by_tasks = type != VYR_TYPE_INDEFINITE;
+    solver.n_threads = by_tasks && solver.n_tasks > 2 ? 1 : n_threads;
     mf_heap_compact(); // what the analysis no longer needs must not count
     bytes_beside_blocks_ = bytes_beside_blocks(solver, type);
     solver.memory_limit_bytes = static_cast<std::int64_t>(std::max(limit_bytes_ - bytes_beside_blocks_, 1.0));

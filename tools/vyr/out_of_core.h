@@ -40,9 +40,10 @@ public:
 
     bool active() const { return active_; }
 
-    /// VYR_symbol_ld. Under a limit, whole subtrees at a time would hold all the blocks above them at once:
-    /// the tree is then walked as one task, and only its large fronts use several threads. Shares the limit
-    /// between the blocks of the factor and all the rest, which depends on the `type` that will factorise.
+    /// VYR_symbol_ld. Under a limit, whole subtrees at a time would hold all the blocks above them at once: a
+    /// tree is then walked as one task, and only its large fronts use several threads; several large trees
+    /// are walked one after the other by one thread. Shares the limit between the blocks of the factor and
+    /// all the rest, which depends on the `type` that will factorise.
     VYR_handle analyse(std::int32_t n, const int* col_ptr, const int* row_ind, int type);
 
     /// Figures of the factorization that has just ended with `status`.

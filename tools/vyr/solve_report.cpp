@@ -107,6 +107,9 @@ std::string failure_sentence(const SolveResult& result) {
     case VYR_ERR_FACTOR_STORAGE:
     case VYR_ERR_MEMORY:
         return out_of_memory(result);
+    case VYR_ERR_BUFFER:
+        return "The machine has too little free memory even for a part of the factor at a time. Close other "
+               "programs, use a machine with more memory, or solve a smaller problem.";
     case VYR_ERR_NAN:
         return "The matrix holds a value that is not a number. Check the program that wrote it.";
     case VYR_ERR_PLATFORM:
