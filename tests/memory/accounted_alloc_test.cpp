@@ -8,8 +8,24 @@
 #include <thread>
 #include <vector>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 using namespace vyr;
 using namespace vyr::test;
+
+namespace {
+
+void set_last_error(int code) {
+#ifdef _WIN32
+    SetLastError(static_cast<DWORD>(code));
+#else
+    errno = code;
+#endif
+}
+
+} // namespace
 
 TEST(AccountedAlloc, CountersReturnToTheStartAndThePeakStays) {
     mf_mem_restart();
@@ -119,9 +135,8 @@ TEST(AccountedAlloc, TellsTheUserAboutAFailedLargeRequest) {
     EXPECT_EQ(output_of([] { mf_alloc_failed(1e6, "x"); }), "");
     mf_ctrl[CTRL_FLAGS] = 1;
     const auto text = [] {
-        errno = 12;
         return output_of([] {
-            errno = 12;
+            set_last_error(12);
             mf_alloc_failed(12.5e6, "LU=12.5(M),thresh=1,reserve=0");
         });
     };

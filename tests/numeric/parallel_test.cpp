@@ -1,5 +1,6 @@
 // The parallel schedule at work: large fronts shared between threads, repeatability, failures, changed
 // settings.
+#include "numeric/tuning.h"
 #include "support/capture.h"
 #include "support/session.h"
 #include "symbolic/symbolic.h"
@@ -18,7 +19,7 @@ namespace {
 
 /// A cube whose separators give fronts large enough to be shared between threads.
 const Csc& cube() {
-    static const Csc matrix = spd(18 * 18 * 18, grid_edges(18, 18, 18));
+    static const Csc matrix = spd(22 * 22 * 22, grid_edges(22, 22, 22));
     return matrix;
 }
 
@@ -60,6 +61,7 @@ TEST(Parallel, GivesTheSameFactorAtEveryRepetitionAndThreadCount) {
             }
             EXPECT_LE(solve_error(session, cube(), cube()), 1e-14);
             const Solver& solver = session.solver();
+            ASSERT_GT(solver.largest_update, tuning::STRIP_COLUMNS);
             for (std::int32_t s = 0; s < solver.n_snodes; ++s)
                 ASSERT_NE(solver.snodes[s].flags & NODE_FINISHED, 0U);
             EXPECT_GT(mf_info[INFO_T_ASSEMBLY], 0);

@@ -16,8 +16,11 @@ public:
     ~StdoutCapture();
     StdoutCapture(const StdoutCapture&) = delete;
     StdoutCapture& operator=(const StdoutCapture&) = delete;
-    /// Ends the capture and returns the text.
+    /// Ends the capture and returns the text, but for the message of a heap compaction that failed: Wine's
+    /// always does.
     std::string text();
+    /// The same with that message.
+    std::string whole_text();
 
 private:
     std::FILE* file_;

@@ -157,10 +157,12 @@ TEST(MatrixMarketFiles, WhatCannotBeOpenedReadOrWrittenIsNamed) {
     };
     EXPECT_EQ(
         starts(message_of([] { read_symmetric("/nowhere/a.mtx"); }), "/nowhere/a.mtx: cannot be opened"), "");
-    EXPECT_EQ(starts(message_of([] { read_symmetric("/"); }), "/: cannot be read"), "");
     const SparseMatrix a = poisson2d(2);
+#ifndef _WIN32 // opens no directory and has no such device
+    EXPECT_EQ(starts(message_of([] { read_symmetric("/"); }), "/: cannot be read"), "");
     EXPECT_EQ(
         starts(message_of([&] { write_symmetric("/dev/full", a, ""); }), "/dev/full: cannot be written"), "");
+#endif
     EXPECT_EQ(
         starts(message_of([&] { write_symmetric("/nowhere/a", a, ""); }), "/nowhere/a: cannot be opened"),
         "");

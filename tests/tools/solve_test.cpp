@@ -107,6 +107,7 @@ TEST(Ticker, ShowsThePhaseOnlyWhenEnabledAndWipesItsLine) {
     EXPECT_EQ(run(false), "");
 }
 
+#ifndef _WIN32
 TEST(Terminal, IsToldFromAFile) {
     std::FILE* terminal = std::fopen("/dev/ptmx", "r+");
     std::FILE* file = std::fopen("/dev/null", "r");
@@ -116,6 +117,7 @@ TEST(Terminal, IsToldFromAFile) {
     std::fclose(terminal);
     std::fclose(file);
 }
+#endif
 
 TEST(BackwardError, WrongSolutionsAreNotAccepted) {
     const SparseMatrix a = poisson2d(3);
