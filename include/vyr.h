@@ -117,7 +117,10 @@ enum {
  * Calling it again on a live handle is legal: it puts another type or other flags in force for the next
  * VYR_numeric_ld. That is the road to L D L^T: VYR_init_ld, VYR_symbol_ld, VYR_init_ld with
  * VYR_TYPE_INDEFINITE on the same matrix, VYR_numeric_ld, VYR_solve_ld. It is also the road to messages
- * and the report after the analysis has silenced them. */
+ * and the report after the analysis has silenced them. A core mode of 4 or 5 given in that second call stays
+ * in force, since only VYR_symbol_ld turns it back: the factor is in memory all the same, but the mode
+ * chooses the kernels (L D L^T: the variant that adds its update in one piece, and the solve that can also
+ * read factor files). */
 VYR_API int VYR_init_ld(int nRows, int nCols, const int* colPtr, const int* rowInd, const double* values,
                         int matrixType, double* param);
 
@@ -143,8 +146,9 @@ VYR_API VYR_handle VYR_symbol_ld(void* reserved, int n, const int* colPtr, const
  * h          the handle
  *
  * Returns 0, -1, -2, -6, -8, -9, -10, -11, -29, -30, -31, -33, -35, -36 or -1210. After a failure the
- * handle stays valid for VYR_pivot_ld, another VYR_numeric_ld and VYR_clear_ld; do not solve with it. Runs on
- * the OpenMP threads that were available at VYR_symbol_ld. */
+ * handle stays valid for VYR_pivot_ld, another VYR_numeric_ld and VYR_clear_ld; do not solve with it. L L^T
+ * runs on the OpenMP threads that were available at VYR_symbol_ld; L D L^T on the calling thread, whose large
+ * matrix products may use as many as OpenMP offers it at this call. */
 VYR_API int VYR_numeric_ld(void* reserved, int n, const int* colPtr, const int* rowInd, const double* values,
                            VYR_handle h);
 

@@ -27,7 +27,7 @@ void mf_assemble_input(mf_solver& solver, const double* values) noexcept {
     const std::int64_t n_entries = solver.factor_entries;
     const std::int64_t n_chunks = (n_entries + chunk - 1) / chunk;
     const bool fresh = solver.lu_values_zero;
-    const bool parallel = n_chunks > 1;
+    const bool parallel = n_chunks > 1 && ctrl_int(CTRL_TYPE) == TYPE_SPD;
     double* factor = solver.lu_values;
     const std::int64_t* map = solver.value_map;
     const std::int32_t n_input = solver.n_input;

@@ -10,7 +10,8 @@ namespace vyr {
 ///
 /// values   n_input doubles, in the order of the analysed pattern
 ///
-/// Runs on the threads of the schedule, so that fresh pages arrive in parallel.
+/// For L L^T it runs on the threads of the schedule, so that fresh pages arrive in parallel; otherwise on the
+/// calling thread.
 void mf_assemble_input(mf_solver& solver, const double* values) noexcept;
 
 } // namespace vyr

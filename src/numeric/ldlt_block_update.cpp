@@ -46,17 +46,19 @@ void mf_update_row(const LdltFront& front, std::int32_t first, std::int32_t k) n
 
 void mf_update_trailing(const LdltFront& front, std::int32_t waiting, std::int32_t done,
                         std::int32_t row) noexcept {
-    const std::int32_t npiv = front.npiv, n_waiting = done - waiting, nupd = front.width - npiv;
+    const std::int32_t npiv = front.npiv, n_waiting = done - waiting;
     if (row >= npiv || n_waiting == 0) return;
     const double* left = front.z(waiting) + row;
-    for (std::int32_t c = row; c < npiv; c += LDLT_STRIP) {
-        const std::int32_t end = std::min(c + LDLT_STRIP, npiv);
+    // Strips follow the triangle of the pivot columns; the coupling block has no part to leave out.
+    const std::int32_t strips_end = front.in_place ? npiv : row;
+    for (std::int32_t c = row; c < strips_end; c += LDLT_STRIP) {
+        const std::int32_t end = std::min(c + LDLT_STRIP, strips_end);
         product(front, end - row, end - c, n_waiting, left, front.column(c) + waiting, 1.0,
                 front.column(c) + row, npiv);
     }
-    if (nupd > 0)
-        product(front, npiv - row, nupd, n_waiting, left, front.column(npiv) + waiting, 1.0,
-                front.column(npiv) + row, npiv);
+    if (strips_end < front.width)
+        product(front, npiv - row, front.width - strips_end, n_waiting, left,
+                front.column(strips_end) + waiting, 1.0, front.column(strips_end) + row, npiv);
 }
 
 void mf_form_update(const LdltFront& front, double* update, std::int32_t ld) noexcept {

@@ -13,7 +13,8 @@ void mf_load_rows(const LdltFront& front, std::int32_t waiting, std::int32_t fir
 /// Applies the pivots first .. k-1 of the block of pivots begun at `first` to row k of Z.
 void mf_update_row(const LdltFront& front, std::int32_t first, std::int32_t k) noexcept;
 
-/// Applies the waiting pivots `waiting` .. done-1 to the rows row .. npiv-1 of the block, upper triangle.
+/// Applies the waiting pivots `waiting` .. done-1 to the rows row .. npiv-1 of the block: upper triangle, and
+/// below it whatever the strips cover, or in one piece all of it; nobody reads that.
 void mf_update_trailing(const LdltFront& front, std::int32_t waiting, std::int32_t done,
                         std::int32_t row) noexcept;
 

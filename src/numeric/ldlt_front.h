@@ -10,8 +10,11 @@ namespace vyr {
 /// Pivot columns of one block; inside a block columns are brought up to date one by one.
 inline constexpr std::int32_t LDLT_BLOCK = LAPACK_BLOCK_SIZE;
 
-/// Columns of one strip of a deferred update. Finished blocks wait until they fill a strip, so that the
-/// trailing rows are read and written once for 64 pivots instead of once for 16.
+/// Pivots whose finished blocks wait until the trailing rows are updated, so that these are read and written
+/// once for 64 pivots instead of once for 16.
+inline constexpr std::int32_t LDLT_WAITING_PIVOTS = 4 * LDLT_BLOCK;
+
+/// Columns of one strip of a deferred update or of the update matrix, in-place variant.
 inline constexpr std::int32_t LDLT_STRIP = 4 * LDLT_BLOCK;
 
 /// Pivot tests that left the common road, counted over one node loop. 2 x 2 pivots are counted in mf_n_p2.
@@ -30,7 +33,8 @@ struct LdltFront {
     double* undivided; ///< width x npiv, leading dimension width: Z^T
     std::int32_t* record; ///< npiv: row chosen at each pivot
     std::int32_t npiv;
-    std::int32_t width;    ///< npiv + nupd
+    std::int32_t width; ///< npiv + nupd
+    bool in_place;      ///< update the trailing pivot columns in strips; otherwise all columns in one piece
     bool blas_interchange; ///< exchange rows and columns by dswap instead of loops
     std::int32_t threads;  ///< for large products; see LdltMode
 

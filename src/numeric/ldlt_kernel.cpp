@@ -18,14 +18,15 @@ namespace vyr {
 
 namespace {
 
-/// The inverse of a 2 x 2 pivot [d1 e; e d2], scaled by e so that nothing under- or overflows on the way.
-struct PairInverse {
-    double p, q, s;
+/// A 2 x 2 pivot [d1 e; e d2], scaled by e so that the square of e never shows.
+struct Pair {
+    double p, q, t;
 
-    PairInverse(double d1, double e, double d2) noexcept
-        : p(d1 / e), q(d2 / e), s(1.0 / (e * (p * q - 1.0))) {}
-    double first(double x, double y) const noexcept { return (q * x - y) * s; }
-    double second(double x, double y) const noexcept { return (p * y - x) * s; }
+    Pair(double d1, double e, double d2) noexcept : p(d1 / e), q(d2 / e), t(e * (p * q - 1.0)) {}
+    /// Its inverse exists; a subnormal t has no reciprocal, but may still be divided by.
+    bool regular() const noexcept {
+        return std::isfinite(p) && std::isfinite(q) && std::isfinite(t) && t != 0.0;
+    }
 };
 
 class Elimination {
@@ -43,7 +44,7 @@ private:
     Step eliminate_block() noexcept;
     Step take_pivot(std::int32_t end) noexcept;
     bool take_single(std::int32_t row, std::int32_t end) noexcept;
-    void take_pair(std::int32_t row, std::int32_t end) noexcept;
+    bool take_pair(std::int32_t row, std::int32_t end) noexcept;
     void store_rows(std::int32_t begin, std::int32_t end, std::int32_t col, std::int32_t col_end) noexcept;
     void store_pair(std::int32_t col, std::int32_t col_end) noexcept;
     void apply_waiting(std::int32_t row) noexcept;
@@ -61,7 +62,8 @@ std::int32_t Elimination::run() noexcept {
     while (k_ < front_.npiv) {
         const Step step = eliminate_block();
         if (step == Step::FAILED) return k_;
-        if (step == Step::DONE && (k_ - waiting_ >= LDLT_STRIP || k_ == front_.npiv)) apply_waiting(k_);
+        if (step == Step::DONE && (k_ - waiting_ >= LDLT_WAITING_PIVOTS || k_ == front_.npiv))
+            apply_waiting(k_);
     }
     return k_;
 }
@@ -99,10 +101,7 @@ Elimination::Step Elimination::take_pivot(std::int32_t end) noexcept {
             if (choice.kind == PivotKind::TWO_BY_TWO && row > k_ + 1) mf_interchange(front_, k_, k_ + 1, row);
             mf_load_rows(front_, waiting_, first_, end);
         }
-        if (choice.kind == PivotKind::TWO_BY_TWO) {
-            take_pair(row, end);
-            return Step::DONE;
-        }
+        if (choice.kind == PivotKind::TWO_BY_TWO) return take_pair(row, end) ? Step::DONE : Step::FAILED;
     }
     return take_single(row, end) ? Step::DONE : Step::FAILED;
 }
@@ -118,10 +117,12 @@ bool Elimination::take_single(std::int32_t row, std::int32_t end) noexcept {
     return true;
 }
 
-void Elimination::take_pair(std::int32_t row, std::int32_t end) noexcept {
+bool Elimination::take_pair(std::int32_t row, std::int32_t end) noexcept {
+    const double e = front_.z(k_)[k_ + 1];
+    if (!Pair(front_.at(k_, k_), e, front_.at(k_ + 1, k_ + 1)).regular()) return false;
     front_.record[k_] = row;
     front_.record[k_ + 1] = row;
-    front_.at(k_ + 1, k_) = front_.z(k_)[k_ + 1];
+    front_.at(k_ + 1, k_) = e;
     if (k_ + 2 < front_.npiv) front_.at(k_ + 2, k_ + 1) = 0.0;
     front_.at(k_, k_ + 1) = 0.0;
     pair_ = true;
@@ -129,6 +130,7 @@ void Elimination::take_pair(std::int32_t row, std::int32_t end) noexcept {
     ++mf_n_p2;
     store_pair(k_ + 2, end);
     k_ += 2;
+    return true;
 }
 
 /// Writes the rows begin .. end-1 of Z, divided by D, into columns col .. col_end-1 of the block.
@@ -159,13 +161,16 @@ void Elimination::store_rows(std::int32_t begin, std::int32_t end, std::int32_t 
 
 void Elimination::store_pair(std::int32_t col, std::int32_t col_end) noexcept {
     const std::int32_t k = waiting_;
-    const PairInverse inverse(front_.at(k, k), front_.at(k + 1, k), front_.at(k + 1, k + 1));
+    const Pair pair(front_.at(k, k), front_.at(k + 1, k), front_.at(k + 1, k + 1));
     const double* x = front_.z(k);
     const double* y = front_.z(k + 1);
+    const double s = 1.0 / pair.t;
+    const bool finite = std::isfinite(s);
     for (std::int32_t c = col; c < col_end; ++c) {
         double* u = front_.column(c) + k;
-        u[0] = inverse.first(x[c], y[c]);
-        u[1] = inverse.second(x[c], y[c]);
+        const double first = pair.q * x[c] - y[c], second = pair.p * y[c] - x[c];
+        u[0] = finite ? first * s : first / pair.t;
+        u[1] = finite ? second * s : second / pair.t;
     }
 }
 
@@ -194,8 +199,13 @@ std::int32_t MF_S_SYTRF_(mf_solver& solver, std::int32_t node, LdltMode mode,
                          LdltCounters& counters) noexcept {
     mf_snode& snode = solver.snodes[node];
     double* const update = solver.work_block;
-    const LdltFront front{snode.factor_block, solver.front_work, solver.pivot_index + snode.first(),
-                          snode.npiv,         snode.n_rows(),    mode.blas_interchange,
+    const LdltFront front{snode.factor_block,
+                          solver.front_work,
+                          solver.pivot_index + snode.first(),
+                          snode.npiv,
+                          snode.n_rows(),
+                          mode.in_place,
+                          mode.blas_interchange,
                           mode.threads};
     if (!mode.in_place)
         for (std::int32_t c = 0; c < snode.nupd; ++c)

@@ -12,6 +12,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <cinttypes>
 
 namespace vyr {
@@ -92,7 +93,10 @@ Status mf_node_loop(mf_solver& solver, std::int32_t first, std::int32_t last) no
     const LoopSettings settings{core_mode, ctrl_int(CTRL_TYPE) == TYPE_CSYM, core_mode == CORE_MAPPED,
                                 small_calls.threads()};
     LdltCounters counters;
-    if (first == 0) mf_stack_clear(solver);
+    if (first == 0) {
+        mf_stack_clear(solver);
+        std::fill_n(solver.work_block, solver.ldw() * solver.ldw(), 0.0);
+    }
     for (std::int32_t node = first; node < last; ++node) {
         const Status status = process_node(solver, node, settings, counters);
         if (status != VYR_OK) {

@@ -25,9 +25,10 @@ void divide_by_pairs(const mf_snode& node, const double* z, double* v) noexcept 
         const double* d = node.factor_block + k + std::int64_t{k} * node.npiv;
         const double e = d[1];
         if (e == 0.0) continue;
-        const double p = d[0] / e, q = d[node.npiv + 1] / e, s = 1.0 / (e * (p * q - 1.0));
-        v[k] = (q * z[k] - z[k + 1]) * s;
-        v[k + 1] = (p * z[k + 1] - z[k]) * s;
+        // Divided by t, whose reciprocal overflows when it is subnormal.
+        const double p = d[0] / e, q = d[node.npiv + 1] / e, t = e * (p * q - 1.0);
+        v[k] = (q * z[k] - z[k + 1]) / t;
+        v[k + 1] = (p * z[k + 1] - z[k]) / t;
     }
 }
 

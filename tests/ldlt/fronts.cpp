@@ -8,6 +8,9 @@ namespace vyr::test {
 
 namespace {
 
+/// Products of factors up to this many times the front may lose no more than the front itself would.
+constexpr double SMALL_GROWTH = 100.0;
+
 /// A <- P L A L' P', for the exchange (k, p) and the unit column `l` (entries k + 1 .. n-1) of pivot k.
 void apply_factor(Dense& a, std::int32_t k, std::int32_t p, const std::vector<double>& l) {
     for (std::int32_t j = 0; j < a.n; ++j)
@@ -109,13 +112,14 @@ Dense rebuild(const Eliminated& f, double& magnitude) {
 }
 
 double rebuild_error(const Front& front, const Eliminated& f) {
-    double magnitude = 0.0, error = 0.0;
+    double magnitude = 0.0, error = 0.0, largest = 0.0;
     const Dense a = rebuild(f, magnitude);
+    for (const double value : front.dense.a) largest = std::fmax(largest, std::fabs(value));
     for (std::size_t i = 0; i < a.a.size(); ++i) {
         const double difference = std::fabs(a.a[i] - front.dense.a[i]);
         if (!(difference <= error)) error = difference; // a NaN counts as the largest
     }
-    return error / magnitude;
+    return error / (magnitude <= SMALL_GROWTH * largest ? largest : magnitude);
 }
 
 } // namespace vyr::test

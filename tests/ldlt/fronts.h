@@ -55,7 +55,8 @@ Eliminated eliminate(const Front& front, bool in_place, bool blas_interchange);
 /// undoes them. `magnitude` gets the largest entry of the same product of magnitudes.
 Dense rebuild(const Eliminated& f, double& magnitude);
 
-/// Largest difference between the front and its rebuilt factors, relative to the product of magnitudes.
+/// Largest difference between the front and its rebuilt factors, relative to the front's largest entry; where
+/// the factors have grown far beyond it, to the product of their magnitudes.
 double rebuild_error(const Front& front, const Eliminated& f);
 
 } // namespace vyr::test

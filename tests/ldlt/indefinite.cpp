@@ -56,4 +56,14 @@ Csc random_indefinite(std::int32_t n, const Edges& edges, double weak, Rng& rng)
     return a;
 }
 
+Edges clique_chain_edges(std::int32_t count, std::int32_t size) {
+    Edges edges;
+    for (std::int32_t c = 0; c < count; ++c) {
+        const std::int32_t next = (c + 1) * size;
+        for (auto [i, j] : dense_edges(size)) edges.emplace_back(c * size + i, c * size + j);
+        for (std::int32_t i = next - 4; c + 1 < count && i < next; ++i) edges.emplace_back(i, next);
+    }
+    return edges;
+}
+
 } // namespace vyr::test

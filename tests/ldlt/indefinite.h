@@ -16,4 +16,8 @@ Csc saddle_point(std::int32_t nx, std::int32_t ny, std::int32_t every, Rng& rng)
 /// 4].
 Csc random_indefinite(std::int32_t n, const Edges& edges, double weak, Rng& rng);
 
+/// Complete graphs of `size` vertices; the last four of each are joined to the first one of the next. Every
+/// inner part becomes a node with candidates for any zero diagonal.
+Edges clique_chain_edges(std::int32_t count, std::int32_t size);
+
 } // namespace vyr::test

@@ -55,7 +55,7 @@ TEST(LdltKernel, FactorsTheTwoSmallReferenceFronts) {
     const Eliminated swapped = eliminate_all_ways(two_by_two(0.0, 2.0, 7.0));
     EXPECT_EQ(swapped.record, (std::vector<std::int32_t>{1, 1}));
     EXPECT_EQ(swapped.block[0], 7.0);
-    EXPECT_EQ(swapped.block[3], -(2.0 * (1.0 / 7.0)) * 2.0);
+    EXPECT_DOUBLE_EQ(swapped.block[3], -4.0 / 7.0);
     EXPECT_EQ(swapped.block[1], 0.0);
     EXPECT_EQ(swapped.counters.second_tests, 1);
     EXPECT_EQ(swapped.n_pairs, 0);
@@ -135,10 +135,12 @@ TEST(LdltKernel, StopsAtAPivotThatIsZeroOrNotFinite) {
     front.dense(20, 20) = INFINITY;
     EXPECT_EQ(eliminate_all_ways(front).n_pivots, 20);
     EXPECT_EQ(eliminate_all_ways(two_by_two(0.0, 0.0, 1.0)).n_pivots, 0);
+    EXPECT_EQ(eliminate_all_ways(two_by_two(0.0, 1.0, NAN)).n_pivots, 0) << "a pair that is not a number";
+    EXPECT_EQ(eliminate_all_ways(two_by_two(0.0, INFINITY, 0.0)).n_pivots, 0);
 }
 
 TEST(LdltKernel, KeepsItsPivotTestsAtTinyAndHugeScales) {
-    for (const double scale : {1e-307, 1e-200, 1e200, 1e300}) {
+    for (const double scale : {1e-309, 1e-200, 1e200, 1e300}) {
         const Eliminated pair = eliminate_all_ways(two_by_two(0.0, scale, 0.0));
         EXPECT_EQ(pair.n_pairs, 1) << scale;
         const Eliminated swapped = eliminate_all_ways(two_by_two(1e-8 * scale, scale, 0.5 * scale));
@@ -152,6 +154,12 @@ TEST(LdltKernel, KeepsItsPivotTestsAtTinyAndHugeScales) {
     Front subnormal(1, 1);
     subnormal.dense(0, 0) = 1e-310;
     EXPECT_EQ(eliminate_all_ways(subnormal).block[1], 0.0) << "0 divided by a pivot without a reciprocal";
+    Front subnormal_pair(2, 1);
+    subnormal_pair.dense.set(0, 1, 1e-309);
+    subnormal_pair.dense.set(0, 2, 1e-309);
+    subnormal_pair.dense.set(1, 2, 1e-309);
+    EXPECT_EQ(eliminate_all_ways(subnormal_pair).block,
+              (std::vector<double>{0.0, 1e-309, 0.0, 0.0, 1.0, 1.0}));
 }
 
 // The node's own rows are the only candidates, however large the coupling block is.

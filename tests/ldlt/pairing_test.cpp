@@ -1,7 +1,7 @@
 #include "indefinite.h"
+#include "paired.h"
 #include "support/session.h"
 #include "tools/vyr/generators.h"
-#include "tools/vyr/pivot_pairs.h"
 
 #include <gtest/gtest.h>
 
@@ -12,14 +12,6 @@ using namespace vyr;
 using namespace vyr::test;
 
 namespace {
-
-tool::SparseMatrix to_tool(const Csc& a) {
-    return {a.n, a.colptr, a.rowind, a.values};
-}
-
-Csc to_test(const tool::SparseMatrix& a) {
-    return {a.n, a.col_ptr, a.row_ind, a.values};
-}
 
 /// The status of the factorization; `error` gets the backward error of a solve.
 int solve_status(const Csc& a, bool keep_pairs_together, double& error) {
@@ -85,4 +77,10 @@ TEST(PivotPairs, GiveTiedEquationsOnePatternAndLeaveStrongMatricesAlone) {
     EXPECT_EQ(paired.matrix.col_ptr, (std::vector<std::int32_t>{0, 3, 5, 7, 8}));
     EXPECT_EQ(paired.matrix.row_ind, (std::vector<std::int32_t>{0, 2, 3, 1, 2, 2, 3, 3}));
     EXPECT_EQ(paired.matrix.values, (std::vector<double>{0, 0, 1, 5, 1, 5, 1, 5}));
+
+    // 1e-100 beside 1e230 scores 0 in double precision and is a partner all the same: led by the strong 2,
+    // the weak 0 and 1 share one pattern.
+    const Csc steep = {4, {0, 1, 2, 4, 5}, {1, 2, 2, 3, 3}, {1e-100, 1e230, 1e231, 1e230, 1e231}};
+    EXPECT_EQ(tool::pair_weak_diagonals(to_tool(steep)).matrix.col_ptr,
+              (std::vector<std::int32_t>{0, 4, 7, 9, 10}));
 }

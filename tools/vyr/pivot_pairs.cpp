@@ -126,7 +126,8 @@ std::int32_t Ties::best_free(std::int32_t c) const {
         const std::int32_t p = neighbour_[k];
         if (p == c || !free(p) || weight_[k] == 0.0) continue;
         const double score = weight_[k] / largest_[p] + (weak(p) ? 0.0 : 1.0);
-        if (score > best_score || (score == best_score && degree(p) < degree(best))) {
+        // The first one counts whatever its score: next to a far larger entry it vanishes.
+        if (best < 0 || score > best_score || (score == best_score && degree(p) < degree(best))) {
             best = p;
             best_score = score;
         }
