@@ -25,8 +25,7 @@ void product(const LdltFront& front, std::int32_t m, std::int32_t n, std::int32_
 
 } // namespace
 
-void mf_load_rows(const LdltFront& front, std::int32_t waiting, std::int32_t first,
-                  std::int32_t last) noexcept {
+void mf_load_rows(const LdltFront& front, std::int32_t first, std::int32_t last) noexcept {
     const std::int32_t count = last - first;
     double* target = front.z(first);
     for (std::int32_t c = first; c < front.width; ++c) {
@@ -34,9 +33,6 @@ void mf_load_rows(const LdltFront& front, std::int32_t waiting, std::int32_t fir
         for (std::int32_t i = 0; i < count; ++i)
             target[c + static_cast<std::int64_t>(i) * front.width] = source[i];
     }
-    if (waiting < first)
-        product(front, front.width - first, count, first - waiting, front.z(waiting) + first,
-                front.column(first) + waiting, 1.0, target + first, front.width);
 }
 
 void mf_update_row(const LdltFront& front, std::int32_t first, std::int32_t k) noexcept {
@@ -44,21 +40,21 @@ void mf_update_row(const LdltFront& front, std::int32_t first, std::int32_t k) n
                front.column(k) + first, 1, 1.0, front.z(k) + k, 1);
 }
 
-void mf_update_trailing(const LdltFront& front, std::int32_t waiting, std::int32_t done,
+void mf_update_trailing(const LdltFront& front, std::int32_t first, std::int32_t done,
                         std::int32_t row) noexcept {
-    const std::int32_t npiv = front.npiv, n_waiting = done - waiting;
-    if (row >= npiv || n_waiting == 0) return;
-    const double* left = front.z(waiting) + row;
+    const std::int32_t npiv = front.npiv, n_done = done - first;
+    if (row >= npiv || n_done == 0) return;
+    const double* left = front.z(first) + row;
     // Strips follow the triangle of the pivot columns; the coupling block has no part to leave out.
     const std::int32_t strips_end = front.in_place ? npiv : row;
     for (std::int32_t c = row; c < strips_end; c += LDLT_STRIP) {
         const std::int32_t end = std::min(c + LDLT_STRIP, strips_end);
-        product(front, end - row, end - c, n_waiting, left, front.column(c) + waiting, 1.0,
-                front.column(c) + row, npiv);
+        product(front, end - row, end - c, n_done, left, front.column(c) + first, 1.0, front.column(c) + row,
+                npiv);
     }
     if (strips_end < front.width)
-        product(front, npiv - row, front.width - strips_end, n_waiting, left,
-                front.column(strips_end) + waiting, 1.0, front.column(strips_end) + row, npiv);
+        product(front, npiv - row, front.width - strips_end, n_done, left, front.column(strips_end) + first,
+                1.0, front.column(strips_end) + row, npiv);
 }
 
 void mf_form_update(const LdltFront& front, double* update, std::int32_t ld) noexcept {

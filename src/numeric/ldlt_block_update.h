@@ -5,17 +5,15 @@
 
 namespace vyr {
 
-/// Copies rows first .. last-1 of the block into Z and applies the waiting pivots `waiting` .. first-1 to
-/// them.
-void mf_load_rows(const LdltFront& front, std::int32_t waiting, std::int32_t first,
-                  std::int32_t last) noexcept;
+/// Copies rows first .. last-1 of the block into Z.
+void mf_load_rows(const LdltFront& front, std::int32_t first, std::int32_t last) noexcept;
 
 /// Applies the pivots first .. k-1 of the block of pivots begun at `first` to row k of Z.
 void mf_update_row(const LdltFront& front, std::int32_t first, std::int32_t k) noexcept;
 
-/// Applies the waiting pivots `waiting` .. done-1 to the rows row .. npiv-1 of the block: upper triangle, and
+/// Applies the pivots first .. done-1 to the rows row .. npiv-1 of the block: upper triangle, and
 /// below it whatever the strips cover, or in one piece all of it; nobody reads that.
-void mf_update_trailing(const LdltFront& front, std::int32_t waiting, std::int32_t done,
+void mf_update_trailing(const LdltFront& front, std::int32_t first, std::int32_t done,
                         std::int32_t row) noexcept;
 
 /// Writes the update matrix -Z^T U of the coupling block in strips of columns; only the upper triangle (and

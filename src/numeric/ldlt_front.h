@@ -10,10 +10,6 @@ namespace vyr {
 /// Pivot columns of one block; inside a block columns are brought up to date one by one.
 inline constexpr std::int32_t LDLT_BLOCK = LAPACK_BLOCK_SIZE;
 
-/// Pivots whose finished blocks wait until the trailing rows are updated, so that these are read and written
-/// once for 64 pivots instead of once for 16.
-inline constexpr std::int32_t LDLT_WAITING_PIVOTS = 4 * LDLT_BLOCK;
-
 /// Columns of one strip of a deferred update or of the update matrix, in-place variant.
 inline constexpr std::int32_t LDLT_STRIP = 4 * LDLT_BLOCK;
 

@@ -47,14 +47,14 @@ private:
     bool take_pair(std::int32_t row, std::int32_t end) noexcept;
     void store_rows(std::int32_t begin, std::int32_t end, std::int32_t col, std::int32_t col_end) noexcept;
     void store_pair(std::int32_t col, std::int32_t col_end) noexcept;
-    void apply_waiting(std::int32_t row) noexcept;
+    void apply_block(std::int32_t row) noexcept;
 
     const LdltFront& front_;
     LdltCounters& counters_;
-    std::int32_t waiting_ = 0; ///< first pivot whose update of the trailing rows is deferred
-    std::int32_t first_ = 0;   ///< first pivot of the current block
-    std::int32_t k_ = 0;       ///< pivots eliminated
-    bool pair_ = false;        ///< pivots waiting_ and waiting_ + 1 are a 2 x 2 pivot
+    std::int32_t first_ =
+        0;               ///< first pivot of the current block, whose update of the trailing rows is deferred
+    std::int32_t k_ = 0; ///< pivots eliminated
+    bool pair_ = false;  ///< the block's first two pivots are a 2 x 2 pivot
     bool took_pair_ = false;
 };
 
@@ -62,8 +62,7 @@ std::int32_t Elimination::run() noexcept {
     while (k_ < front_.npiv) {
         const Step step = eliminate_block();
         if (step == Step::FAILED) return k_;
-        if (step == Step::DONE && (k_ - waiting_ >= LDLT_WAITING_PIVOTS || k_ == front_.npiv))
-            apply_waiting(k_);
+        if (step == Step::DONE) apply_block(k_);
     }
     return k_;
 }
@@ -71,7 +70,7 @@ std::int32_t Elimination::run() noexcept {
 Elimination::Step Elimination::eliminate_block() noexcept {
     first_ = k_;
     const std::int32_t end = std::min(first_ + LDLT_BLOCK, front_.npiv);
-    mf_load_rows(front_, waiting_, first_, end);
+    mf_load_rows(front_, first_, end);
     Step step = Step::DONE;
     while (k_ < end && step == Step::DONE) {
         if (k_ > first_) mf_update_row(front_, first_, k_);
@@ -82,7 +81,7 @@ Elimination::Step Elimination::eliminate_block() noexcept {
     if (step == Step::RESTART) {
         // The rows below k are brought up to date in the block; row k already is, in Z.
         if (k_ > first_) ++counters_.early_flushes;
-        apply_waiting(k_ + 1);
+        apply_block(k_ + 1);
         const double* row = front_.z(k_);
         for (std::int32_t c = k_; c < front_.width; ++c) front_.at(k_, c) = row[c];
     }
@@ -93,13 +92,13 @@ Elimination::Step Elimination::eliminate_block() noexcept {
 Elimination::Step Elimination::take_pivot(std::int32_t end) noexcept {
     std::int32_t row = k_;
     if (!mf_diagonal_dominates(front_.z(k_), k_, front_.npiv)) {
-        if (waiting_ < k_) return Step::RESTART;
+        if (first_ < k_) return Step::RESTART;
         const PivotChoice choice = mf_choose_pivot(front_, k_, counters_);
         row = choice.row;
         if (choice.kind != PivotKind::DIAGONAL) {
             mf_interchange(front_, k_, k_, row);
             if (choice.kind == PivotKind::TWO_BY_TWO && row > k_ + 1) mf_interchange(front_, k_, k_ + 1, row);
-            mf_load_rows(front_, waiting_, first_, end);
+            mf_load_rows(front_, first_, end);
         }
         if (choice.kind == PivotKind::TWO_BY_TWO) return take_pair(row, end) ? Step::DONE : Step::FAILED;
     }
@@ -136,7 +135,7 @@ bool Elimination::take_pair(std::int32_t row, std::int32_t end) noexcept {
 /// Writes the rows begin .. end-1 of Z, divided by D, into columns col .. col_end-1 of the block.
 void Elimination::store_rows(std::int32_t begin, std::int32_t end, std::int32_t col,
                              std::int32_t col_end) noexcept {
-    if (pair_ && begin == waiting_) {
+    if (pair_ && begin == first_) {
         store_pair(col, col_end);
         begin += 2;
     }
@@ -160,7 +159,7 @@ void Elimination::store_rows(std::int32_t begin, std::int32_t end, std::int32_t 
 }
 
 void Elimination::store_pair(std::int32_t col, std::int32_t col_end) noexcept {
-    const std::int32_t k = waiting_;
+    const std::int32_t k = first_;
     const Pair pair(front_.at(k, k), front_.at(k + 1, k), front_.at(k + 1, k + 1));
     const double* x = front_.z(k);
     const double* y = front_.z(k + 1);
@@ -174,17 +173,16 @@ void Elimination::store_pair(std::int32_t col, std::int32_t col_end) noexcept {
     }
 }
 
-/// Applies everything that waits to the rows from `row` on; nothing waits afterwards.
-void Elimination::apply_waiting(std::int32_t row) noexcept {
-    mf_update_trailing(front_, waiting_, k_, row);
+/// Applies the deferred update of the block to the rows from `row` on, which ends the block.
+void Elimination::apply_block(std::int32_t row) noexcept {
+    mf_update_trailing(front_, first_, k_, row);
     if (pair_) {
         // The substitution replays the second exchange of a 2 x 2 pivot after it has used the first row, so
         // that row goes back to the order before it, now that no update needs it any more.
-        const std::int32_t r = front_.record[waiting_ + 1];
-        if (r != waiting_ + 1) std::swap(front_.at(waiting_, waiting_ + 1), front_.at(waiting_, r));
+        const std::int32_t r = front_.record[first_ + 1];
+        if (r != first_ + 1) std::swap(front_.at(first_, first_ + 1), front_.at(first_, r));
     }
     pair_ = false;
-    waiting_ = k_;
 }
 
 /// The strict lower triangle carries the off-diagonal entries of 2 x 2 pivots: nothing else may show there.

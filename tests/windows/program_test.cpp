@@ -57,24 +57,26 @@ TEST_F(Program, WritesTheReportIntoAFolderOfItsOwn) {
     EXPECT_NE(read("a folder/VYR_spd 2.2.info").find("<STATUS>0</STATUS>"), std::string::npos);
 }
 
-// OpenBLAS takes the kernels of another processor when it is told to, and says which.
+// OpenBLAS takes the kernels of another processor when it is told to, and says which; the base it calls by
+// its oldest name.
 TEST_F(Program, SolvesWithTheKernelsOfEveryProcessorFamilyThatRunsHere) {
     ASSERT_EQ(vyr("generate elasticity3d 8 -o a.mtx"), 0) << read("err");
     _putenv_s("OPENBLAS_VERBOSE", "2");
     int n_run = 0;
-    const auto solve_with = [&](const char* family, bool runs_here) {
+    const auto solve_with = [&](const char* family, const char* shown, bool runs_here) {
         if (!runs_here) return;
         _putenv_s("OPENBLAS_CORETYPE", family);
         EXPECT_EQ(vyr("solve a.mtx --threads 2"), 0) << family << "\n" << read("err");
-        EXPECT_NE((read("out") + read("err")).find(std::string("Core: ") + family), std::string::npos)
+        EXPECT_NE((read("out") + read("err")).find(std::string("Core: ") + shown), std::string::npos)
             << read("out") << read("err");
         ++n_run;
     };
     const bool avx2 = __builtin_cpu_supports("avx2") != 0;
-    solve_with("Prescott", true);
-    solve_with("Haswell", avx2);
-    solve_with("Zen", avx2);
-    solve_with("SkylakeX", __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"));
+    solve_with("Prescott", "Katmai", true);
+    solve_with("Haswell", "Haswell", avx2);
+    solve_with("Zen", "Zen", avx2);
+    solve_with("SkylakeX", "SkylakeX",
+               __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"));
     std::cout << n_run << " families of kernels were run\n";
 }
 
