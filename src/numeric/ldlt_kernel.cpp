@@ -1,8 +1,8 @@
-// Right-looking between strips, left-looking inside: pivots are taken in blocks of 16; a row is brought up to
-// date when its turn comes, and the rows below the block only when a strip of blocks is full. An interchange
-// needs all of them, so a row whose diagonal looks weak first has everything that waits applied ("early
-// flush"). Blocks restart there; therefore interchanges and 2 x 2 pivots happen only at the first column of a
-// block, with nothing waiting, and no finished row ever has to follow an exchange.
+// Right-looking between blocks of 16 pivots, left-looking inside: a row is brought up to date when its turn
+// comes, and the rows below a block when it is full. An interchange needs all of them, so a row whose
+// diagonal looks weak first has the block's update applied ("early flush"). Blocks restart there; therefore
+// interchanges and 2 x 2 pivots happen only at the first column of a block, and no finished row ever has to
+// follow an exchange.
 #include "numeric/ldlt_kernel.h"
 
 #include "numeric/ldlt_block_update.h"
