@@ -132,8 +132,9 @@ bool obtain_block(mf_solver& solver, std::int32_t s) noexcept {
     if (!find_room(solver, mf_block_cost(bytes)) && store.limit_is_hard) return false;
     void* block = allocate_block(solver, bytes, node.flags);
     if (block == nullptr) return false;
-    // Pages come zeroed.
-    if ((node.flags & FLAG_PAGE_BLOCK) == 0) std::memset(block, 0, bytes);
+    // Fresh pages are zero already. They are touched here all the same, by one thread: several that fault at
+    // once slow each other down (p3d_80 under a memory limit, two threads: 19.4 s without, 12.8 s with).
+    std::memset(block, 0, bytes);
     node.factor_block = static_cast<double*>(block);
     node.block_bytes = bytes;
     solver.held_bytes += mf_block_cost(bytes);
