@@ -51,10 +51,9 @@ private:
 
     const LdltFront& front_;
     LdltCounters& counters_;
-    std::int32_t first_ =
-        0;               ///< first pivot of the current block, whose update of the trailing rows is deferred
-    std::int32_t k_ = 0; ///< pivots eliminated
-    bool pair_ = false;  ///< the block's first two pivots are a 2 x 2 pivot
+    std::int32_t first_ = 0; ///< first pivot of the block whose update of the trailing rows is deferred
+    std::int32_t k_ = 0;     ///< pivots eliminated
+    bool pair_ = false;      ///< the block's first two pivots are a 2 x 2 pivot
     bool took_pair_ = false;
 };
 

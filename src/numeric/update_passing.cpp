@@ -132,8 +132,8 @@ Status mf_pass_columns(const mf_solver& solver, std::int32_t node, const double*
 void mf_add_piece(const mf_snode& ancestor, const double* piece, std::int32_t ld, std::int32_t first_row,
                   std::int32_t n_rows, std::int32_t n_owned, const std::int32_t* owned_rows,
                   const std::int32_t* place) noexcept {
-    constexpr std::int32_t TILE =
-        8; // rows of the piece, columns of the ancestor: one cache line of the source
+    // Rows of the piece, columns of the ancestor, taken together: one cache line of the source.
+    constexpr std::int32_t TILE = 8;
     const std::int32_t first = ancestor.first();
     double* column[TILE];
     for (std::int32_t i0 = 0; i0 < n_rows; i0 += TILE) {
