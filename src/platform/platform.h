@@ -34,6 +34,9 @@ struct SystemInfo {
 
 void system_info(SystemInfo& info) noexcept;
 
+/// Bytes of a page.
+[[nodiscard]] std::size_t page_size() noexcept;
+
 /// Heap blocks, aligned for any type. heap_calloc returns zeroed memory without touching fresh pages.
 [[nodiscard]] void* heap_alloc(std::size_t bytes) noexcept;
 [[nodiscard]] void* heap_calloc(std::size_t bytes) noexcept;

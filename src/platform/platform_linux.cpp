@@ -18,17 +18,17 @@ namespace {
 /// Room in front of a page block that remembers the length of its mapping; keeps cache-line alignment.
 constexpr std::size_t PAGE_BLOCK_HEADER = 64;
 
-std::size_t page_bytes() noexcept {
+} // namespace
+
+std::size_t page_size() noexcept {
     const long bytes = sysconf(_SC_PAGESIZE);
     return bytes > 0 ? static_cast<std::size_t>(bytes) : 4096;
 }
 
-} // namespace
-
 void system_info(SystemInfo& info) noexcept {
     info = SystemInfo{};
     info.architecture = 9; // x86-64, in the numbering that hosts of both systems know
-    info.page_size = static_cast<std::uint32_t>(page_bytes());
+    info.page_size = static_cast<std::uint32_t>(page_size());
     info.allocation_granularity = info.page_size;
     const long processors = sysconf(_SC_NPROCESSORS_ONLN);
     info.n_processors = processors > 0 ? static_cast<std::uint32_t>(processors) : 1;
@@ -58,7 +58,7 @@ std::size_t heap_usable_size(void* block) noexcept {
 }
 
 void* page_alloc(std::size_t bytes) noexcept {
-    const std::size_t page = page_bytes();
+    const std::size_t page = page_size();
     if (bytes > SIZE_MAX - PAGE_BLOCK_HEADER - page) return nullptr;
     const std::size_t length = (bytes + PAGE_BLOCK_HEADER + page - 1) / page * page;
     void* base = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

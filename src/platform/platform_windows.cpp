@@ -41,6 +41,12 @@ void system_info(SystemInfo& info) noexcept {
     if (GetVersionExA(&version) != 0) info.os_major = version.dwMajorVersion;
 }
 
+std::size_t page_size() noexcept {
+    SYSTEM_INFO system{};
+    GetSystemInfo(&system);
+    return system.dwPageSize;
+}
+
 void* heap_alloc(std::size_t bytes) noexcept {
     return std::malloc(bytes);
 }

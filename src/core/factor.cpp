@@ -1,0 +1,28 @@
+#include "core/factor.h"
+
+namespace vyr {
+
+void SpareBuffer::put(Buffer<char> buffer) noexcept {
+    while (busy_.test_and_set(std::memory_order_acquire)) {
+    }
+    std::swap(buffer, buffer_);
+    bytes_.store(buffer_.count(), std::memory_order_relaxed);
+    busy_.clear(std::memory_order_release);
+}
+
+Buffer<char> SpareBuffer::take() noexcept {
+    Buffer<char> taken;
+    while (busy_.test_and_set(std::memory_order_acquire)) {
+    }
+    std::swap(taken, buffer_);
+    bytes_.store(0, std::memory_order_relaxed);
+    busy_.clear(std::memory_order_release);
+    return taken;
+}
+
+Factor::~Factor() {
+    for (std::int64_t s = 0; s < blocks.count(); ++s)
+        if (blocks[s].bytes != 0) mf_page_free(*memory, blocks[s].values, blocks[s].flags);
+}
+
+} // namespace vyr

@@ -1,0 +1,101 @@
+// What the factorization makes of an analysed pattern and its values.
+#pragma once
+
+#include "core/analysis.h"
+#include "core/status.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace vyr {
+
+/// Bits of FactorBlock::flags. FLAG_PAGE_BLOCK (accounting.h) is another one.
+enum BlockFlag : std::uint32_t {
+    BLOCK_FINISHED = 0x100,   ///< eliminated, and its update has been passed on
+    BLOCK_TWO_BY_TWO = 0x200, ///< holds a 2 x 2 pivot
+    BLOCK_ASSEMBLED = 0x1000, ///< the input entries are in the block
+    BLOCK_WRITTEN = 0x20000   ///< the block is in a factor file
+};
+
+/// The factor block of one supernode.
+struct FactorBlock {
+    double* values;      ///< npiv x (npiv + nupd), column-major, leading dimension npiv; U = L^T; or null
+    std::uint64_t bytes; ///< size of a separately allocated block; 0 when it points into lu_values
+    std::uint32_t flags; ///< BlockFlag bits
+    std::uint32_t file_number; ///< of the factor file that holds the block
+};
+
+/// Work space of the factorization, kept for the next one with other values.
+struct FactorWork {
+    Buffer<double> task_work;       ///< the tasks' work blocks
+    Buffer<std::int32_t> node_work; ///< 2 n scratch integers a task
+
+    // L D L^T only.
+    Buffer<double> front_work;         ///< rows of the largest front before their division
+    Buffer<double> work_block;         ///< ldw x ldw: the update of the node at hand
+    Buffer<double> update_stack;       ///< mapped core mode: update_stack_peak doubles
+    Buffer<std::int32_t> update_nodes; ///< nodes whose update is on the stack, the last one on top
+    std::int64_t update_top = 0;       ///< doubles in use on update_stack
+    std::int32_t n_update_nodes = 0;
+};
+
+/// Factor files, and the memory of a factorization out of core.
+struct FactorFiles {
+    Buffer<char> directory;          ///< with its terminator; empty: the current one
+    std::int32_t count = 0;          ///< next file to write; afterwards the number of files
+    std::int64_t max_bytes = 0;      ///< size of the largest file
+    std::int64_t doubles = 0;        ///< written to files
+    Status status = Status::OK;      ///< or what this run's last flush answered when it wrote nothing
+    std::int64_t room_bytes = 0;     ///< most that blocks and read buffer may hold in this run
+    std::int64_t held_bytes = 0;     ///< separately allocated blocks, with what their pages cost
+    std::int64_t finished_bytes = 0; ///< the part of held_bytes that may go to a file
+};
+
+struct BlockStore; // memory/block_store.h
+
+/// A read buffer that waits for the next solve out of core: made by the factorization, so that there is one,
+/// lent to one solve at a time. A second solve at the same time makes its own.
+class SpareBuffer {
+public:
+    ~SpareBuffer() { reset(); }
+    void reset() noexcept { put(Buffer<char>()); }
+    /// Leaves `buffer` here and releases what was here.
+    void put(Buffer<char> buffer) noexcept;
+    /// Hands the buffer over; an empty one when there is none.
+    [[nodiscard]] Buffer<char> take() noexcept;
+    std::int64_t bytes() const noexcept { return bytes_.load(std::memory_order_relaxed); }
+
+private:
+    std::atomic_flag busy_ = ATOMIC_FLAG_INIT;
+    std::atomic<std::int64_t> bytes_{0};
+    Buffer<char> buffer_;
+};
+
+/// The factor of one matrix. Its analysis and the accounting it was made with must outlive it. Solving only
+/// reads it, so that several threads solve with one factor at a time; factorising again needs it alone.
+struct Factor {
+    Factor(Accounting& accounting, const Analysis& pattern) noexcept
+        : memory(&accounting), analysis(&pattern) {}
+    ~Factor();
+    Factor(const Factor&) = delete;
+    Factor& operator=(const Factor&) = delete;
+
+    Accounting* memory;
+    const Analysis* analysis;
+    Buffer<FactorBlock> blocks;  ///< n_snodes
+    Buffer<double> lu_values;    ///< factor_entries, in core only
+    bool lu_values_zero = false; ///< lu_values is fresh from the system and still all zero
+    Buffer<double> diag_values;  ///< n, pivot order: diagonal of L; -DBL_MAX where not computed
+    Buffer<std::int32_t>
+        pivot_index;          ///< n, L D L^T only: chosen row of each pivot, counted from its node's first
+    Buffer<double> scale_rhs; ///< n divisors of the right-hand side, caller's numbering; may be empty
+    Buffer<double> scale_sol; ///< n divisors of the solution; may be empty
+    FactorWork work;
+    FactorFiles files;
+    mutable SpareBuffer read_buffer;
+    BlockStore* block_store = nullptr; ///< while a factorization without lu_values runs
+
+    double* block(std::int32_t node) const noexcept { return blocks[node].values; }
+};
+
+} // namespace vyr

@@ -1,0 +1,56 @@
+// Everything a host may choose, in force for one call.
+#pragma once
+
+#include "platform/simd.h"
+
+#include <cstdint>
+
+namespace vyr {
+
+/// Values of Settings::type.
+enum MatrixType {
+    TYPE_BOTH = 2,    ///< both triangles may be stored
+    TYPE_SIMPLE = 10, ///< not served
+    TYPE_SPD = 11,    ///< positive definite, lower triangle: L L^T
+    TYPE_LDLT = 12,   ///< indefinite, lower triangle: L D L^T
+    TYPE_CSYM = 13,   ///< as TYPE_LDLT, exchanging rows with the BLAS
+    TYPE_EXPAND = 14  ///< one triangle, expanded for the residuals
+};
+
+/// Values of Settings::core_mode; any other value chooses automatically.
+enum CoreMode { CORE_IN = 0, CORE_OUT = 1, CORE_LIMITED = 2, CORE_MAPPED = 3, CORE_GPU = 4, CORE_GBLAS = 5 };
+
+/// True for the types that store only the lower triangle.
+constexpr bool is_lower_triangle_type(int type) noexcept {
+    return type >= TYPE_SPD && type <= TYPE_CSYM;
+}
+
+/// Rows of a LAPACK block, and pivots of a block of the L D L^T kernel.
+inline constexpr int LAPACK_BLOCK_SIZE = 16;
+
+struct Settings {
+    int type = TYPE_SPD;           ///< a TYPE_ value
+    int core_mode = CORE_IN;       ///< a CORE_ value
+    int scaling = 0;               ///< 0 none, 1 right-hand side, 2 solution, 3 both
+    int refinement_limit = 1;      ///< largest number of accepted solutions; 1: no refinement
+    bool blocked = false;          ///< compress the graph, pass updates on ancestor by ancestor
+    bool check_values = false;     ///< look at the values a factorization starts from
+    double pivot_min = 0;          ///< smallest acceptable pivot of L L^T
+    double growth_limit = 0;       ///< largest allowed pivot ratio; checked when above 1
+    double reserve_bytes = 0;      ///< memory to leave to others out of core
+    std::int32_t n_threads = 0;    ///< 0: as many as OpenMP reports
+    double memory_limit_bytes = 0; ///< most that factor blocks and read buffer may hold; 0: what there is
+    const char* directory = "";    ///< for the factor files; empty: the current one
+    simd::InstructionSet instructions = simd::instruction_set(); ///< of our own loops
+
+    // Shown by the statistics report and read by nothing else.
+    double architecture = 0;
+    double strategy_s = 2;
+    double strategy_f = 1;
+    double pivoting = 4;
+    double pivot_threshold = 0.1;
+    double relax = 0.01;
+    double block_size = LAPACK_BLOCK_SIZE;
+};
+
+} // namespace vyr
