@@ -15,7 +15,7 @@ Status fail(Context& context, Status status, const char* format, ...) noexcept {
 Status out_of_memory(Context& context, Status status) noexcept {
     const double bytes = context.memory.refused.load();
     if (bytes <= 0) return fail(context, status, "out of memory");
-    return fail(context, status, "out of memory: a block of %.1f MB was needed", bytes / MEGABYTE);
+    return fail(context, status, "out of memory: a block of %.3g MB was needed", bytes / MEGABYTE);
 }
 
 } // namespace vyr

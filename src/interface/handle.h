@@ -1,17 +1,14 @@
-// The opaque handle of the public header and the object it stands for.
+// What the opaque handle of the public header stands for.
 #pragma once
 
-#include "symbolic/solver.h"
+#include "core/factor.h"
 #include "vyr.h"
 
-namespace vyr {
+/// One matrix: its analysis and its factor.
+struct mf_solver {
+    explicit mf_solver(vyr::Accounting& memory) noexcept : factor(memory, analysis) {}
 
-inline mf_solver* from_handle(VYR_handle handle) noexcept {
-    return reinterpret_cast<mf_solver*>(handle);
-}
-
-inline VYR_handle to_handle(mf_solver* solver) noexcept {
-    return reinterpret_cast<VYR_handle>(solver);
-}
-
-} // namespace vyr
+    vyr::Analysis analysis;
+    vyr::Factor factor;
+    vyr::Status factor_status = vyr::Status::OK; ///< of the last factorization; explains the pivots
+};

@@ -1,19 +1,29 @@
 // Checks of the caller's matrix: its structure at the start, its values before every factorization.
 #pragma once
 
-#include "interface/status.h"
+#include "core/analysis.h"
+#include "core/context.h"
 
 #include <cstdint>
 
 namespace vyr {
 
 /// Checks the structure of a compressed-column matrix and records order, entries, symmetry measure and
-/// missing diagonals in mf_info, the status in INFO_STATUS.
+/// missing diagonals in the statistics. pattern.n is n_cols.
 ///
-/// Returns 0, -1, -2, -3, -4, -6, -7, -13, or -29 without memory for the symmetry measure of types that store
-/// both triangles. Prints what it finds when messages are on. Cost: one pass, two for the symmetry measure.
-[[nodiscard]] Status mf_check_input(std::int32_t n_rows, std::int32_t n_cols, const std::int32_t* col_ptr,
-                                    const std::int32_t* row_ind) noexcept;
+/// Returns OK, NULL_MATRIX, EMPTY_MATRIX, EMPTY_COLUMN, DUPLICATE, STRUCTURE, NOT_SQUARE, UPPER_ENTRY, or
+/// MEMORY for the symmetry measure of types that store both triangles. Prints what it finds when messages are
+/// on. Cost: one pass, two for the symmetry measure.
+Status mf_check_input(Context& context, std::int32_t n_rows, std::int32_t n_cols,
+                      const Pattern& pattern) noexcept;
+
+/// Matched off-diagonal positions over stored off-diagonal entries, on a scale that counts each match from
+/// both sides and the diagonal along with them: a symmetric pattern with a full diagonal gives 2 nnz / (nnz -
+/// n).
+///
+/// The structure must have been checked. Infinite or not a number when only diagonal entries are stored.
+/// Returns OK or MEMORY.
+Status mf_symmetry_measure(Context& context, const Pattern& pattern, double& measure) noexcept;
 
 /// Extremes of the absolute values.
 struct ValueRange {
@@ -21,9 +31,8 @@ struct ValueRange {
     double smallest_nonzero; ///< DBL_MAX when every value is zero
 };
 
-/// Scans all values in column order: a NaN ends the scan with -8, unsafe magnitudes draw a warning.
+/// Scans all values in column order: a NaN ends the scan with NAN_VALUE, unsafe magnitudes draw a warning.
 /// The structure must have been checked.
-[[nodiscard]] Status mf_scan_values(std::int32_t n, const std::int32_t* col_ptr, const std::int32_t* row_ind,
-                                    const double* values, ValueRange& range) noexcept;
+Status mf_scan_values(const Context& context, const Matrix& matrix, ValueRange& range) noexcept;
 
 } // namespace vyr

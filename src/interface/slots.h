@@ -79,22 +79,4 @@ enum InfoSlot {
 /// Bits of CTRL_FLAGS above the low byte.
 enum Flag { FLAG_REPORT_AT_CLEAR = 0x10000, FLAG_CHECK_VALUES = 0x20000 };
 
-/// Values of CTRL_TYPE.
-enum MatrixType {
-    TYPE_BOTH = 2,
-    TYPE_SIMPLE = 10,
-    TYPE_SPD = 11,
-    TYPE_LDLT = 12,
-    TYPE_CSYM = 13,
-    TYPE_EXPAND = 14
-};
-
-/// Values of CTRL_CORE_MODE; any other value chooses automatically.
-enum CoreMode { CORE_IN = 0, CORE_OUT = 1, CORE_LIMITED = 2, CORE_MAPPED = 3, CORE_GPU = 4, CORE_GBLAS = 5 };
-
-/// True for the types that store only the lower triangle.
-constexpr bool is_lower_triangle_type(int type) {
-    return type >= TYPE_SPD && type <= TYPE_CSYM;
-}
-
 } // namespace vyr

@@ -1,6 +1,6 @@
-#include "interface/symmetry_measure.h"
-
-#include "memory/buffer.h"
+// How symmetric a stored pattern is.
+#include "core/buffer.h"
+#include "interface/input_check.h"
 
 namespace vyr {
 
@@ -19,10 +19,11 @@ void transpose(std::int32_t n, const std::int32_t* col_ptr, const std::int32_t* 
 
 } // namespace
 
-bool mf_symmetry_measure(std::int32_t n, const std::int32_t* col_ptr, const std::int32_t* row_ind,
-                         double& measure) noexcept {
-    Buffer<std::int32_t> row_ptr(std::int64_t{n} + 1), column_ind(col_ptr[n]), mark(n);
-    if (!row_ptr || !column_ind || !mark) return false;
+Status mf_symmetry_measure(Context& context, const Pattern& pattern, double& measure) noexcept {
+    const auto [n, col_ptr, row_ind] = pattern;
+    Buffer<std::int32_t> row_ptr(context.memory, std::int64_t{n} + 1), column_ind(context.memory, col_ptr[n]),
+        mark(context.memory, n);
+    if (!row_ptr || !column_ind || !mark) return out_of_memory(context);
     transpose(n, col_ptr, row_ind, row_ptr.get(), mark.get(), column_ind.get());
     mark.fill(0);
 
@@ -44,7 +45,7 @@ bool mf_symmetry_measure(std::int32_t n, const std::int32_t* col_ptr, const std:
         }
     }
     measure = static_cast<double>(counter) / static_cast<double>(col_ptr[n] - n_diagonal);
-    return true;
+    return Status::OK;
 }
 
 } // namespace vyr

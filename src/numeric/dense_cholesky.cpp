@@ -1,7 +1,7 @@
 #include "numeric/dense_cholesky.h"
 
+#include "core/tuning.h"
 #include "numeric/strips.h"
-#include "numeric/tuning.h"
 #include "numeric/vector_loops.h"
 #include "platform/blas.h"
 
@@ -61,13 +61,14 @@ std::int32_t cholesky(const VectorLoops& loops, std::int32_t n, double* a, std::
 // Recursion after F. G. Gustavson, "Recursion leads to automatic variable blocking for dense linear-algebra
 // algorithms", IBM J. Res. Dev. 41 (1997): nearly all the work is in large matrix products, which BLAS does
 // well, and the small triangles, where it does not, go to our own loops.
-std::int32_t mf_dense_cholesky(std::int32_t n, double* a, std::int32_t ld) noexcept {
-    return cholesky(mf_vector_loops(), n, a, ld);
+std::int32_t mf_dense_cholesky(const VectorLoops& loops, std::int32_t n, double* a,
+                               std::int32_t ld) noexcept {
+    return cholesky(loops, n, a, ld);
 }
 
-void mf_dense_solve(std::int32_t n, const double* u, std::int32_t ld, std::int32_t m, double* c,
-                    std::int32_t ldc) noexcept {
-    solve(mf_vector_loops(), n, u, ld, m, c, ldc);
+void mf_dense_solve(const VectorLoops& loops, std::int32_t n, const double* u, std::int32_t ld,
+                    std::int32_t m, double* c, std::int32_t ldc) noexcept {
+    solve(loops, n, u, ld, m, c, ldc);
 }
 
 } // namespace vyr

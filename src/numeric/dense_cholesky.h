@@ -1,6 +1,8 @@
 // Dense Cholesky factorization and triangular solve of a front, on BLAS.
 #pragma once
 
+#include "numeric/vector_loops.h"
+
 #include <cstdint>
 
 namespace vyr {
@@ -9,10 +11,11 @@ namespace vyr {
 ///
 /// Returns 0, or k > 0 when pivot k (1-based) is not positive or not a number; that pivot is left in place
 /// and what follows is unfinished. Allocates nothing.
-[[nodiscard]] std::int32_t mf_dense_cholesky(std::int32_t n, double* a, std::int32_t ld) noexcept;
+[[nodiscard]] std::int32_t mf_dense_cholesky(const VectorLoops& loops, std::int32_t n, double* a,
+                                             std::int32_t ld) noexcept;
 
 /// Solves U^T X = C in place for the m columns of C; U is n x n upper. Allocates nothing.
-void mf_dense_solve(std::int32_t n, const double* u, std::int32_t ld, std::int32_t m, double* c,
-                    std::int32_t ldc) noexcept;
+void mf_dense_solve(const VectorLoops& loops, std::int32_t n, const double* u, std::int32_t ld,
+                    std::int32_t m, double* c, std::int32_t ldc) noexcept;
 
 } // namespace vyr

@@ -1,29 +1,30 @@
-#include "numeric/factor_dump.h"
+#include "numeric/phases.h"
 
 #include <cinttypes>
 #include <cstdio>
 
 namespace vyr {
 
-void mf_dump_factor(const mf_solver& solver) noexcept {
+void mf_dump_factor(const Factor& factor) noexcept {
+    const Analysis& analysis = *factor.analysis;
     std::int64_t n_entries = 0;
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        const mf_snode& node = solver.snodes[s];
-        if (node.factor_block != nullptr)
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        const mf_snode& node = analysis.snodes[s];
+        if (factor.block(s) != nullptr)
             n_entries += node.n_entries() - std::int64_t{node.npiv} * (node.npiv - 1) / 2;
     }
     std::FILE* file = std::fopen("mf_lu_0.mtx", "w");
     if (file == nullptr) return;
     std::fprintf(file,
                  "%%%%MatrixMarket matrix coordinate real general\n%" PRId32 " %" PRId32 " %" PRId64 "\n",
-                 solver.n, solver.n, n_entries);
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        const mf_snode& node = solver.snodes[s];
-        if (node.factor_block == nullptr) continue;
+                 analysis.n, analysis.n, n_entries);
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        const mf_snode& node = analysis.snodes[s];
+        if (factor.block(s) == nullptr) continue;
         for (std::int32_t c = 0; c < node.n_rows(); ++c)
             for (std::int32_t k = 0; k < node.npiv && k <= c; ++k)
                 std::fprintf(file, "%" PRId32 " %" PRId32 " %.17g\n", node.rows[k] + 1, node.rows[c] + 1,
-                             node.factor_block[k + std::int64_t{c} * node.npiv]);
+                             factor.block(s)[k + std::int64_t{c} * node.npiv]);
     }
     std::fclose(file);
 }

@@ -1,9 +1,10 @@
-#include "numeric/input_assembly.h"
-
-#include "interface/process_state.h"
-#include "numeric/tuning.h"
+// The input values on their way into the factor blocks, and the advisory check of what arrived.
+#include "core/tuning.h"
+#include "numeric/phases.h"
+#include "platform/platform.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstring>
 
 namespace vyr {
@@ -16,32 +17,43 @@ void zero_values(double* values, std::int64_t begin, std::int64_t end, bool fres
         std::memset(values + begin, 0, static_cast<std::size_t>(end - begin) * sizeof(double));
         return;
     }
-    const std::int64_t page = mf_system.page_size / sizeof(double);
+    const auto page = static_cast<std::int64_t>(platform::page_size() / sizeof(double));
     for (std::int64_t k = begin; k < end; k += page) values[k] = 0;
 }
 
 } // namespace
 
-void mf_assemble_input(mf_solver& solver, const double* values) noexcept {
+void mf_assemble_input(const Context& context, const double* values, Factor& factor) noexcept {
     constexpr std::int64_t chunk = tuning::TOUCH_BYTES / static_cast<std::int64_t>(sizeof(double));
-    const std::int64_t n_entries = solver.factor_entries;
+    const Analysis& analysis = *factor.analysis;
+    const std::int64_t n_entries = analysis.factor_entries;
     const std::int64_t n_chunks = (n_entries + chunk - 1) / chunk;
-    const bool fresh = solver.lu_values_zero;
-    const bool parallel = n_chunks > 1 && ctrl_int(CTRL_TYPE) == TYPE_SPD;
-    double* factor = solver.lu_values;
-    const std::int64_t* map = solver.value_map;
-    const std::int32_t n_input = solver.n_input;
+    const bool fresh = factor.lu_values_zero;
+    const bool parallel = n_chunks > 1 && context.settings.type == TYPE_SPD;
+    const std::int32_t n_threads = mf_numeric_threads(context, factor);
+    double* target = factor.lu_values.get();
+    const std::int64_t* map = analysis.value_map.get();
+    const std::int32_t n_input = analysis.n_input;
 
-#pragma omp parallel for schedule(dynamic, 1) num_threads(solver.n_threads) if (parallel)
+#pragma omp parallel for schedule(dynamic, 1) num_threads(n_threads) if (parallel)
     for (std::int64_t c = 0; c < n_chunks; ++c)
-        zero_values(factor, c * chunk, std::min(n_entries, (c + 1) * chunk), fresh);
+        zero_values(target, c * chunk, std::min(n_entries, (c + 1) * chunk), fresh);
 
-#pragma omp parallel for schedule(static)                                                                    \
-    num_threads(solver.n_threads) if (parallel && !solver.repeated_entries)
-    for (std::int32_t k = 0; k < n_input; ++k) factor[map[k]] = values[k];
+#pragma omp parallel for schedule(static) num_threads(n_threads) if (parallel && !analysis.repeated_entries)
+    for (std::int32_t k = 0; k < n_input; ++k) target[map[k]] = values[k];
 
-    solver.lu_values_zero = false;
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) solver.snodes[s].flags |= NODE_ASSEMBLED;
+    factor.lu_values_zero = false;
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) factor.blocks[s].flags |= BLOCK_ASSEMBLED;
+}
+
+void mf_lu_init_check(const Log& log, const Factor& factor) noexcept {
+    for (std::int64_t k = 0; k < factor.lu_values.count(); ++k) {
+        const double value = factor.lu_values[k];
+        if (value != value) mf_message(log, "INVALID!!!\tNAN VALUE %g in LU%" PRId64 "\r\n", value, k);
+    }
+    for (std::int32_t s = 0; s < factor.analysis->n_snodes; ++s)
+        if (factor.block(s) == nullptr) mf_message(log, "INVALID!!!\tNULL LU at node %d\r\n", s);
+    mf_message(log, "\tLU value init OK!\r\n");
 }
 
 } // namespace vyr

@@ -1,9 +1,8 @@
 // With Z the undivided rows and U = D^-1 Z the divided ones, eliminating a set of pivots subtracts Z^T U from
 // whatever lies below and to the right of them. Every function here is that product on another piece; Z^T is
 // what the front keeps, so each is a plain product without transposition.
-#include "numeric/ldlt_block_update.h"
-
-#include "numeric/tuning.h"
+#include "core/tuning.h"
+#include "numeric/ldlt.h"
 #include "platform/blas.h"
 
 #include <omp.h>

@@ -1,7 +1,7 @@
 // Only the upper triangle is stored, so the two rows and columns meet in four pieces: columns p and r above
 // row p, the diagonal pair, row p against column r between the two, and rows p and r to the right of column
 // r.
-#include "numeric/ldlt_interchange.h"
+#include "numeric/ldlt.h"
 
 #include "platform/blas.h"
 

@@ -3,11 +3,8 @@
 // diagonal looks weak first has the block's update applied ("early flush"). Blocks restart there; therefore
 // interchanges and 2 x 2 pivots happen only at the first column of a block, and no finished row ever has to
 // follow an exchange.
-#include "numeric/ldlt_kernel.h"
-
-#include "numeric/ldlt_block_update.h"
-#include "numeric/ldlt_interchange.h"
-#include "numeric/ldlt_pivot_search.h"
+#include "core/pivot_pair.h"
+#include "numeric/ldlt.h"
 
 #include <algorithm>
 #include <cmath>
@@ -17,17 +14,6 @@
 namespace vyr {
 
 namespace {
-
-/// A 2 x 2 pivot [d1 e; e d2], scaled by e so that the square of e never shows.
-struct Pair {
-    double p, q, t;
-
-    Pair(double d1, double e, double d2) noexcept : p(d1 / e), q(d2 / e), t(e * (p * q - 1.0)) {}
-    /// Its inverse exists; a subnormal t has no reciprocal, but may still be divided by.
-    bool regular() const noexcept {
-        return std::isfinite(p) && std::isfinite(q) && std::isfinite(t) && t != 0.0;
-    }
-};
 
 class Elimination {
 public:
@@ -117,7 +103,7 @@ bool Elimination::take_single(std::int32_t row, std::int32_t end) noexcept {
 
 bool Elimination::take_pair(std::int32_t row, std::int32_t end) noexcept {
     const double e = front_.z(k_)[k_ + 1];
-    if (!Pair(front_.at(k_, k_), e, front_.at(k_ + 1, k_ + 1)).regular()) return false;
+    if (!PivotPair(front_.at(k_, k_), e, front_.at(k_ + 1, k_ + 1)).regular()) return false;
     front_.record[k_] = row;
     front_.record[k_ + 1] = row;
     front_.at(k_ + 1, k_) = e;
@@ -125,7 +111,7 @@ bool Elimination::take_pair(std::int32_t row, std::int32_t end) noexcept {
     front_.at(k_, k_ + 1) = 0.0;
     pair_ = true;
     took_pair_ = true;
-    ++mf_n_p2;
+    ++counters_.two_by_two;
     store_pair(k_ + 2, end);
     k_ += 2;
     return true;
@@ -159,14 +145,14 @@ void Elimination::store_rows(std::int32_t begin, std::int32_t end, std::int32_t 
 
 void Elimination::store_pair(std::int32_t col, std::int32_t col_end) noexcept {
     const std::int32_t k = first_;
-    const Pair pair(front_.at(k, k), front_.at(k + 1, k), front_.at(k + 1, k + 1));
+    const PivotPair pair(front_.at(k, k), front_.at(k + 1, k), front_.at(k + 1, k + 1));
     const double* x = front_.z(k);
     const double* y = front_.z(k + 1);
     const double s = 1.0 / pair.t;
     const bool finite = std::isfinite(s);
     for (std::int32_t c = col; c < col_end; ++c) {
         double* u = front_.column(c) + k;
-        const double first = pair.q * x[c] - y[c], second = pair.p * y[c] - x[c];
+        const double first = pair.first(x[c], y[c]), second = pair.second(x[c], y[c]);
         u[0] = finite ? first * s : first / pair.t;
         u[1] = finite ? second * s : second / pair.t;
     }
@@ -192,13 +178,13 @@ void clear_lower_triangle(const LdltFront& front) noexcept {
 
 } // namespace
 
-std::int32_t MF_S_SYTRF_(mf_solver& solver, std::int32_t node, LdltMode mode,
-                         LdltCounters& counters) noexcept {
-    mf_snode& snode = solver.snodes[node];
-    double* const update = solver.work_block;
-    const LdltFront front{snode.factor_block,
-                          solver.front_work,
-                          solver.pivot_index + snode.first(),
+std::int32_t MF_S_SYTRF_(Factor& factor, std::int32_t node, LdltMode mode, LdltCounters& counters) noexcept {
+    const mf_snode& snode = factor.analysis->snodes[node];
+    FactorBlock& block = factor.blocks[node];
+    double* const update = factor.work.work_block.get();
+    const LdltFront front{block.values,
+                          factor.work.front_work.get(),
+                          factor.pivot_index.get() + snode.first(),
                           snode.npiv,
                           snode.n_rows(),
                           mode.in_place,
@@ -208,11 +194,11 @@ std::int32_t MF_S_SYTRF_(mf_solver& solver, std::int32_t node, LdltMode mode,
         for (std::int32_t c = 0; c < snode.nupd; ++c)
             std::fill_n(update + static_cast<std::int64_t>(c) * mode.ld, snode.nupd, 0.0);
     clear_lower_triangle(front);
-    snode.flags &= ~std::uint32_t{NODE_TWO_BY_TWO};
+    block.flags &= ~std::uint32_t{BLOCK_TWO_BY_TWO};
 
     Elimination elimination(front, counters);
     const std::int32_t eliminated = elimination.run();
-    if (elimination.took_pair()) snode.flags |= NODE_TWO_BY_TWO;
+    if (elimination.took_pair()) block.flags |= BLOCK_TWO_BY_TWO;
     if (eliminated < snode.npiv) return eliminated;
     if (mode.in_place)
         mf_form_update(front, update, mode.ld);

@@ -3,7 +3,7 @@
 // because rows of the coupling block belong to ancestors; and alpha is 10^-6 of theirs, because an
 // interchange costs the deferred updates while refinement and the small growth of practical matrices forgive
 // a weak diagonal pivot.
-#include "numeric/ldlt_pivot_search.h"
+#include "numeric/ldlt.h"
 
 #include <cmath>
 

@@ -1,7 +1,5 @@
-#include "numeric/ldlt_storage.h"
-
-#include "interface/process_state.h"
-#include "memory/buffer.h"
+// Storage of the L D L^T factorization, allocated at its first run: the analysis serves L L^T.
+#include "numeric/phases.h"
 
 #include <algorithm>
 
@@ -9,38 +7,38 @@ namespace vyr {
 
 namespace {
 
-/// Makes sure that `array` exists. Zeroed blocks come untouched.
+/// Makes sure that `array` has `count` elements. Zeroed blocks come untouched.
 template <typename T>
-bool have(T*& array, std::int64_t count) noexcept {
-    if (array != nullptr) return true;
-    const std::uint64_t wanted = count < 1 ? 1 : static_cast<std::uint64_t>(count);
-    if (wanted > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T)) return false;
-    array = static_cast<T*>(mf_calloc(static_cast<std::size_t>(wanted) * sizeof(T)));
-    return array != nullptr;
+bool have(Accounting& memory, Buffer<T>& array, std::int64_t count) noexcept {
+    if (!array || array.count() < count) {
+        array.reset();
+        array = Buffer<T>::zeroed(memory, count);
+    }
+    return static_cast<bool>(array);
 }
 
 /// The kernel keeps a whole front undivided; an analysis for another core mode counts 16 columns of it.
-bool have_front_work(mf_solver& solver) noexcept {
-    std::int64_t need = 0;
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) need = std::max(need, solver.snodes[s].n_entries());
-    if (solver.largest_front < need) {
-        mf_free(solver.front_work);
-        solver.front_work = nullptr;
-        solver.largest_front = need;
-    }
-    return have(solver.front_work, solver.largest_front);
+std::int64_t front_entries(const Analysis& analysis) noexcept {
+    std::int64_t largest = analysis.largest_front;
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+        largest = std::max(largest, analysis.snodes[s].n_entries());
+    return largest;
 }
 
 } // namespace
 
-Status mf_ldlt_prepare(mf_solver& solver) noexcept {
-    const std::int64_t ldw = solver.ldw();
-    const bool stacked = ctrl_int(CTRL_CORE_MODE) == CORE_MAPPED;
-    if (have(solver.pivot_index, solver.n) && have(solver.work_block, ldw * ldw) && have_front_work(solver) &&
-        have(solver.update_nodes, solver.n_snodes) &&
-        (!stacked || have(solver.update_stack, solver.update_stack_peak)))
-        return VYR_OK;
-    return VYR_ERR_MEMORY;
+Status mf_ldlt_prepare(Context& context, Factor& factor) noexcept {
+    const Analysis& analysis = *factor.analysis;
+    Accounting& memory = *factor.memory;
+    FactorWork& work = factor.work;
+    const std::int64_t ldw = analysis.ldw();
+    const bool stacked = context.settings.core_mode == CORE_MAPPED;
+    if (have(memory, factor.pivot_index, analysis.n) && have(memory, work.work_block, ldw * ldw) &&
+        have(memory, work.front_work, front_entries(analysis)) &&
+        have(memory, work.update_nodes, analysis.n_snodes) &&
+        (!stacked || have(memory, work.update_stack, analysis.update_stack_peak)))
+        return Status::OK;
+    return out_of_memory(context);
 }
 
 } // namespace vyr

@@ -1,112 +1,104 @@
-#include "numeric/node_loop.h"
-
-#include "interface/process_state.h"
+// The node loop: the L D L^T factorization, one node after the other.
+#include "memory/block_store.h"
 #include "memory/mapped_store.h"
-#include "numeric/block_store.h"
-#include "numeric/factor_dump.h"
-#include "numeric/ldlt_kernel.h"
+#include "numeric/ldlt.h"
+#include "numeric/phases.h"
 #include "numeric/update_passing.h"
 #include "numeric/update_stack.h"
-#include "report/console.h"
-#include "symbolic/flop_count.h"
+#include "platform/blas_threads.h"
 
-#include <omp.h>
-
-#include <algorithm>
 #include <cinttypes>
 
 namespace vyr {
 
 namespace {
 
-struct LoopSettings {
-    int core_mode;
-    bool blas_interchange;
+/// What all nodes of one loop share.
+struct Loop {
+    Context& context;
+    Factor& factor;
     bool stacked; ///< updates travel over the stack
     std::int32_t threads;
-};
-
-/// One OpenMP thread while it lives, the number there was before afterwards. Threads started for a small call
-/// to BLAS cost more than they save, and wait for each other in vain when another process holds a core.
-class SmallCalls {
-public:
-    SmallCalls() noexcept : threads_(omp_get_max_threads()) { omp_set_num_threads(1); }
-    ~SmallCalls() { omp_set_num_threads(threads_); }
-    SmallCalls(const SmallCalls&) = delete;
-    SmallCalls& operator=(const SmallCalls&) = delete;
-    std::int32_t threads() const noexcept { return threads_; }
-
-private:
-    std::int32_t threads_;
+    LdltCounters counters;
 };
 
 /// Eliminates one node; its update matrix is then in the work block.
-Status eliminate_node(mf_solver& solver, std::int32_t node, const LoopSettings& settings,
-                      LdltCounters& counters) noexcept {
-    mf_snode& snode = solver.snodes[node];
-    if (settings.stacked && solver.lu_values == nullptr && (snode.flags & NODE_ASSEMBLED) != 0)
-        snode.factor_block = mf_map_fetch(snode);
-    if (solver.block_store != nullptr)
-        if (const Status status = mf_store_obtain(solver, node); status != VYR_OK) return status;
-    if (snode.factor_block == nullptr) return VYR_ERR_FACTOR_STORAGE;
-    mf_info[INFO_FLOPS] += mf_node_cost(snode);
-    if (settings.stacked) mf_stack_add_pivots(solver, node);
-    const std::int32_t ld = settings.stacked ? solver.largest_update : snode.nupd;
-    const LdltMode mode{settings.core_mode == CORE_IN, settings.blas_interchange, ld, settings.threads};
-    return MF_S_SYTRF_(solver, node, mode, counters) == snode.npiv ? VYR_OK : VYR_ERR_ILL_CONDITIONED;
+Status eliminate_node(Loop& loop, std::int32_t node) noexcept {
+    Factor& factor = loop.factor;
+    const mf_snode& snode = factor.analysis->snodes[node];
+    FactorBlock& block = factor.blocks[node];
+    if (loop.stacked && !factor.lu_values && (block.flags & BLOCK_ASSEMBLED) != 0)
+        block.values = mf_map_fetch(factor, node);
+    if (factor.block_store != nullptr)
+        if (const Status status = mf_store_obtain(loop.context, factor, node); status != Status::OK)
+            return status;
+    if (block.values == nullptr) return Status::FACTOR_STORAGE;
+    loop.context.statistics.flops += mf_node_cost(snode);
+    if (loop.stacked) mf_stack_add_pivots(factor, node);
+    const Settings& settings = loop.context.settings;
+    const std::int32_t ld = loop.stacked ? factor.analysis->largest_update : snode.nupd;
+    const LdltMode mode{settings.core_mode == CORE_IN, settings.type == TYPE_CSYM, ld, loop.threads};
+    if (MF_S_SYTRF_(factor, node, mode, loop.counters) == snode.npiv) return Status::OK;
+    return fail(loop.context, Status::ILL_CONDITIONED, "no pivot was found for some equation of supernode %d",
+                node);
 }
 
 /// Puts the update on the stack. The block goes back to the mapping it came from.
-void stack_update(mf_solver& solver, std::int32_t node) noexcept {
-    mf_snode& snode = solver.snodes[node];
-    mf_stack_add_rest(solver, node);
-    mf_stack_push(solver, node);
-    snode.flags |= NODE_FINISHED;
-    if (solver.lu_values == nullptr) snode.factor_block = nullptr;
+void stack_update(const Loop& loop, std::int32_t node) noexcept {
+    Factor& factor = loop.factor;
+    const mf_snode& snode = factor.analysis->snodes[node];
+    mf_stack_add_rest(factor, node);
+    mf_stack_push(factor, node);
+    factor.blocks[node].flags |= BLOCK_FINISHED;
+    if (!factor.lu_values) factor.blocks[node].values = nullptr;
     const std::int32_t eliminated = snode.first() + snode.npiv;
     if (eliminated % 10 == 0)
-        mf_message("\r\t\tMAP=%" PRId32 ",Elim=%.3g,View=%g", solver.map_count, 100.0 * eliminated / solver.n,
-                   solver.map_megabytes);
+        mf_message(loop.context, "\r\t\tMAP=%" PRId32 ",Elim=%.3g,View=%g", mf_map_count(factor),
+                   100.0 * eliminated / factor.analysis->n, mf_map_megabytes(factor));
 }
 
-Status process_node(mf_solver& solver, std::int32_t node, const LoopSettings& settings,
-                    LdltCounters& counters) noexcept {
-    mf_message("\r\tnoded=%" PRId32 "...", node);
-    Status status = eliminate_node(solver, node, settings, counters);
-    if (status != VYR_OK) return status;
-    if (settings.stacked) {
-        stack_update(solver, node);
-        return VYR_OK;
+Status process_node(Loop& loop, std::int32_t node) noexcept {
+    Factor& factor = loop.factor;
+    mf_message(loop.context, "\r\tnoded=%" PRId32 "...", node);
+    Status status = eliminate_node(loop, node);
+    if (status != Status::OK) return status;
+    if (loop.stacked) {
+        stack_update(loop, node);
+        return Status::OK;
     }
-    if (solver.block_store != nullptr) status = mf_store_obtain_targets(solver, node);
-    if (status == VYR_OK) status = mf_pass_update(solver, node, solver.work_block, solver.node_work);
-    if (status != VYR_OK) mf_dump_factor(solver);
-    if (status == VYR_OK && solver.block_store != nullptr) mf_store_finish(solver, node);
+    if (factor.block_store != nullptr) status = mf_store_obtain_targets(loop.context, factor, node);
+    if (status == Status::OK)
+        status = mf_pass_update(factor, node, factor.work.work_block.get(), factor.work.node_work.get());
+    if (status != Status::OK) mf_dump_factor(factor);
+    if (status == Status::OK && factor.block_store != nullptr) mf_store_finish(loop.context, factor, node);
     return status;
 }
 
 } // namespace
 
-Status mf_node_loop(mf_solver& solver, std::int32_t first, std::int32_t last) noexcept {
-    const int core_mode = ctrl_int(CTRL_CORE_MODE);
-    const SmallCalls small_calls;
-    const LoopSettings settings{core_mode, ctrl_int(CTRL_TYPE) == TYPE_CSYM, core_mode == CORE_MAPPED,
-                                small_calls.threads()};
-    LdltCounters counters;
+Status mf_node_loop(Context& context, Factor& factor, std::int32_t first, std::int32_t last) noexcept {
+    // Threads started for a small call to BLAS cost more than they save, and wait for each other in vain when
+    // another process holds a core. Large products get them back.
+    const blas::ThreadLimit small_calls(1);
+    const std::int32_t wanted = context.settings.n_threads;
+    Loop loop{context,
+              factor,
+              context.settings.core_mode == CORE_MAPPED,
+              wanted > 0 ? wanted : small_calls.before(),
+              {}};
     if (first == 0) {
-        mf_stack_clear(solver);
-        std::fill_n(solver.work_block, solver.ldw() * solver.ldw(), 0.0);
+        mf_stack_clear(factor);
+        factor.work.work_block.fill(0.0);
     }
-    for (std::int32_t node = first; node < last; ++node) {
-        const Status status = process_node(solver, node, settings, counters);
-        if (status != VYR_OK) {
-            set_info_status(status);
-            return status;
-        }
-    }
-    mf_message("\r\n\tMF_S_SYTRF_:update=%" PRId64 "(%" PRId64 "),n_p2=%" PRId64, counters.early_flushes,
-               counters.second_tests, mf_n_p2);
-    return VYR_OK;
+    Status status = Status::OK;
+    for (std::int32_t node = first; node < last && status == Status::OK; ++node)
+        status = process_node(loop, node);
+    context.statistics.n_two_by_two += static_cast<double>(loop.counters.two_by_two);
+    if (status == Status::OK)
+        mf_message(context, "\r\n\tMF_S_SYTRF_:update=%" PRId64 "(%" PRId64 "),n_p2=%" PRId64,
+                   loop.counters.early_flushes, loop.counters.second_tests,
+                   static_cast<std::int64_t>(context.statistics.n_two_by_two));
+    return status;
 }
 
 } // namespace vyr

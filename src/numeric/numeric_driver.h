@@ -1,16 +1,19 @@
 // The numeric factorization of an analysed matrix.
 #pragma once
 
-#include "symbolic/solver.h"
+#include "core/context.h"
+#include "core/factor.h"
 
 namespace vyr {
 
-/// Factorises the matrix with the given values by the type in force (CTRL_TYPE 11: L L^T in parallel; 12 and
-/// 13: L D L^T, node after node).
+/// Factorises with the given values by the type in force (11: L L^T in parallel; 12 and 13: L D L^T, node
+/// after node), again if it must be: nothing of an earlier run is left.
 ///
 /// values   n_input doubles, in the order of the analysed pattern
 ///
-/// Leaves its status in INFO_STATUS: 0, -10, -29, -30, -31, -33, -35, -36 or -1210.
-void mf_numeric_driver(const double* values, mf_solver& solver) noexcept;
+/// Needs the storage that mf_alloc_L reserves. Returns OK, FACTOR_STORAGE, MEMORY, NOT_SPD, ILL_CONDITIONED,
+/// BUFFER, SMALL_PIVOT, GROWTH or MAPPING. Threads: as many as the settings say, or the schedule was made
+/// for.
+Status mf_numeric_driver(Context& context, const double* values, Factor& factor) noexcept;
 
 } // namespace vyr

@@ -1,9 +1,7 @@
-#include "numeric/spd_update.h"
-
+#include "core/tuning.h"
 #include "numeric/dense_cholesky.h"
+#include "numeric/spd.h"
 #include "numeric/strips.h"
-#include "numeric/tuning.h"
-#include "numeric/vector_loops.h"
 #include "platform/blas.h"
 #include "platform/platform.h"
 
@@ -38,26 +36,34 @@ bool worth_sharing(const mf_snode& node) noexcept {
     return static_cast<double>(node.npiv) * node.nupd * (node.npiv + node.nupd) >= tuning::SHARED_FRONT_FLOPS;
 }
 
-/// Column `j` of a node's coupling block.
-double* coupling_column(const mf_snode& node, std::int32_t j) noexcept {
-    return node.coupling() + static_cast<std::int64_t>(j) * node.npiv;
-}
+/// A node with its block.
+struct Front {
+    const mf_snode& node;
+    double* block;
 
-void solve_coupling(const mf_snode& node, bool shared) noexcept {
+    /// Column `j` of the coupling block.
+    double* coupling_column(std::int32_t j) const noexcept {
+        return node.coupling(block) + static_cast<std::int64_t>(j) * node.npiv;
+    }
+};
+
+void solve_coupling(const VectorLoops& loops, const Front& front, bool shared) noexcept {
+    const mf_snode& node = front.node;
     for_strips(node.nupd, strip_width(node.nupd, shared), shared,
                [&](std::int32_t begin, std::int32_t end) noexcept {
-                   mf_dense_solve(node.npiv, node.factor_block, node.npiv, end - begin,
-                                  coupling_column(node, begin), node.npiv);
+                   mf_dense_solve(loops, node.npiv, front.block, node.npiv, end - begin,
+                                  front.coupling_column(begin), node.npiv);
                });
 }
 
 /// Columns [begin, end) of the update, rows 0 .. end - 1, into `strip` with leading dimension `ld`.
-void form_strip(const mf_snode& node, std::int32_t begin, std::int32_t end, double* strip,
+void form_strip(const Front& front, std::int32_t begin, std::int32_t end, double* strip,
                 std::int32_t ld) noexcept {
-    const double* columns = coupling_column(node, begin);
+    const mf_snode& node = front.node;
+    const double* columns = front.coupling_column(begin);
     if (begin > 0)
-        blas::gemm('T', 'N', begin, end - begin, node.npiv, -1.0, node.coupling(), node.npiv, columns,
-                   node.npiv, 0.0, strip, ld);
+        blas::gemm('T', 'N', begin, end - begin, node.npiv, -1.0, front.coupling_column(0), node.npiv,
+                   columns, node.npiv, 0.0, strip, ld);
     blas::syrk('U', 'T', end - begin, node.npiv, -1.0, columns, node.npiv, 0.0, strip + begin, ld);
 }
 
@@ -80,66 +86,67 @@ private:
 };
 
 /// A front small enough for our own loops: the whole update at once.
-Status update_small(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept {
-    const mf_snode& node = solver.snodes[s];
-    mf_vector_loops().update(node.npiv, node.nupd, node.coupling(), node.npiv, task.work, node.nupd);
+Status update_small(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
+    const mf_snode& node = factor.analysis->snodes[s];
+    task.loops->update(node.npiv, node.nupd, node.coupling(factor.block(s)), node.npiv, task.work, node.nupd);
     // So short that a clock on each would cost several per cent: one in eight stands for all.
     const AssemblyClock clock(task, s % 8 == 0 ? 8 : 0);
-    return mf_pass_columns(solver, s, task.work, node.nupd, 0, node.nupd, task.scratch, task.shared);
+    return mf_pass_columns(factor, s, task.work, node.nupd, 0, node.nupd, task.scratch, task.shared);
 }
 
 } // namespace
 
-Status mf_spd_update(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept {
-    const mf_snode& node = solver.snodes[s];
+Status mf_spd_update(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
+    const mf_snode& node = factor.analysis->snodes[s];
+    const Front front{node, factor.block(s)};
     const bool shared = worth_sharing(node);
-    solve_coupling(node, shared);
+    solve_coupling(*task.loops, front, shared);
     if (node.npiv <= tuning::BASE_PIVOTS && node.nupd <= tuning::SMALL_UPDATE_ROWS)
-        return update_small(solver, s, task);
+        return update_small(factor, s, task);
 
     const StripPlaces places(node, shared);
-    std::atomic<Status> result{VYR_OK};
+    std::atomic<bool> blocks_missing{false};
     for_strips(node.nupd, tuning::STRIP_COLUMNS, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
         double* strip = task.work + static_cast<std::int64_t>(places.of(begin)) * node.nupd;
-        form_strip(node, begin, end, strip, node.nupd);
+        form_strip(front, begin, end, strip, node.nupd);
         const AssemblyClock clock(task);
-        const Status status =
-            mf_pass_columns(solver, s, strip, node.nupd, begin, end, task.scratch + begin, task.shared);
-        if (status != VYR_OK) result = status;
+        if (mf_pass_columns(factor, s, strip, node.nupd, begin, end, task.scratch + begin, task.shared) !=
+            Status::OK)
+            blocks_missing = true;
     });
-    return result;
+    return blocks_missing ? Status::FACTOR_STORAGE : Status::OK;
 }
 
-Status mf_spd_update_blocked(mf_solver& solver, std::int32_t s, SpdTask& task) noexcept {
-    const mf_snode& node = solver.snodes[s];
+Status mf_spd_update_blocked(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
+    const Analysis& analysis = *factor.analysis;
+    const mf_snode& node = analysis.snodes[s];
+    const Front front{node, factor.block(s)};
     const bool shared = worth_sharing(node);
-    solve_coupling(node, shared);
+    solve_coupling(*task.loops, front, shared);
 
     std::int32_t* place = task.scratch; // place[i]: position of update row i in the ancestor's row list
     std::copy_n(node.rel_index + node.npiv, node.nupd, place);
     std::int32_t first = 0;
-    std::int32_t a = solver.snode_parent[s];
-    for (std::int32_t k = 0; k < node.anc_count; ++k, a = solver.snode_parent[a]) {
-        const mf_snode& ancestor = solver.snodes[a];
+    std::int32_t a = analysis.snode_parent[s];
+    for (std::int32_t k = 0; k < node.anc_count; ++k, a = analysis.snode_parent[a]) {
+        const mf_snode& ancestor = analysis.snodes[a];
         const std::int32_t n_owned = node.anc_rows[k];
         const std::int32_t n_remaining = node.nupd - first;
-        if (n_owned > 0 && ancestor.factor_block == nullptr) return VYR_ERR_FACTOR_STORAGE;
+        if (n_owned > 0 && factor.block(a) == nullptr) return Status::FACTOR_STORAGE;
         const auto add_rows = [&](std::int32_t begin, std::int32_t end) noexcept {
             double* piece = task.work + begin;
-            blas::gemm('T', 'N', end - begin, n_owned, node.npiv, -1.0, coupling_column(node, first + begin),
-                       node.npiv, coupling_column(node, first), node.npiv, 0.0, piece, n_remaining);
+            blas::gemm('T', 'N', end - begin, n_owned, node.npiv, -1.0, front.coupling_column(first + begin),
+                       node.npiv, front.coupling_column(first), node.npiv, 0.0, piece, n_remaining);
             const AssemblyClock clock(task);
-            const bool locked = a >= task.shared.first_shared;
-            if (locked) omp_set_lock(task.shared.lock);
-            mf_add_piece(ancestor, piece, n_remaining, begin, end - begin, n_owned,
+            const Hold hold(a >= task.shared.first_shared ? task.shared.lock : nullptr);
+            mf_add_piece(ancestor, factor.block(a), piece, n_remaining, begin, end - begin, n_owned,
                          node.update_rows() + first, place + first + begin);
-            if (locked) omp_unset_lock(task.shared.lock);
         };
         if (n_owned > 0) for_strips(n_remaining, tuning::STRIP_COLUMNS, shared, add_rows);
         first += n_owned;
         for (std::int32_t i = first; i < node.nupd; ++i) place[i] = ancestor.rel_index[place[i]];
     }
-    return VYR_OK;
+    return Status::OK;
 }
 
 } // namespace vyr

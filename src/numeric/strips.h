@@ -1,7 +1,7 @@
 // Work on a large front, cut into strips that idle threads of the team may take.
 #pragma once
 
-#include "numeric/tuning.h"
+#include "core/tuning.h"
 
 #include <omp.h>
 

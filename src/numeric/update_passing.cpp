@@ -6,35 +6,16 @@ namespace vyr {
 
 namespace {
 
-/// Takes the lock when the walk enters the shared ancestors, and gives it back at the end of the walk.
-class SharedSection {
-public:
-    explicit SharedSection(const SharedNodes& shared) noexcept : shared_(shared) {}
-    ~SharedSection() {
-        if (held_) omp_unset_lock(shared_.lock);
-    }
-    SharedSection(const SharedSection&) = delete;
-    SharedSection& operator=(const SharedSection&) = delete;
-    void enter(std::int32_t ancestor) noexcept {
-        if (held_ || ancestor < shared_.first_shared) return;
-        omp_set_lock(shared_.lock);
-        held_ = true;
-    }
-
-private:
-    const SharedNodes& shared_;
-    bool held_ = false;
-};
-
 /// The part of an update that one ancestor receives: rows [first_row, last_row) of columns of the update.
 struct Piece {
     const mf_snode& ancestor;
+    double* block;            ///< of the ancestor
     const std::int32_t* rows; ///< row indices of those rows, columns of the ancestor
     std::int32_t n_rows;
     bool consecutive; ///< the rows follow each other
 
     double* target(std::int32_t place) const noexcept {
-        return ancestor.factor_block + static_cast<std::int64_t>(place) * ancestor.npiv;
+        return block + static_cast<std::int64_t>(place) * ancestor.npiv;
     }
 };
 
@@ -94,25 +75,26 @@ void add_columns(const Piece& piece, const double* source, std::int32_t ld, cons
 
 // The rows an ancestor owns are its own columns, so their place is their index less the ancestor's first
 // column. Only the columns of the update need the chain of relative indices.
-Status mf_pass_columns(const mf_solver& solver, std::int32_t node, const double* update, std::int32_t ld,
+Status mf_pass_columns(const Factor& factor, std::int32_t node, const double* update, std::int32_t ld,
                        std::int32_t begin, std::int32_t end, std::int32_t* scratch,
                        const SharedNodes& shared) noexcept {
-    const mf_snode& sender = solver.snodes[node];
+    const Analysis& analysis = *factor.analysis;
+    const mf_snode& sender = analysis.snodes[node];
     const std::int32_t* rows = sender.update_rows();
     // place[j - begin]: position of update row j in the ancestor's row list.
     std::int32_t* place = scratch;
     std::copy_n(sender.rel_index + sender.npiv + begin, end - begin, place);
-    SharedSection section(shared);
+    Hold hold; // from the first shared ancestor to the end of the walk
 
-    std::int32_t a = solver.snode_parent[node];
+    std::int32_t a = analysis.snode_parent[node];
     std::int32_t first_row = 0;
-    for (std::int32_t k = 0; k < sender.anc_count && first_row < end; ++k, a = solver.snode_parent[a]) {
-        const mf_snode& ancestor = solver.snodes[a];
+    for (std::int32_t k = 0; k < sender.anc_count && first_row < end; ++k, a = analysis.snode_parent[a]) {
+        const mf_snode& ancestor = analysis.snodes[a];
         const std::int32_t last_row = first_row + sender.anc_rows[k];
         if (last_row > first_row) {
-            section.enter(a);
-            if (ancestor.factor_block == nullptr) return VYR_ERR_FACTOR_STORAGE;
-            const Piece piece{ancestor, rows + first_row, last_row - first_row,
+            if (a >= shared.first_shared) hold.take(shared.lock);
+            if (factor.block(a) == nullptr) return Status::FACTOR_STORAGE;
+            const Piece piece{ancestor, factor.block(a), rows + first_row, last_row - first_row,
                               rows[last_row - 1] - rows[first_row] == last_row - first_row - 1};
             const double* source = update + first_row;
             const std::int32_t middle = std::clamp(last_row, begin, end);
@@ -126,12 +108,12 @@ Status mf_pass_columns(const mf_solver& solver, std::int32_t node, const double*
             place[j] = ancestor.rel_index[place[j]];
         first_row = last_row;
     }
-    return VYR_OK;
+    return Status::OK;
 }
 
-void mf_add_piece(const mf_snode& ancestor, const double* piece, std::int32_t ld, std::int32_t first_row,
-                  std::int32_t n_rows, std::int32_t n_owned, const std::int32_t* owned_rows,
-                  const std::int32_t* place) noexcept {
+void mf_add_piece(const mf_snode& ancestor, double* block, const double* piece, std::int32_t ld,
+                  std::int32_t first_row, std::int32_t n_rows, std::int32_t n_owned,
+                  const std::int32_t* owned_rows, const std::int32_t* place) noexcept {
     // Rows of the piece, columns of the ancestor, taken together: one cache line of the source.
     constexpr std::int32_t TILE = 8;
     const std::int32_t first = ancestor.first();
@@ -139,7 +121,7 @@ void mf_add_piece(const mf_snode& ancestor, const double* piece, std::int32_t ld
     for (std::int32_t i0 = 0; i0 < n_rows; i0 += TILE) {
         const std::int32_t height = std::min(TILE, n_rows - i0);
         for (std::int32_t q = 0; q < height; ++q)
-            column[q] = ancestor.factor_block + static_cast<std::int64_t>(place[i0 + q]) * ancestor.npiv;
+            column[q] = block + static_cast<std::int64_t>(place[i0 + q]) * ancestor.npiv;
         const double* source = piece + i0;
         const std::int32_t n_upper = std::min(n_owned, first_row + i0 + height);
         for (std::int32_t j = 0; j < n_upper; ++j, source += ld)
@@ -148,13 +130,12 @@ void mf_add_piece(const mf_snode& ancestor, const double* piece, std::int32_t ld
     }
 }
 
-Status mf_pass_update(mf_solver& solver, std::int32_t node, const double* update,
+Status mf_pass_update(Factor& factor, std::int32_t node, const double* update,
                       std::int32_t* scratch) noexcept {
-    mf_snode& sender = solver.snodes[node];
-    const Status status = sender.nupd == 0 ? VYR_OK
-                                           : mf_pass_columns(solver, node, update, sender.nupd, 0,
-                                                             sender.nupd, scratch, SharedNodes{});
-    if (status == VYR_OK) sender.flags |= NODE_FINISHED;
+    const std::int32_t nupd = factor.analysis->snodes[node].nupd;
+    const Status status =
+        nupd == 0 ? Status::OK : mf_pass_columns(factor, node, update, nupd, 0, nupd, scratch, SharedNodes{});
+    if (status == Status::OK) factor.blocks[node].flags |= BLOCK_FINISHED;
     return status;
 }
 

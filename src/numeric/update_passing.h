@@ -1,10 +1,8 @@
 // Extend-add: a finished node's update goes straight into the blocks of the ancestors that own its rows.
 #pragma once
 
-#include "interface/status.h"
-#include "symbolic/solver.h"
-
-#include <omp.h>
+#include "core/factor.h"
+#include "core/lock.h"
 
 #include <cstdint>
 
@@ -13,7 +11,7 @@ namespace vyr {
 /// Who else may reach an ancestor's block: nodes from `first_shared` on are shared and guarded by `lock`.
 struct SharedNodes {
     std::int32_t first_shared = INT32_MAX;
-    omp_lock_t* lock = nullptr;
+    Lock* lock = nullptr;
 };
 
 /// Adds columns [begin, end) of a node's update, upper triangle, into its ancestors.
@@ -22,11 +20,11 @@ struct SharedNodes {
 /// scratch  end - begin integers
 ///
 /// Holds the lock of `shared` while it adds into shared blocks. Distinct column ranges of one node touch
-/// distinct places: they may run at the same time. Returns 0, or -10 when an ancestor has no block. Cost: one
-/// addition per entry and one mapping per column and ancestor.
-[[nodiscard]] Status mf_pass_columns(const mf_solver& solver, std::int32_t node, const double* update,
-                                     std::int32_t ld, std::int32_t begin, std::int32_t end,
-                                     std::int32_t* scratch, const SharedNodes& shared) noexcept;
+/// distinct places: they may run at the same time. Returns OK, or FACTOR_STORAGE when an ancestor has no
+/// block. Cost: one addition per entry and one mapping per column and ancestor.
+Status mf_pass_columns(const Factor& factor, std::int32_t node, const double* update, std::int32_t ld,
+                       std::int32_t begin, std::int32_t end, std::int32_t* scratch,
+                       const SharedNodes& shared) noexcept;
 
 /// Adds one ancestor's piece, formed with the remaining rows first, into that ancestor's block.
 ///
@@ -37,15 +35,15 @@ struct SharedNodes {
 /// place       per i of the range, position of that row in the ancestor's row list
 ///
 /// The caller holds the lock when others reach the block.
-void mf_add_piece(const mf_snode& ancestor, const double* piece, std::int32_t ld, std::int32_t first_row,
-                  std::int32_t n_rows, std::int32_t n_owned, const std::int32_t* owned_rows,
-                  const std::int32_t* place) noexcept;
+void mf_add_piece(const mf_snode& ancestor, double* block, const double* piece, std::int32_t ld,
+                  std::int32_t first_row, std::int32_t n_rows, std::int32_t n_owned,
+                  const std::int32_t* owned_rows, const std::int32_t* place) noexcept;
 
 /// Passes a node's whole update on and marks the node finished.
 ///
 /// update   nupd x nupd, upper triangle read, leading dimension nupd
 /// scratch  nupd integers
-[[nodiscard]] Status mf_pass_update(mf_solver& solver, std::int32_t node, const double* update,
-                                    std::int32_t* scratch) noexcept;
+Status mf_pass_update(Factor& factor, std::int32_t node, const double* update,
+                      std::int32_t* scratch) noexcept;
 
 } // namespace vyr

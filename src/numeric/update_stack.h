@@ -5,21 +5,21 @@
 // updates are on top of the stack when a node's turn comes, the last child uppermost.
 #pragma once
 
-#include "symbolic/solver.h"
+#include "core/factor.h"
 
 namespace vyr {
 
 /// Empties the stack.
-void mf_stack_clear(mf_solver& solver) noexcept;
+void mf_stack_clear(Factor& factor) noexcept;
 
 /// Adds the rows of the children's updates that are pivots of `node` into its block. Before its elimination.
-void mf_stack_add_pivots(mf_solver& solver, std::int32_t node) noexcept;
+void mf_stack_add_pivots(Factor& factor, std::int32_t node) noexcept;
 
-/// Adds the other rows of the children's updates into the update matrix of `node` (solver.work_block, leading
+/// Adds the other rows of the children's updates into the update matrix of `node` (work_block, leading
 /// dimension ldw) and takes the children off the stack. After its elimination.
-void mf_stack_add_rest(mf_solver& solver, std::int32_t node) noexcept;
+void mf_stack_add_rest(Factor& factor, std::int32_t node) noexcept;
 
 /// Puts the update matrix of `node` on the stack; nothing for a node without update rows.
-void mf_stack_push(mf_solver& solver, std::int32_t node) noexcept;
+void mf_stack_push(Factor& factor, std::int32_t node) noexcept;
 
 } // namespace vyr

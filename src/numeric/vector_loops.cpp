@@ -1,6 +1,6 @@
 #include "numeric/vector_loops.h"
 
-#include "numeric/tuning.h"
+#include "core/tuning.h"
 #include "platform/simd.h"
 
 #include <cmath>
@@ -58,8 +58,8 @@ VYR_INLINE std::int32_t cholesky_body(std::int32_t n, double* a, std::int32_t ld
     return info;
 }
 
-/// Forward substitution for eight right-hand sides at a time, held transposed; a row takes all earlier rows
-/// in one sweep of the accumulator.
+/// Forward substitution for two vectors of right-hand sides at a time, held transposed; a row takes all
+/// earlier rows in one sweep of the accumulator.
 VYR_INLINE void solve_body(std::int32_t n, const double* u, std::int32_t ld, std::int32_t m, double* c,
                            std::int32_t ldc) noexcept {
     double inverse[MAX_PIVOTS];
@@ -138,8 +138,8 @@ VYR_BUILD_LOOPS(avx512, VYR_TARGET_AVX512)
 
 } // namespace
 
-const VectorLoops& mf_vector_loops() noexcept {
-    return simd::widest(LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
+const VectorLoops& mf_vector_loops(simd::InstructionSet instructions) noexcept {
+    return simd::choose(instructions, LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
 }
 
 } // namespace vyr

@@ -3,6 +3,8 @@
 // They serve blocks for which the call overhead and packing of BLAS cost more than the arithmetic.
 #pragma once
 
+#include "platform/simd.h"
+
 #include <cstdint>
 
 namespace vyr {
@@ -24,7 +26,7 @@ struct VectorLoops {
                    std::int32_t ldw) noexcept;
 };
 
-/// The loops for the processor this runs on.
-[[nodiscard]] const VectorLoops& mf_vector_loops() noexcept;
+/// The loops of an instruction set, which the processor must have.
+[[nodiscard]] const VectorLoops& mf_vector_loops(simd::InstructionSet instructions) noexcept;
 
 } // namespace vyr

@@ -5,7 +5,7 @@
 
 namespace vyr::blas {
 
-/// Limits BLAS calls of the calling thread to `n` threads while it lives. The OpenMP build asks for the
+/// Limits BLAS calls and parallel regions of the calling thread to `n` threads while it lives. The OpenMP build asks for the
 /// thread's own setting at every call, so other threads of the host are not touched.
 class ThreadLimit {
 public:
@@ -13,6 +13,8 @@ public:
     ~ThreadLimit() { omp_set_num_threads(before_); }
     ThreadLimit(const ThreadLimit&) = delete;
     ThreadLimit& operator=(const ThreadLimit&) = delete;
+    /// The number there was before, and will be again.
+    int before() const noexcept { return before_; }
 
 private:
     int before_;

@@ -1,7 +1,7 @@
 // Eight-lane vectors of doubles, and functions built once per instruction set.
 //
 // A loop is written once as an always-inlined body; thin functions with a VYR_TARGET_ attribute wrap it for
-// every set, and the caller picks one at run time by instruction_set().
+// every set, and the caller picks one at run time by choose().
 #pragma once
 
 #include <cstdint>
@@ -39,10 +39,11 @@ inline InstructionSet instruction_set() noexcept {
     return InstructionSet::BASELINE;
 }
 
-/// The functions for that set.
+/// The functions for `set`.
 template <typename Loops>
-const Loops& widest(const Loops& baseline, const Loops& avx2, const Loops& avx512) noexcept {
-    switch (instruction_set()) {
+const Loops& choose(InstructionSet set, const Loops& baseline, const Loops& avx2,
+                    const Loops& avx512) noexcept {
+    switch (set) {
     case InstructionSet::AVX512:
         return avx512;
     case InstructionSet::AVX2:

@@ -1,12 +1,21 @@
-// The one way to standard output. Texts of the library are formatted here and nowhere else.
+// Texts of a numeric step on the console, and who made the library.
 #pragma once
+
+#include "core/log.h"
+#include "core/settings.h"
+#include "core/statistics.h"
+#include "core/status.h"
 
 namespace vyr {
 
-/// Prints a formatted text to standard output, whatever the message flag says.
-[[gnu::format(printf, 1, 2)]] void mf_print(const char* format, ...) noexcept;
+inline constexpr const char* COPYRIGHT_NOTICE = "Copyright (c) 2026, the VYR authors";
+inline constexpr const char* SUPPORT_ADDRESS = "support@vyr.example";
 
-/// Prints a formatted text to standard output when messages are on (low byte of CTRL_FLAGS).
-[[gnu::format(printf, 1, 2)]] void mf_message(const char* format, ...) noexcept;
+/// Shows sizes, matrix, core mode and method at the start of a numeric step, when messages are on.
+void mf_console_summary(const Log& log, const Settings& settings, const Statistics& statistics) noexcept;
+
+/// Shows what the status of a numeric step means and where to find help, when messages are on. Success shows
+/// nothing.
+void mf_numeric_failure_message(const Log& log, Status status) noexcept;
 
 } // namespace vyr

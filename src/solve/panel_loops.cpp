@@ -1,6 +1,4 @@
-#include "solve/panel_loops.h"
-
-#include "platform/simd.h"
+#include "solve/node_steps.h"
 
 namespace vyr {
 
@@ -48,10 +46,11 @@ VYR_INLINE void subtract_products(const double* column, std::int64_t ld, std::in
 
 /// One pass over the node for VECS vectors of right-hand sides; `w` points at the first of them.
 template <std::int32_t VECS>
-VYR_INLINE void forward_pass(const mf_snode& node, double* w, std::int64_t stride) noexcept {
+VYR_INLINE void forward_pass(const mf_snode& node, const double* block, double* w,
+                             std::int64_t stride) noexcept {
     const std::int32_t npiv = node.npiv;
     double* pivots = w + node.first() * stride;
-    const double* column = node.factor_block;
+    const double* column = block;
     for (std::int32_t k = 0; k < npiv; ++k, column += npiv) {
         double* target = pivots + k * stride;
         subtract_dots<1, VECS>(column, npiv, k, pivots, stride, &target);
@@ -71,10 +70,11 @@ VYR_INLINE void forward_pass(const mf_snode& node, double* w, std::int64_t strid
 }
 
 template <std::int32_t VECS>
-VYR_INLINE void backward_pass(const mf_snode& node, double* w, std::int64_t stride) noexcept {
+VYR_INLINE void backward_pass(const mf_snode& node, const double* block, double* w,
+                              std::int64_t stride) noexcept {
     const std::int32_t npiv = node.npiv;
     double* pivots = w + node.first() * stride;
-    const double* column = node.coupling();
+    const double* column = node.coupling(block);
     const std::int32_t* rows = node.update_rows();
     std::int32_t j = 0;
     for (; j + TILE <= node.nupd; j += TILE, column += TILE * static_cast<std::int64_t>(npiv)) {
@@ -86,7 +86,7 @@ VYR_INLINE void backward_pass(const mf_snode& node, double* w, std::int64_t stri
         const double* x = w + rows[j] * stride;
         subtract_products<1, VECS>(column, npiv, npiv, pivots, stride, &x);
     }
-    column = node.coupling();
+    column = node.coupling(block);
     for (std::int32_t k = npiv - 1; k >= 0; --k) {
         column -= npiv;
         double* solved = pivots + k * stride;
@@ -95,24 +95,28 @@ VYR_INLINE void backward_pass(const mf_snode& node, double* w, std::int64_t stri
     }
 }
 
-VYR_INLINE void forward_body(const mf_snode& node, double* w, std::int64_t stride) noexcept {
+VYR_INLINE void forward_body(const mf_snode& node, const double* block, double* w,
+                             std::int64_t stride) noexcept {
     std::int64_t r = 0;
-    for (; r + 2 * LANES <= stride; r += 2 * LANES) forward_pass<2>(node, w + r, stride);
-    if (r < stride) forward_pass<1>(node, w + r, stride);
+    for (; r + 2 * LANES <= stride; r += 2 * LANES) forward_pass<2>(node, block, w + r, stride);
+    if (r < stride) forward_pass<1>(node, block, w + r, stride);
 }
 
-VYR_INLINE void backward_body(const mf_snode& node, double* w, std::int64_t stride) noexcept {
+VYR_INLINE void backward_body(const mf_snode& node, const double* block, double* w,
+                              std::int64_t stride) noexcept {
     std::int64_t r = 0;
-    for (; r + 2 * LANES <= stride; r += 2 * LANES) backward_pass<2>(node, w + r, stride);
-    if (r < stride) backward_pass<1>(node, w + r, stride);
+    for (; r + 2 * LANES <= stride; r += 2 * LANES) backward_pass<2>(node, block, w + r, stride);
+    if (r < stride) backward_pass<1>(node, block, w + r, stride);
 }
 
 #define VYR_BUILD_LOOPS(name, target)                                                                        \
-    target void forward_##name(const mf_snode& node, double* w, std::int64_t stride) noexcept {              \
-        forward_body(node, w, stride);                                                                       \
+    target void forward_##name(const mf_snode& node, const double* block, double* w,                         \
+                               std::int64_t stride) noexcept {                                               \
+        forward_body(node, block, w, stride);                                                                \
     }                                                                                                        \
-    target void backward_##name(const mf_snode& node, double* w, std::int64_t stride) noexcept {             \
-        backward_body(node, w, stride);                                                                      \
+    target void backward_##name(const mf_snode& node, const double* block, double* w,                        \
+                                std::int64_t stride) noexcept {                                              \
+        backward_body(node, block, w, stride);                                                               \
     }                                                                                                        \
     constexpr PanelLoops LOOPS_##name{forward_##name, backward_##name};
 
@@ -122,8 +126,8 @@ VYR_BUILD_LOOPS(avx512, VYR_TARGET_AVX512)
 
 } // namespace
 
-const PanelLoops& mf_panel_loops() noexcept {
-    return simd::widest(LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
+const PanelLoops& mf_panel_loops(simd::InstructionSet instructions) noexcept {
+    return simd::choose(instructions, LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
 }
 
 } // namespace vyr

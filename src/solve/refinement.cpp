@@ -1,9 +1,4 @@
-#include "solve/refinement.h"
-
-#include "interface/process_state.h"
-#include "memory/buffer.h"
-#include "report/console.h"
-#include "solve/full_storage.h"
+#include "solve/substitution.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -17,7 +12,7 @@ constexpr double CONDITION_UNIT = 4503599627370496.0; ///< 2^52
 constexpr double REQUIRED_REDUCTION = 10.0;
 
 /// r := r - A x over the stored entries, mirrored for the off-diagonal ones of a stored triangle.
-void subtract_product(const CallerMatrix& matrix, bool mirrored, const double* x, double* r) noexcept {
+void subtract_product(const Matrix& matrix, bool mirrored, const double* x, double* r) noexcept {
     for (std::int32_t j = 0; j < matrix.n; ++j) {
         for (std::int32_t e = matrix.col_ptr[j]; e < matrix.col_ptr[j + 1]; ++e) {
             const std::int32_t i = matrix.row_ind[e];
@@ -46,11 +41,16 @@ double relative_residual(std::int32_t n, const double* r, const double* b) noexc
     return w;
 }
 
-Status refine(const Substitution& substitution, const CallerMatrix& matrix, bool mirrored, int limit,
-              double* b) noexcept {
+} // namespace
+
+// R. D. Skeel, "Iterative refinement implies numerical stability for Gaussian elimination", Math. Comp. 35
+// (1980). Here a solution is accepted only when it cuts the relative residual to a tenth.
+Status mf_refine(Context& context, const Factor& factor, const Matrix& matrix, double* b,
+                 bool block) noexcept {
     const std::int32_t n = matrix.n;
-    Buffer<double> work(3 * static_cast<std::int64_t>(n), 0.0);
-    if (!work) return VYR_ERR_MEMORY;
+    const bool mirrored = is_lower_triangle_type(context.settings.type);
+    Buffer<double> work(context.memory, 3 * static_cast<std::int64_t>(n), 0.0);
+    if (!work) return out_of_memory(context);
     double* x_best = work.get();
     double* r = x_best + n;
     double* x_try = r + n;
@@ -58,8 +58,11 @@ Status refine(const Substitution& substitution, const CallerMatrix& matrix, bool
 
     double w_previous = DBL_MAX, w_first = 0, condition = 0;
     int n_accepted = 0;
+    Status result = Status::OK;
     do {
-        if (const Status status = substitution.apply(r, 1); status != VYR_OK) return status;
+        const Status status = mf_substitute(context, factor, r, 1, block);
+        if (status != Status::OK && status != Status::FACTOR_FILE) return status;
+        if (status != Status::OK) result = status;
         for (std::int32_t i = 0; i < n; ++i) x_try[i] = x_best[i] + r[i];
         std::copy_n(b, n, r);
         subtract_product(matrix, mirrored, x_try, r);
@@ -73,26 +76,12 @@ Status refine(const Substitution& substitution, const CallerMatrix& matrix, bool
         w_previous = w;
         std::copy_n(x_try, n, x_best);
         if (w < DBL_EPSILON) break;
-    } while (n_accepted < limit);
+    } while (n_accepted < context.settings.refinement_limit);
 
     std::copy_n(x_best, n, b);
-    mf_info[INFO_CONDITION] = condition;
-    mf_message("\r\n\t\tcond=%g,iter=%d,w_0=%g", condition, n_accepted, w_first);
-    return VYR_OK;
-}
-
-} // namespace
-
-// R. D. Skeel, "Iterative refinement implies numerical stability for Gaussian elimination", Math. Comp. 35
-// (1980). Here a solution is accepted only when it cuts the relative residual to a tenth.
-Status mf_refine(const Substitution& substitution, const CallerMatrix& matrix, int limit,
-                 double* b) noexcept {
-    if (substitution.type() != TYPE_EXPAND)
-        return refine(substitution, matrix, is_lower_triangle_type(substitution.type()), limit, b);
-    FullStorage full;
-    if (!mf_sym_expand(matrix.n, matrix.col_ptr, matrix.row_ind, matrix.values, full)) return VYR_ERR_MEMORY;
-    const CallerMatrix expanded{matrix.n, full.col_ptr.get(), full.row_ind.get(), full.values.get()};
-    return refine(substitution, expanded, false, limit, b);
+    context.statistics.condition = condition;
+    mf_message(context, "\r\n\t\tcond=%g,iter=%d,w_0=%g", condition, n_accepted, w_first);
+    return result;
 }
 
 } // namespace vyr

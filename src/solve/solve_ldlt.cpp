@@ -1,10 +1,8 @@
-#include "solve/solve_ldlt.h"
-
-#include "interface/process_state.h"
-#include "interface/status.h"
-#include "memory/buffer.h"
+#include "core/pivot_pair.h"
+#include "memory/mapped_store.h"
 #include "platform/blas.h"
-#include "report/console.h"
+#include "solve/node_steps.h"
+#include "solve/substitution.h"
 
 #include <cinttypes>
 #include <utility>
@@ -20,49 +18,48 @@ bool keeps_order(const std::int32_t* record, std::int32_t m) noexcept {
 }
 
 /// Divides by the 2 x 2 pivots, whose values the block solve divided as if they were single ones.
-void divide_by_pairs(const mf_snode& node, const double* z, double* v) noexcept {
-    for (std::int32_t k = 0; k + 1 < node.npiv; ++k) {
-        const double* d = node.factor_block + k + std::int64_t{k} * node.npiv;
+void divide_by_pairs(std::int32_t npiv, const double* block, const double* z, double* v) noexcept {
+    for (std::int32_t k = 0; k + 1 < npiv; ++k) {
+        const double* d = block + k + std::int64_t{k} * npiv;
         const double e = d[1];
         if (e == 0.0) continue;
-        // Divided by t, whose reciprocal overflows when it is subnormal.
-        const double p = d[0] / e, q = d[node.npiv + 1] / e, t = e * (p * q - 1.0);
-        v[k] = (q * z[k] - z[k + 1]) / t;
-        v[k + 1] = (p * z[k + 1] - z[k]) / t;
+        const PivotPair pair(d[0], e, d[npiv + 1]);
+        v[k] = pair.first(z[k], z[k + 1]) / pair.t;
+        v[k + 1] = pair.second(z[k], z[k + 1]) / pair.t;
     }
 }
 
 /// Backward step by loops: the coupling block column by column, then row by row upwards through the pivot
 /// block.
-void backward_by_loops(const mf_snode& node, const std::int32_t* record, double* w) noexcept {
+void backward_by_loops(const mf_snode& node, const double* block, const std::int32_t* record,
+                       double* w) noexcept {
     const std::int32_t npiv = node.npiv;
     double* v = w + node.first();
     for (std::int32_t j = 0; j < node.nupd; ++j) {
-        const double* column = node.coupling() + std::int64_t{j} * npiv;
+        const double* column = node.coupling(block) + std::int64_t{j} * npiv;
         const double x = w[node.update_rows()[j]];
         for (std::int32_t i = 0; i < npiv; ++i) v[i] -= column[i] * x;
     }
     if (keeps_order(record, npiv)) {
         // No exchange comes between the rows, so the block may be read as it is stored.
         for (std::int32_t c = npiv - 1; c > 0; --c) {
-            const double* column = node.factor_block + std::int64_t{c} * npiv;
+            const double* column = block + std::int64_t{c} * npiv;
             for (std::int32_t i = 0; i < c; ++i) v[i] -= column[i] * v[c];
         }
         return;
     }
     for (std::int32_t i = npiv - 1; i >= 0; --i) {
         double sum = 0.0;
-        for (std::int32_t c = i + 1; c < npiv; ++c)
-            sum += node.factor_block[i + std::int64_t{c} * npiv] * v[c];
+        for (std::int32_t c = i + 1; c < npiv; ++c) sum += block[i + std::int64_t{c} * npiv] * v[c];
         v[i] -= sum;
         if (record[i] != i) std::swap(v[i], v[record[i]]);
     }
 }
 
-void print_mapping(const mf_solver& solver) noexcept {
-    if (ctrl_int(CTRL_CORE_MODE) == CORE_MAPPED)
-        mf_message("\r\n\tMAP=%" PRId32 ",X_Time=%g\t\t", solver.map_count,
-                   mf_info[INFO_T_MAPPED_IO] / 1000.0);
+void print_mapping(const Context& context, const Factor& factor) noexcept {
+    if (context.settings.core_mode == CORE_MAPPED)
+        mf_message(context, "\r\n\tMAP=%" PRId32 ",X_Time=%g\t\t", mf_map_count(factor),
+                   context.statistics.t_mapped_io / 1000.0);
 }
 
 } // namespace
@@ -106,59 +103,59 @@ int mf_ldlt_block_solve(char uplo, std::int32_t m, const double* a, std::int32_t
     return 0;
 }
 
-int mf_ldlt_forward_node(const mf_snode& node, const std::int32_t* record, double* w,
-                         double* scratch) noexcept {
+void mf_ldlt_forward_node(const mf_snode& node, const double* block, bool two_by_two,
+                          const std::int32_t* record, double* w, double* scratch) noexcept {
     double* v = w + node.first();
-    const int result = mf_ldlt_block_solve('L', node.npiv, node.factor_block, node.npiv, record, v, scratch);
-    if ((node.flags & NODE_TWO_BY_TWO) != 0) divide_by_pairs(node, scratch, v);
+    mf_ldlt_block_solve('L', node.npiv, block, node.npiv, record, v, scratch);
+    if (two_by_two) divide_by_pairs(node.npiv, block, scratch, v);
     if (node.nupd > 0) {
         double* update = scratch + node.npiv;
-        blas::gemv('T', node.npiv, node.nupd, 1.0, node.coupling(), node.npiv, scratch, 1, 0.0, update, 1);
+        blas::gemv('T', node.npiv, node.nupd, 1.0, node.coupling(block), node.npiv, scratch, 1, 0.0, update,
+                   1);
         for (std::int32_t j = 0; j < node.nupd; ++j) w[node.update_rows()[j]] -= update[j];
     }
-    return result;
 }
 
-int mf_ldlt_backward_node(const mf_snode& node, const std::int32_t* record, double* w, double* scratch,
-                          bool by_blas) noexcept {
+void mf_ldlt_backward_node(const mf_snode& node, const double* block, const std::int32_t* record, double* w,
+                           double* scratch, bool by_blas) noexcept {
     if (!by_blas) {
-        backward_by_loops(node, record, w);
-        return 0;
+        backward_by_loops(node, block, record, w);
+        return;
     }
     double* v = w + node.first();
     if (node.nupd > 0) {
         for (std::int32_t j = 0; j < node.nupd; ++j) scratch[j] = w[node.update_rows()[j]];
-        blas::gemv('N', node.npiv, node.nupd, -1.0, node.coupling(), node.npiv, scratch, 1, 1.0, v, 1);
+        blas::gemv('N', node.npiv, node.nupd, -1.0, node.coupling(block), node.npiv, scratch, 1, 1.0, v, 1);
     }
-    return mf_ldlt_block_solve('U', node.npiv, node.factor_block, node.npiv, record, v, nullptr);
+    mf_ldlt_block_solve('U', node.npiv, block, node.npiv, record, v, nullptr);
 }
 
-int mf_solve_ldlt(mf_solver& solver, double* x) noexcept {
-    const std::int32_t n = solver.n;
-    Buffer<double> work(n);
-    if (!work) {
-        set_info_status(VYR_ERR_MEMORY);
-        return VYR_ERR_MEMORY;
+// The caller's vector is free once it is gathered: it serves as the scratch of the sweeps.
+Status mf_solve_ldlt(Context& context, const Factor& factor, double* x) noexcept {
+    const Analysis& analysis = *factor.analysis;
+    const std::int32_t n = analysis.n;
+    Buffer<double> w(context.memory, n);
+    if (!w) return out_of_memory(context);
+    if (!factor.pivot_index) return Status::OK;
+    const bool by_blas = context.settings.type == TYPE_CSYM;
+    const std::int32_t* record = factor.pivot_index.get();
+    for (std::int32_t k = 0; k < n; ++k) w[k] = x[analysis.perm[k]];
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        const mf_snode& node = analysis.snodes[s];
+        const FactorBlock& block = factor.blocks[s];
+        if (block.values == nullptr) continue;
+        mf_ldlt_forward_node(node, block.values, (block.flags & BLOCK_TWO_BY_TWO) != 0, record + node.first(),
+                             w.get(), x);
     }
-    if (solver.pivot_index == nullptr) return 0;
-    const bool by_blas = ctrl_int(CTRL_TYPE) == TYPE_CSYM;
-    double* w = work.get();
-    int result = 0;
-    for (std::int32_t k = 0; k < n; ++k) w[k] = x[solver.perm[k]];
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        const mf_snode& node = solver.snodes[s];
-        if (node.factor_block != nullptr)
-            result = mf_ldlt_forward_node(node, solver.pivot_index + node.first(), w, x);
+    print_mapping(context, factor);
+    for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s) {
+        const mf_snode& node = analysis.snodes[s];
+        if (factor.block(s) == nullptr) continue;
+        mf_ldlt_backward_node(node, factor.block(s), record + node.first(), w.get(), x, by_blas);
     }
-    print_mapping(solver);
-    for (std::int32_t s = solver.n_snodes - 1; s >= 0; --s) {
-        const mf_snode& node = solver.snodes[s];
-        if (node.factor_block != nullptr)
-            result = mf_ldlt_backward_node(node, solver.pivot_index + node.first(), w, x, by_blas);
-    }
-    print_mapping(solver);
-    for (std::int32_t k = 0; k < n; ++k) x[solver.perm[k]] = w[k];
-    return result;
+    print_mapping(context, factor);
+    for (std::int32_t k = 0; k < n; ++k) x[analysis.perm[k]] = w[k];
+    return Status::OK;
 }
 
 } // namespace vyr

@@ -1,8 +1,7 @@
-#include "memory/buffer.h"
-#include "numeric/tuning.h"
+#include "core/tuning.h"
 #include "platform/blas.h"
-#include "solve/panel_loops.h"
-#include "solve/solve_llt.h"
+#include "solve/node_steps.h"
+#include "solve/substitution.h"
 
 namespace vyr {
 
@@ -21,13 +20,13 @@ struct Panel {
     double* update(std::int32_t j) const noexcept { return scratch + static_cast<std::int64_t>(j) * nrhs; }
 };
 
-void forward_node(const mf_snode& node, const Panel& panel) noexcept {
+void forward_node(const mf_snode& node, const double* block, const Panel& panel) noexcept {
     const std::int32_t nrhs = panel.nrhs;
     const std::int32_t ld = panel.stride;
     double* pivots = panel.of(node.first());
-    blas::trsm('R', 'U', 'N', 'N', nrhs, node.npiv, 1.0, node.factor_block, node.npiv, pivots, ld);
+    blas::trsm('R', 'U', 'N', 'N', nrhs, node.npiv, 1.0, block, node.npiv, pivots, ld);
     if (node.nupd == 0) return;
-    blas::gemm('N', 'N', nrhs, node.nupd, node.npiv, 1.0, pivots, ld, node.coupling(), node.npiv, 0.0,
+    blas::gemm('N', 'N', nrhs, node.nupd, node.npiv, 1.0, pivots, ld, node.coupling(block), node.npiv, 0.0,
                panel.scratch, nrhs);
     const std::int32_t* rows = node.update_rows();
     for (std::int32_t j = 0; j < node.nupd; ++j) {
@@ -37,7 +36,7 @@ void forward_node(const mf_snode& node, const Panel& panel) noexcept {
     }
 }
 
-void backward_node(const mf_snode& node, const Panel& panel) noexcept {
+void backward_node(const mf_snode& node, const double* block, const Panel& panel) noexcept {
     const std::int32_t nrhs = panel.nrhs;
     const std::int32_t ld = panel.stride;
     double* pivots = panel.of(node.first());
@@ -48,45 +47,53 @@ void backward_node(const mf_snode& node, const Panel& panel) noexcept {
             double* target = panel.update(j);
             for (std::int32_t r = 0; r < nrhs; ++r) target[r] = source[r];
         }
-        blas::gemm('N', 'T', nrhs, node.npiv, node.nupd, -1.0, panel.scratch, nrhs, node.coupling(),
+        blas::gemm('N', 'T', nrhs, node.npiv, node.nupd, -1.0, panel.scratch, nrhs, node.coupling(block),
                    node.npiv, 1.0, pivots, ld);
     }
-    blas::trsm('R', 'U', 'T', 'N', nrhs, node.npiv, 1.0, node.factor_block, node.npiv, pivots, ld);
+    blas::trsm('R', 'U', 'T', 'N', nrhs, node.npiv, 1.0, block, node.npiv, pivots, ld);
 }
 
 /// Both sweeps for a few right-hand sides, by our own loops.
-void solve_narrow(const mf_solver& solver, const Panel& panel) noexcept {
-    const PanelLoops& loops = mf_panel_loops();
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) loops.forward(solver.snodes[s], panel.w, panel.stride);
-    for (std::int32_t s = solver.n_snodes - 1; s >= 0; --s)
-        loops.backward(solver.snodes[s], panel.w, panel.stride);
+void solve_narrow(const PanelLoops& loops, const Factor& factor, const Panel& panel) noexcept {
+    const Analysis& analysis = *factor.analysis;
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+        loops.forward(analysis.snodes[s], factor.block(s), panel.w, panel.stride);
+    for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s)
+        loops.backward(analysis.snodes[s], factor.block(s), panel.w, panel.stride);
 }
 
 /// Both sweeps for many right-hand sides, by BLAS.
-void solve_wide(const mf_solver& solver, const Panel& panel) noexcept {
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) forward_node(solver.snodes[s], panel);
-    for (std::int32_t s = solver.n_snodes - 1; s >= 0; --s) backward_node(solver.snodes[s], panel);
+void solve_wide(const Factor& factor, const Panel& panel) noexcept {
+    const Analysis& analysis = *factor.analysis;
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+        forward_node(analysis.snodes[s], factor.block(s), panel);
+    for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s)
+        backward_node(analysis.snodes[s], factor.block(s), panel);
 }
 
 } // namespace
 
 // The caller's block is free once it is gathered: it serves as the update scratch of the wide sweeps.
-Status mf_solve_llt_n(const mf_solver& solver, double* X, std::int32_t nrhs) noexcept {
-    if (nrhs == 1) return mf_solve_llt(solver, X);
-    const std::int64_t n = solver.n;
+Status mf_solve_llt_n(Context& context, const Factor& factor, double* X, std::int32_t nrhs) noexcept {
+    if (nrhs == 1) return mf_solve_llt(context, factor, X);
+    const std::int64_t n = factor.analysis->n;
+    const std::int32_t* perm = factor.analysis->perm.get();
     const bool narrow = nrhs <= tuning::NARROW_RHS;
     const std::int32_t stride = narrow ? (nrhs + PANEL_LANES - 1) / PANEL_LANES * PANEL_LANES : nrhs;
-    Buffer<double> w(n * stride);
-    if (!w) return VYR_ERR_MEMORY;
+    Buffer<double> w(context.memory, n * stride);
+    if (!w) return out_of_memory(context);
     const Panel panel{w.get(), X, nrhs, stride};
-    for (std::int32_t k = 0; k < solver.n; ++k) {
-        for (std::int32_t r = 0; r < nrhs; ++r) panel.of(k)[r] = X[r * n + solver.perm[k]];
+    for (std::int32_t k = 0; k < n; ++k) {
+        for (std::int32_t r = 0; r < nrhs; ++r) panel.of(k)[r] = X[r * n + perm[k]];
         for (std::int32_t r = nrhs; r < stride; ++r) panel.of(k)[r] = 0;
     }
-    narrow ? solve_narrow(solver, panel) : solve_wide(solver, panel);
+    if (narrow)
+        solve_narrow(mf_panel_loops(context.settings.instructions), factor, panel);
+    else
+        solve_wide(factor, panel);
     for (std::int32_t r = 0; r < nrhs; ++r)
-        for (std::int32_t k = 0; k < solver.n; ++k) X[r * n + solver.perm[k]] = panel.of(k)[r];
-    return VYR_OK;
+        for (std::int32_t k = 0; k < n; ++k) X[r * n + perm[k]] = panel.of(k)[r];
+    return Status::OK;
 }
 
 } // namespace vyr

@@ -1,34 +1,59 @@
-// One substitution, scaled: the step that both solve exports and the refinement repeat.
+// One substitution with a factor, and the refinement that repeats it.
+//
+// Common to all: vectors are in the caller's numbering and solved in place. Nothing in the factor changes.
+// MEMORY leaves the vector as it was.
 #pragma once
 
-#include "interface/status.h"
-#include "symbolic/solver.h"
+#include "core/analysis.h"
+#include "core/context.h"
+#include "core/factor.h"
 
 #include <cstdint>
 
 namespace vyr {
 
-/// The substitution kernel chosen by matrix type and core mode, between the two scalings in force.
-class Substitution {
-public:
-    /// Reads type, core mode and scaling mode once. `block`: the call may have several right-hand sides.
-    Substitution(mf_solver& solver, bool block) noexcept;
+/// Solves by the kernel that serves matrix type and core mode, between the two scalings in force.
+///
+/// x       n x nrhs doubles, leading dimension n. Only the in-core Cholesky kernel of a block call looks
+///         beyond the first column; scaling never does
+/// block   the call may have several right-hand sides
+///
+/// A type that no kernel serves leaves the vector to the scalings. Returns 0; MEMORY, x no more than scaled;
+/// FACTOR_FILE, x wrong.
+[[nodiscard]] Status mf_substitute(Context& context, const Factor& factor, double* x, std::int32_t nrhs,
+                                   bool block) noexcept;
 
-    /// Solves in place on an n x nrhs block. Only the in-core Cholesky kernel of a block call looks beyond
-    /// the first column; scaling never does. Returns 0, or -29 with the vector unchanged.
-    [[nodiscard]] Status apply(double* x, std::int32_t nrhs) const noexcept;
+/// Solves for the first column of b with at most settings.refinement_limit (2 or more) accepted solutions and
+/// writes the last accepted one back. Records the condition figure and shows the summary line when messages
+/// are on.
+///
+/// matrix   checked, order n; the stored triangle for types 11 to 13, all entries otherwise
+///
+/// Returns 0; MEMORY with b unchanged: 3 n doubles, and what a substitution needs; FACTOR_FILE when a
+/// substitution returned it, the refinement having gone on with what it gave.
+[[nodiscard]] Status mf_refine(Context& context, const Factor& factor, const Matrix& matrix, double* b,
+                               bool block) noexcept;
 
-    int type() const noexcept { return type_; }
-    const mf_solver& solver() const noexcept { return solver_; }
+/// L L^T in core, x of n doubles. Returns 0, or MEMORY for a work vector of n doubles.
+[[nodiscard]] Status mf_solve_llt(Context& context, const Factor& factor, double* x) noexcept;
 
-private:
-    [[nodiscard]] Status run_kernel(double* x, std::int32_t nrhs) const noexcept;
+/// The same for nrhs right-hand sides: X is n x nrhs, leading dimension n. Returns 0, or MEMORY for a work
+/// block of n * nrhs doubles, nrhs rounded up to a multiple of PANEL_LANES when it is small.
+[[nodiscard]] Status mf_solve_llt_n(Context& context, const Factor& factor, double* X,
+                                    std::int32_t nrhs) noexcept;
 
-    mf_solver& solver_;
-    bool block_;
-    int type_;
-    int core_mode_;
-    int scaling_;
-};
+/// L D L^T in core, x of n doubles. Nodes without a block are passed over; without a pivot record x stays as
+/// it is. Returns 0, or MEMORY for a work vector of n doubles.
+[[nodiscard]] Status mf_solve_ldlt(Context& context, const Factor& factor, double* x) noexcept;
+
+/// L L^T with a factor that is not, or not all, in memory, x of n doubles; reads each factor file twice.
+/// Nodes without a block, and those of files that cannot be read, are passed over.
+///
+/// Returns 0; MEMORY for a work vector of n doubles, the lists and a read buffer as large as the largest
+/// file; FACTOR_FILE when a file could not be read: x is wrong then.
+[[nodiscard]] Status mf_solve_llt_ooc(Context& context, const Factor& factor, double* x) noexcept;
+
+/// The same for L D L^T; without a pivot record x stays as it is.
+[[nodiscard]] Status mf_solve_ldlt_ooc(Context& context, const Factor& factor, double* x) noexcept;
 
 } // namespace vyr

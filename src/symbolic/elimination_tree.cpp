@@ -1,4 +1,4 @@
-#include "symbolic/elimination_tree.h"
+#include "symbolic/steps.h"
 
 namespace vyr {
 

@@ -1,4 +1,4 @@
-#include "symbolic/graph_compress.h"
+#include "symbolic/ordering.h"
 
 // Idea: C. Ashcraft, "Compressed graphs and the minimum degree algorithm", SIAM J. Sci. Comput. 16 (1995).
 // Only vertices with identical closed neighbourhoods are merged here.
@@ -34,13 +34,14 @@ void find_groups(std::int32_t n, const std::int32_t* xadj, const std::int32_t* a
 
 } // namespace
 
-bool mf_graph_compress(std::int32_t n, const std::int32_t* xadj, const std::int32_t* adjacency,
-                       CompressedGraph& compressed) noexcept {
+Status mf_graph_compress(Context& context, std::int32_t n, const std::int32_t* xadj,
+                         const std::int32_t* adjacency, CompressedGraph& compressed) noexcept {
     compressed.n_groups = 0;
-    compressed.group = Buffer<std::int32_t>(n, -1);
-    Buffer<std::int32_t> representative(n), seen_from(n, -1);
-    Buffer<std::uint32_t> hash(n);
-    if (!compressed.group || !representative || !seen_from || !hash) return false;
+    compressed.group = Buffer<std::int32_t>(context.memory, n, -1);
+    Buffer<std::int32_t> representative(context.memory, n), seen_from(context.memory, n, -1);
+    Buffer<std::uint32_t> hash(context.memory, n);
+    if (!compressed.group || !representative || !seen_from || !hash)
+        return out_of_memory(context, Status::FACTOR_STORAGE);
     for (std::int32_t j = 0; j < n; ++j) {
         hash[j] = static_cast<std::uint32_t>(j);
         for (std::int32_t k = xadj[j]; k < xadj[j + 1]; ++k)
@@ -48,12 +49,13 @@ bool mf_graph_compress(std::int32_t n, const std::int32_t* xadj, const std::int3
     }
     find_groups(n, xadj, adjacency, hash.get(), seen_from.get(), compressed, representative.get());
     const std::int32_t n_groups = compressed.n_groups;
-    if (n_groups == n) return true;
+    if (n_groups == n) return Status::OK;
 
-    compressed.xadj = Buffer<std::int32_t>(std::int64_t{n_groups} + 1);
-    compressed.adjacency = Buffer<std::int32_t>(xadj[n]);
-    compressed.weights = Buffer<std::int32_t>(n_groups, 0);
-    if (!compressed.xadj || !compressed.adjacency || !compressed.weights) return false;
+    compressed.xadj = Buffer<std::int32_t>(context.memory, std::int64_t{n_groups} + 1);
+    compressed.adjacency = Buffer<std::int32_t>(context.memory, xadj[n]);
+    compressed.weights = Buffer<std::int32_t>(context.memory, n_groups, 0);
+    if (!compressed.xadj || !compressed.adjacency || !compressed.weights)
+        return out_of_memory(context, Status::FACTOR_STORAGE);
     for (std::int32_t j = 0; j < n; ++j) ++compressed.weights[compressed.group[j]];
     std::int32_t place = 0;
     for (std::int32_t g = 0; g < n_groups; ++g) {
@@ -66,7 +68,7 @@ bool mf_graph_compress(std::int32_t n, const std::int32_t* xadj, const std::int3
         }
     }
     compressed.xadj[n_groups] = place;
-    return true;
+    return Status::OK;
 }
 
 } // namespace vyr

@@ -1,23 +1,25 @@
-#include "symbolic/input_pattern.h"
+#include "symbolic/pattern.h"
 
 #include <algorithm>
 
 namespace vyr {
 
-Status mf_check_structure(std::int32_t n, const std::int32_t* col_ptr, const std::int32_t* row_ind) noexcept {
-    if (col_ptr == nullptr || row_ind == nullptr) return VYR_ERR_NULL_MATRIX;
-    if (n < 1 || col_ptr[n] < 1) return VYR_ERR_EMPTY_MATRIX;
-    if (col_ptr[0] != 0) return VYR_ERR_STRUCTURE;
+Status mf_check_structure(const Pattern& pattern) noexcept {
+    const auto [n, col_ptr, row_ind] = pattern;
+    if (col_ptr == nullptr || row_ind == nullptr) return Status::NULL_MATRIX;
+    if (n < 1 || col_ptr[n] < 1) return Status::EMPTY_MATRIX;
+    if (col_ptr[0] != 0) return Status::STRUCTURE;
     for (std::int32_t j = 0; j < n; ++j)
-        if (col_ptr[j + 1] < col_ptr[j]) return VYR_ERR_STRUCTURE;
+        if (col_ptr[j + 1] < col_ptr[j]) return Status::STRUCTURE;
     for (std::int32_t e = 0; e < col_ptr[n]; ++e)
-        if (row_ind[e] < 0 || row_ind[e] >= n) return VYR_ERR_STRUCTURE;
-    return VYR_OK;
+        if (row_ind[e] < 0 || row_ind[e] >= n) return Status::STRUCTURE;
+    return Status::OK;
 }
 
 namespace {
 
-bool is_canonical(std::int32_t n, const std::int32_t* col_ptr, const std::int32_t* row_ind) noexcept {
+bool is_canonical(const Pattern& pattern) noexcept {
+    const auto [n, col_ptr, row_ind] = pattern;
     for (std::int32_t j = 0; j < n; ++j) {
         std::int32_t previous = j - 1;
         for (std::int32_t e = col_ptr[j]; e < col_ptr[j + 1]; ++e) {
@@ -43,18 +45,18 @@ void sort_by(std::int32_t n, std::int32_t n_entries, Key key, const std::int32_t
 }
 
 /// Folds every entry to (larger, smaller) index, sorts by column and row and drops repeats.
-bool canonicalise(InputPattern& pattern) noexcept {
+Status canonicalise(Context& context, const Pattern& pattern, InputPattern& input) noexcept {
     const std::int32_t n = pattern.n;
-    const std::int32_t n_entries = pattern.n_caller_entries;
+    const std::int32_t n_entries = input.n_caller_entries;
     const std::int32_t* row_ind = pattern.row_ind;
-    Buffer<std::int32_t> caller_column(n_entries), by_row(n_entries), by_column(n_entries),
-        start(std::int64_t{n} + 1);
-    pattern.own_col_ptr = Buffer<std::int32_t>(std::int64_t{n} + 1);
-    pattern.own_row_ind = Buffer<std::int32_t>(n_entries);
-    pattern.entry_of = Buffer<std::int32_t>(n_entries);
-    if (!caller_column || !by_row || !by_column || !start || !pattern.own_col_ptr || !pattern.own_row_ind ||
-        !pattern.entry_of)
-        return false;
+    Buffer<std::int32_t> caller_column(context.memory, n_entries), by_row(context.memory, n_entries),
+        by_column(context.memory, n_entries), start(context.memory, std::int64_t{n} + 1);
+    input.own_col_ptr = Buffer<std::int32_t>(context.memory, std::int64_t{n} + 1);
+    input.own_row_ind = Buffer<std::int32_t>(context.memory, n_entries);
+    input.entry_of = Buffer<std::int32_t>(context.memory, n_entries);
+    if (!caller_column || !by_row || !by_column || !start || !input.own_col_ptr || !input.own_row_ind ||
+        !input.entry_of)
+        return out_of_memory(context);
 
     for (std::int32_t j = 0; j < n; ++j)
         for (std::int32_t e = pattern.col_ptr[j]; e < pattern.col_ptr[j + 1]; ++e) caller_column[e] = j;
@@ -68,26 +70,21 @@ bool canonicalise(InputPattern& pattern) noexcept {
     for (std::int32_t k = 0; k < n_entries; ++k) {
         const std::int32_t e = by_column[k];
         const bool new_column = column_of(e) != column;
-        while (column < column_of(e)) pattern.own_col_ptr[++column] = count;
-        if (new_column || pattern.own_row_ind[count - 1] != row_of(e))
-            pattern.own_row_ind[count++] = row_of(e);
-        pattern.entry_of[e] = count - 1;
+        while (column < column_of(e)) input.own_col_ptr[++column] = count;
+        if (new_column || input.own_row_ind[count - 1] != row_of(e)) input.own_row_ind[count++] = row_of(e);
+        input.entry_of[e] = count - 1;
     }
-    while (column < n) pattern.own_col_ptr[++column] = count;
-    pattern.col_ptr = pattern.own_col_ptr.get();
-    pattern.row_ind = pattern.own_row_ind.get();
-    return true;
+    while (column < n) input.own_col_ptr[++column] = count;
+    input.lower = {n, input.own_col_ptr.get(), input.own_row_ind.get()};
+    return Status::OK;
 }
 
 } // namespace
 
-bool mf_input_pattern(std::int32_t n, const std::int32_t* col_ptr, const std::int32_t* row_ind,
-                      InputPattern& pattern) noexcept {
-    pattern.n = n;
-    pattern.col_ptr = col_ptr;
-    pattern.row_ind = row_ind;
-    pattern.n_caller_entries = col_ptr[n];
-    return is_canonical(n, col_ptr, row_ind) || canonicalise(pattern);
+Status mf_input_pattern(Context& context, const Pattern& pattern, InputPattern& input) noexcept {
+    input.lower = pattern;
+    input.n_caller_entries = pattern.col_ptr[pattern.n];
+    return is_canonical(pattern) ? Status::OK : canonicalise(context, pattern, input);
 }
 
 } // namespace vyr

@@ -1,4 +1,6 @@
-#include "symbolic/nested_dissection.h"
+// The crossing to METIS.
+#include "platform/process.h"
+#include "symbolic/ordering.h"
 
 #include <metis.h>
 
@@ -13,24 +15,26 @@ static_assert(std::is_same_v<idx_t, std::int32_t>, "METIS must be built with 32-
 
 namespace {
 
-bool order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* weights, bool compress,
-           std::int32_t* perm, std::int32_t* inverse) noexcept {
+Status order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* weights,
+             bool compress, std::int32_t* perm, std::int32_t* inverse) noexcept {
     idx_t options[METIS_NOPTIONS];
     METIS_SetDefaultOptions(options);
     options[METIS_OPTION_NUMBERING] = 0;
     if (!compress) options[METIS_OPTION_COMPRESS] = 0;
-    return METIS_NodeND(&n, xadj, adjacency, weights, options, perm, inverse) == METIS_OK;
+    const platform::OrderingLock one_at_a_time;
+    const int outcome = METIS_NodeND(&n, xadj, adjacency, weights, options, perm, inverse);
+    return outcome == METIS_OK ? Status::OK : Status::MEMORY;
 }
 
 } // namespace
 
-bool METIS_NodeND_order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* perm,
-                        std::int32_t* inverse) noexcept {
+Status METIS_NodeND_order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* perm,
+                          std::int32_t* inverse) noexcept {
     return order(n, xadj, adjacency, nullptr, true, perm, inverse);
 }
 
-bool METIS_NodeWND_order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* weights,
-                         std::int32_t* perm, std::int32_t* inverse) noexcept {
+Status METIS_NodeWND_order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* weights,
+                           std::int32_t* perm, std::int32_t* inverse) noexcept {
     return order(n, xadj, adjacency, weights, false, perm, inverse);
 }
 

@@ -1,6 +1,4 @@
-#include "symbolic/postorder.h"
-
-#include "memory/buffer.h"
+#include "symbolic/steps.h"
 
 #include <algorithm>
 
@@ -27,20 +25,22 @@ std::int32_t emit_tree(std::int32_t root, const std::int32_t* parent, const std:
 
 } // namespace
 
-bool mf_postorder(mf_solver& solver) noexcept {
-    const std::int32_t n = solver.n;
-    std::int32_t* parent = solver.parent;
-    Buffer<std::int32_t> head(n, -1), next(n, -1), post(n), inverse(n), renumbered(n);
-    if (!head || !next || !post || !inverse || !renumbered) return false;
+Status mf_postorder(Context& context, std::int32_t* children, Analysis& analysis) noexcept {
+    const std::int32_t n = analysis.n;
+    std::int32_t* parent = analysis.parent.get();
+    Buffer<std::int32_t> head(context.memory, n, -1), next(context.memory, n, -1), post(context.memory, n),
+        inverse(context.memory, n), renumbered(context.memory, n);
+    if (!head || !next || !post || !inverse || !renumbered)
+        return out_of_memory(context, Status::FACTOR_STORAGE);
 
-    std::fill_n(solver.child_count, n, 0);
+    std::fill_n(children, n, 0);
     std::int32_t last_root = -1; // roots are linked in the order they are met: decreasing
     std::int32_t first_root = -1;
     for (std::int32_t j = n - 1; j >= 0; --j) {
         if (parent[j] != -1) {
             next[j] = head[parent[j]];
             head[parent[j]] = j;
-            ++solver.child_count[parent[j]];
+            ++children[parent[j]];
         } else if (last_root == -1) {
             first_root = last_root = j;
         } else {
@@ -61,9 +61,9 @@ bool mf_postorder(mf_solver& solver) noexcept {
     renumber(parent);
     for (std::int32_t k = 0; k < n; ++k)
         if (parent[k] != -1) parent[k] = inverse[parent[k]];
-    renumber(solver.child_count);
-    renumber(solver.perm);
-    return true;
+    renumber(children);
+    renumber(analysis.perm.get());
+    return Status::OK;
 }
 
 } // namespace vyr

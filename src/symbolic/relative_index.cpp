@@ -1,7 +1,4 @@
-#include "symbolic/relative_index.h"
-
-#include "interface/process_state.h"
-#include "memory/buffer.h"
+#include "symbolic/steps.h"
 
 #include <algorithm>
 
@@ -31,13 +28,13 @@ void mf_snode_relind(mf_snode& node, const mf_snode& parent, const std::int32_t*
 
 /// Walks the ancestors of s over which its update rows are spread. Writes how many rows each one owns when
 /// `counts` is given; returns the number of ancestors. Every update row is a column of some ancestor.
-std::int32_t ancestor_segments(const mf_solver& solver, std::int32_t s, std::int32_t* counts) noexcept {
-    const mf_snode& node = solver.snodes[s];
+std::int32_t ancestor_segments(const Analysis& analysis, std::int32_t s, std::int32_t* counts) noexcept {
+    const mf_snode& node = analysis.snodes[s];
     const std::int32_t* update = node.update_rows();
     std::int32_t n_ancestors = 0;
     std::int32_t counted = 0;
-    for (std::int32_t a = solver.snode_parent[s]; counted < node.nupd; a = solver.snode_parent[a]) {
-        const mf_snode& ancestor = solver.snodes[a];
+    for (std::int32_t a = analysis.snode_parent[s]; counted < node.nupd; a = analysis.snode_parent[a]) {
+        const mf_snode& ancestor = analysis.snodes[a];
         const std::int32_t end = ancestor.first() + ancestor.npiv;
         const std::int32_t before = counted;
         while (counted < node.nupd && update[counted] < end) ++counted;
@@ -47,67 +44,70 @@ std::int32_t ancestor_segments(const mf_solver& solver, std::int32_t s, std::int
     return n_ancestors;
 }
 
-bool place_segments(mf_solver& solver) noexcept {
+Status place_segments(Context& context, Analysis& analysis) noexcept {
     std::int64_t n_segments = 0;
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        solver.snodes[s].anc_count = ancestor_segments(solver, s, nullptr);
-        n_segments += solver.snodes[s].anc_count;
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        analysis.snodes[s].anc_count = ancestor_segments(analysis, s, nullptr);
+        n_segments += analysis.snodes[s].anc_count;
     }
-    solver.anc_slab = mf_array<std::int32_t>(n_segments);
-    if (solver.anc_slab == nullptr) return false;
-    std::int32_t* place = solver.anc_slab;
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        mf_snode& node = solver.snodes[s];
+    analysis.anc_slab = Buffer<std::int32_t>(context.memory, n_segments);
+    if (!analysis.anc_slab) return out_of_memory(context, Status::FACTOR_STORAGE);
+    std::int32_t* place = analysis.anc_slab.get();
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        mf_snode& node = analysis.snodes[s];
         node.anc_rows = place;
-        place += ancestor_segments(solver, s, place);
+        place += ancestor_segments(analysis, s, place);
     }
-    return true;
+    return Status::OK;
 }
 
 /// Relative indices of all children, parent by parent, so that each parent's rows are marked once.
-bool place_relative_indices(mf_solver& solver) noexcept {
-    const std::int32_t n_snodes = solver.n_snodes;
+Status place_relative_indices(Context& context, Analysis& analysis) noexcept {
+    const std::int32_t n_snodes = analysis.n_snodes;
     std::int64_t n_rows = 0;
-    for (std::int32_t s = 0; s < n_snodes; ++s) n_rows += solver.snodes[s].n_rows();
-    solver.rel_slab = mf_array<std::int32_t>(n_rows);
-    Buffer<std::int32_t> head(n_snodes, -1), next(n_snodes), place(solver.n);
-    if (solver.rel_slab == nullptr || !head || !next || !place) return false;
-    std::int32_t* slab = solver.rel_slab;
+    for (std::int32_t s = 0; s < n_snodes; ++s) n_rows += analysis.snodes[s].n_rows();
+    analysis.rel_slab = Buffer<std::int32_t>(context.memory, n_rows);
+    Buffer<std::int32_t> head(context.memory, n_snodes, -1), next(context.memory, n_snodes),
+        place(context.memory, analysis.n);
+    if (!analysis.rel_slab || !head || !next || !place) return out_of_memory(context, Status::FACTOR_STORAGE);
+    std::int32_t* slab = analysis.rel_slab.get();
     for (std::int32_t s = 0; s < n_snodes; ++s) {
-        solver.snodes[s].rel_index = slab;
-        slab += solver.snodes[s].n_rows();
-        std::fill_n(solver.snodes[s].rel_index, solver.snodes[s].npiv, 0);
-        const std::int32_t p = solver.snode_parent[s];
+        analysis.snodes[s].rel_index = slab;
+        slab += analysis.snodes[s].n_rows();
+        std::fill_n(analysis.snodes[s].rel_index, analysis.snodes[s].npiv, 0);
+        const std::int32_t p = analysis.snode_parent[s];
         if (p == -1) continue;
         next[s] = head[p];
         head[p] = s;
     }
     for (std::int32_t p = 0; p < n_snodes; ++p) {
         if (head[p] == -1) continue;
-        const mf_snode& parent = solver.snodes[p];
+        const mf_snode& parent = analysis.snodes[p];
         for (std::int32_t k = 0; k < parent.n_rows(); ++k) place[parent.rows[k]] = k;
         for (std::int32_t s = head[p]; s != -1; s = next[s])
-            mf_snode_relind(solver.snodes[s], parent, place.get());
+            mf_snode_relind(analysis.snodes[s], parent, place.get());
     }
-    return true;
+    return Status::OK;
 }
 
 } // namespace
 
-bool mf_snode_finish(mf_solver& solver) noexcept {
-    const bool in_core = ctrl_int(CTRL_CORE_MODE) == CORE_IN;
+Status mf_snode_finish(Context& context, Analysis& analysis) noexcept {
+    const bool in_core = context.settings.core_mode == CORE_IN;
+    Statistics& statistics = context.statistics;
     std::int64_t largest_panel = 0;
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        const mf_snode& node = solver.snodes[s];
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        const mf_snode& node = analysis.snodes[s];
         const std::int64_t n_columns = in_core ? node.npiv : PANEL_WIDTH;
-        solver.largest_front = std::max(solver.largest_front, n_columns * node.n_rows());
+        analysis.largest_front = std::max(analysis.largest_front, n_columns * node.n_rows());
         largest_panel = std::max<std::int64_t>(largest_panel, PANEL_WIDTH * node.npiv);
-        mf_info[INFO_MAX_WIDTH] = std::max(mf_info[INFO_MAX_WIDTH], static_cast<double>(node.npiv));
+        statistics.max_width = std::max(statistics.max_width, static_cast<double>(node.npiv));
     }
-    const std::int64_t square = std::int64_t{solver.largest_update} * solver.largest_update;
-    mf_ctrl[CTRL_MEMORY_ESTIMATE] += 8.0 * static_cast<double>(std::max<std::int64_t>(square, solver.n) +
-                                                               4 * largest_panel + solver.largest_front);
-    return place_relative_indices(solver) && place_segments(solver);
+    const std::int64_t square = std::int64_t{analysis.largest_update} * analysis.largest_update;
+    statistics.memory_estimate += 8.0 * static_cast<double>(std::max<std::int64_t>(square, analysis.n) +
+                                                            4 * largest_panel + analysis.largest_front);
+    const Status status = place_relative_indices(context, analysis);
+    return status == Status::OK ? place_segments(context, analysis) : status;
 }
 
 } // namespace vyr

@@ -1,6 +1,4 @@
-#include "symbolic/supernodes.h"
-
-#include "memory/buffer.h"
+#include "symbolic/steps.h"
 
 #include <algorithm>
 
@@ -8,13 +6,15 @@ namespace vyr {
 
 namespace {
 
+constexpr std::int32_t MAX_SUPERNODE_WIDTH = 1024; ///< pivot columns
 constexpr double ZERO_TOLERANCE = 0.01; ///< explicit zeros a merge may add, as a share of the square front
 
 /// Decides column by column whether the supernode under construction ends. Products are 32-bit and wrap; they
 /// are formed unsigned and read as signed.
 class MergeRule {
 public:
-    explicit MergeRule(const mf_solver& solver) noexcept : solver_(solver) {}
+    MergeRule(const Analysis& analysis, const std::int32_t* children, const std::int32_t* nonzeros) noexcept
+        : analysis_(analysis), children_(children), nonzeros_(nonzeros) {}
 
     /// Takes `col` into the supernode; true when it is its last column.
     bool ends_at(std::int32_t col) noexcept {
@@ -30,10 +30,10 @@ public:
 private:
     bool extends(std::int32_t col) noexcept {
         const std::int32_t next = col + 1;
-        if (next == solver_.n || solver_.parent[col] != next || solver_.child_count[next] == 0) return false;
+        if (next == analysis_.n || analysis_.parent[col] != next || children_[next] == 0) return false;
         if (width_ >= static_cast<std::uint32_t>(MAX_SUPERNODE_WIDTH)) return false;
-        const auto count = static_cast<std::uint32_t>(solver_.column_count[col]);
-        const auto next_count = static_cast<std::uint32_t>(solver_.column_count[next]);
+        const auto count = static_cast<std::uint32_t>(nonzeros_[col]);
+        const auto next_count = static_cast<std::uint32_t>(nonzeros_[next]);
         zeros_ += 2 * width_ * (next_count - count + 1);
         const std::uint32_t side = width_ + next_count;
         const auto zeros = static_cast<std::int32_t>(zeros_);
@@ -41,25 +41,27 @@ private:
         return !(zeros > ZERO_TOLERANCE * rest && width_ >= 2);
     }
 
-    const mf_solver& solver_;
+    const Analysis& analysis_;
+    const std::int32_t* children_;
+    const std::int32_t* nonzeros_;
     std::uint32_t width_ = 0;
     std::uint32_t zeros_ = 0;
 };
 
 /// Links every supernode to the one that holds the parent of its last column, and sets the levels.
-void link_tree(mf_solver& solver) noexcept {
+void link_tree(Analysis& analysis) noexcept {
     std::int32_t end = 0;
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        mf_snode& node = solver.snodes[s];
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        mf_snode& node = analysis.snodes[s];
         end += node.npiv;
-        const std::int32_t p = solver.parent[end - 1];
+        const std::int32_t p = analysis.parent[end - 1];
         if (p == -1) {
-            solver.snode_parent[s] = -1;
-            solver.max_level = std::max(solver.max_level, node.level);
+            analysis.snode_parent[s] = -1;
+            analysis.max_level = std::max(analysis.max_level, node.level);
         } else {
-            const std::int32_t above = solver.column_map[p];
-            solver.snode_parent[s] = above;
-            mf_snode& parent = solver.snodes[above];
+            const std::int32_t above = analysis.column_map[p];
+            analysis.snode_parent[s] = above;
+            mf_snode& parent = analysis.snodes[above];
             parent.level = std::max(parent.level, node.level + 1);
             ++parent.child_count;
         }
@@ -71,35 +73,34 @@ void link_tree(mf_solver& solver) noexcept {
 // J. W. H. Liu, E. G. Ng and B. W. Peyton, "On finding supernodes for sparse matrix computations", SIAM J.
 // Matrix Anal. Appl. 14 (1993), with chains relaxed as long as few explicit zeros are added. Inside a chain
 // the rows below the last column are the rows below the supernode, so its size follows from one column count.
-bool mf_supernodes(mf_solver& solver) noexcept {
-    const std::int32_t n = solver.n;
-    solver.column_map = mf_array<std::int32_t>(n);
-    if (solver.column_map == nullptr) return false;
-    MergeRule rule(solver);
-    solver.n_snodes = 0;
+Status mf_supernodes(Context& context, const std::int32_t* children, const std::int32_t* nonzeros,
+                     Analysis& analysis) noexcept {
+    const std::int32_t n = analysis.n;
+    analysis.column_map = Buffer<std::int32_t>(context.memory, n);
+    if (!analysis.column_map) return out_of_memory(context, Status::FACTOR_STORAGE);
+    MergeRule rule(analysis, children, nonzeros);
+    analysis.n_snodes = 0;
     for (std::int32_t col = 0; col < n; ++col) {
-        solver.column_map[col] = solver.n_snodes;
-        if (rule.ends_at(col)) ++solver.n_snodes;
+        analysis.column_map[col] = analysis.n_snodes;
+        if (rule.ends_at(col)) ++analysis.n_snodes;
     }
 
-    solver.snodes = mf_array<mf_snode>(solver.n_snodes);
-    if (solver.snodes == nullptr) return false;
-    std::fill_n(solver.snodes, solver.n_snodes, mf_snode{}); // before anything can fail: release walks them
-    solver.snode_parent = mf_array<std::int32_t>(solver.n_snodes);
-    if (solver.snode_parent == nullptr) return false;
+    analysis.snodes = Buffer<mf_snode>(context.memory, analysis.n_snodes, mf_snode{});
+    analysis.snode_parent = Buffer<std::int32_t>(context.memory, analysis.n_snodes);
+    if (!analysis.snodes || !analysis.snode_parent) return out_of_memory(context, Status::FACTOR_STORAGE);
     for (std::int32_t col = 0; col < n; ++col) {
-        mf_snode& node = solver.snodes[solver.column_map[col]];
+        mf_snode& node = analysis.snodes[analysis.column_map[col]];
         ++node.npiv;
-        node.nupd = solver.column_count[col] - 1; // the last column's value stays
+        node.nupd = nonzeros[col] - 1; // the last column's value stays
     }
-    for (std::int32_t s = 0; s < solver.n_snodes; ++s) {
-        mf_snode& node = solver.snodes[s];
-        node.start = solver.factor_entries;
-        solver.factor_entries += node.n_entries();
-        solver.largest_update = std::max(solver.largest_update, node.nupd);
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        mf_snode& node = analysis.snodes[s];
+        node.start = analysis.factor_entries;
+        analysis.factor_entries += node.n_entries();
+        analysis.largest_update = std::max(analysis.largest_update, node.nupd);
     }
-    link_tree(solver);
-    return true;
+    link_tree(analysis);
+    return Status::OK;
 }
 
 } // namespace vyr

@@ -92,14 +92,4 @@ TempDirectory::~TempDirectory() {
     std::filesystem::remove_all(path_, ignored);
 }
 
-void HookGuard::reset() {
-    mf_test_hooks.fail_allocation_at = 0;
-    mf_test_hooks.fail_every_later_allocation = false;
-    mf_test_hooks.memory_status = nullptr;
-    mf_test_hooks.memory_status_fails = false;
-    mf_test_hooks.os_major = 0;
-    mf_test_hooks.fail_file_call_at = 0;
-    mf_test_hooks.fail_every_later_file_call = false;
-}
-
 } // namespace vyr::test

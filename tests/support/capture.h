@@ -1,7 +1,5 @@
-// What the library leaves outside its arguments: standard output, files in the current directory, hooks.
+// What the library leaves outside its arguments: standard output and files in the current directory.
 #pragma once
-
-#include "interface/process_state.h"
 
 #include <cstdio>
 #include <filesystem>
@@ -46,16 +44,6 @@ public:
 
 private:
     std::filesystem::path path_, previous_;
-};
-
-/// Puts all test hooks back when it goes out of scope.
-class HookGuard {
-public:
-    HookGuard() { reset(); }
-    ~HookGuard() { reset(); }
-    HookGuard(const HookGuard&) = delete;
-    HookGuard& operator=(const HookGuard&) = delete;
-    static void reset();
 };
 
 } // namespace vyr::test

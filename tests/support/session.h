@@ -1,6 +1,7 @@
 // One matrix driven through the exported functions.
 #pragma once
 
+#include "core/faults.h"
 #include "interface/handle.h"
 #include "interface/process_state.h"
 #include "support/matrices.h"
@@ -10,8 +11,21 @@
 
 namespace vyr::test {
 
-/// The object behind a handle; the public header puts its opaque namesake into the global namespace.
-using Solver = vyr::mf_solver;
+/// Faults on demand behind the exported functions, while it lives.
+struct ExportFaults : Faults {
+    ExportFaults() { process_state().memory.faults = this; }
+    ~ExportFaults() { process_state().memory.faults = nullptr; }
+    ExportFaults(const ExportFaults&) = delete;
+    ExportFaults& operator=(const ExportFaults&) = delete;
+};
+
+inline double info(InfoSlot slot) {
+    return process_state().mf_info[slot];
+}
+
+inline double& ctrl(CtrlSlot slot) {
+    return process_state().mf_ctrl[slot];
+}
 
 /// Holds the parameter array and the handle, and clears the handle when it goes out of scope.
 class Session {
@@ -34,8 +48,6 @@ public:
     std::vector<double> solve(const Csc& a, std::vector<double> b);
     std::vector<double> solve_n(const Csc& a, std::vector<double> b, int n_rhs);
     void clear();
-
-    const Solver& solver() const { return *from_handle(handle); }
 };
 
 /// Backward error of a solve with a random right-hand side.

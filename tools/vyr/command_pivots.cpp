@@ -45,7 +45,7 @@ bool run_pivots(const PivotsOptions& options) {
     }
     const PivotResult result = find_pivots(a, options.smallest, options.growth, live);
     std::printf("%s\n%s", options.matrix.c_str(), pivots_text(result, options.count).c_str());
-    return result.status == 0;
+    return result.status == Status::OK;
 }
 
 } // namespace vyr::tool

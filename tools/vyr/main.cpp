@@ -112,15 +112,16 @@ int run_solve(const Options& options) {
         a = read_symmetric(options.matrix);
         b = options.rhs.empty() ? known_right_hand_sides(a, options.n_rhs) : read_dense(options.rhs, a.n);
     }
-    const SolveResult result = (options.indefinite ? solve_indefinite : solve)(
-        a, b, x, options.repeat, live, {options.file_directory, options.memory_limit_mb * 1e6});
+    const SolveResult result = solve(
+        a, b, x,
+        {options.indefinite, options.repeat, live, options.file_directory, options.memory_limit_mb * 1e6});
     if (options.json)
         std::fputs(result_json(result).c_str(), stdout);
-    else if (result.status == 0)
+    else if (result.status == vyr::Status::OK)
         std::printf("%s\n%s", options.matrix.c_str(), result_table(result).c_str());
-    if (result.status == 0 && !options.solution.empty())
+    if (result.status == vyr::Status::OK && !options.solution.empty())
         write_dense(options.solution, x, "solution of " + options.matrix);
-    if (!options.report_directory.empty()) write_run_report(options.report_directory);
+    if (!options.report_directory.empty()) write_run_report(options.report_directory, result);
     const std::string sentence = failure_sentence(result);
     if (!sentence.empty()) std::fprintf(stderr, "vyr: %s\n", sentence.c_str());
     return accepted(result) ? EXIT_SOLVED : EXIT_NOT_SOLVED;

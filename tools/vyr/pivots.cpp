@@ -1,38 +1,54 @@
 #include "tools/vyr/pivots.h"
 
-#include "interface/process_state.h"
-#include "tools/vyr/scoped_handle.h"
+#include "engine/system.h"
 #include "tools/vyr/ticker.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 
 namespace vyr::tool {
+
+namespace {
+
+constexpr double NOT_COMPUTED = -DBL_MAX;
+
+/// Marks what explains the failure: every pivot that is too small, or the two extremes that spread too far.
+void mark_failed(PivotResult& result) {
+    for (std::size_t i = 0; i < result.pivots.size(); ++i) {
+        const bool computed = result.pivots[i] != NOT_COMPUTED;
+        const bool too_small = result.status == Status::SMALL_PIVOT && result.pivots[i] <= result.smallest;
+        result.marks[i] = !computed ? -1 : too_small ? 1 : 0;
+    }
+    if (result.status != Status::GROWTH) return;
+    for (const bool largest : {false, true})
+        for (const std::int32_t i : extreme_pivots(result, 1, largest))
+            result.marks[static_cast<std::size_t>(i)] = 1;
+}
+
+} // namespace
 
 PivotResult find_pivots(const SparseMatrix& a, double smallest, double growth, bool live) {
     PivotResult result;
     result.smallest = smallest;
     result.growth = growth;
-    double param[VYR_PARAM_COUNT] = {};
-    param[VYR_PARAM_PIVOT_MIN] = smallest;
-    param[VYR_PARAM_GROWTH] = growth;
-    const int* col_ptr = a.col_ptr.data();
-    const int* row_ind = a.row_ind.data();
+    Accounting memory;
+    Context context(memory);
+    context.settings.pivot_min = smallest;
+    context.settings.growth_limit = growth;
+    System system(memory);
+    const Matrix matrix{{a.n, a.col_ptr.data(), a.row_ind.data()}, a.values.data()};
     const Ticker ticker("factorise", live);
-    result.status = VYR_init_ld(a.n, a.n, col_ptr, row_ind, a.values.data(), VYR_TYPE_SPD, param);
-    if (result.status != VYR_OK) return result;
-    ScopedHandle handle;
-    handle.h = VYR_symbol_ld(nullptr, a.n, col_ptr, row_ind);
-    if (handle.h == nullptr) {
-        result.status = failed_analysis_status(param[VYR_PARAM_STATUS]);
-        result.bytes_needed = mem_refused.load();
-        return result;
-    }
-    result.status = VYR_numeric_ld(nullptr, a.n, col_ptr, row_ind, a.values.data(), handle.h);
-    if (result.status != VYR_OK) result.bytes_needed = mem_refused.load();
+    result.status = mf_analyse_system(context, matrix, 0, system);
+    const bool analysed = result.status == Status::OK;
+    if (analysed) result.status = mf_factorise_system(context, matrix, system);
+    if (result.status != Status::OK) result.bytes_needed = memory.refused.load();
+    if (!analysed) return result;
     result.pivots.resize(static_cast<std::size_t>(a.n));
     result.marks.resize(static_cast<std::size_t>(a.n));
-    VYR_pivot_ld(handle.h, result.pivots.data(), result.marks.data());
+    for (std::int32_t k = 0; k < a.n; ++k)
+        result.pivots[static_cast<std::size_t>(system.analysis.perm[k])] = system.factor.diag_values[k];
+    mark_failed(result);
     return result;
 }
 

@@ -1,6 +1,7 @@
 // The work of `vyr pivots`: which equations make a factorization fail, or nearly.
 #pragma once
 
+#include "core/status.h"
 #include "tools/vyr/sparse_matrix.h"
 
 #include <cstdint>
@@ -12,7 +13,7 @@ namespace vyr::tool {
 /// What one factorization says about its pivots. Vectors are by equation, 0-based; empty when the analysis
 /// failed.
 struct PivotResult {
-    int status = 0;             ///< of the library
+    Status status = Status::OK;
     double smallest = 0;        ///< the limits in force: smallest acceptable pivot,
     double growth = 0;          ///< largest ratio of two pivots, off when <= 1
     double bytes_needed = 0;    ///< the request that was refused; 0: none was

@@ -1,6 +1,5 @@
 #include "tools/vyr/pivots.h"
 #include "tools/vyr/solve_report.h"
-#include "vyr.h"
 
 #include <cinttypes>
 #include <cmath>
@@ -24,7 +23,7 @@ std::string number(double value) {
 
 /// Why the library marked a pivot.
 std::string reason(const PivotResult& result, double pivot, bool is_smallest) {
-    if (result.status == VYR_ERR_GROWTH)
+    if (result.status == Status::GROWTH)
         return is_smallest ? "smallest in magnitude" : "largest in magnitude";
     if (pivot < 0.0) return "negative: the matrix is not positive definite";
     if (pivot == 0.0) return "zero: nothing holds this equation";
@@ -51,11 +50,11 @@ std::string extreme_rows(const PivotResult& result, int count, bool largest) {
 }
 
 std::string failure(const PivotResult& result) {
-    if (result.status == VYR_ERR_GROWTH)
+    if (result.status == Status::GROWTH)
         return "The pivots spread over more than the allowed ratio " + number(result.growth) + ".\n";
-    if (result.status == VYR_ERR_SMALL_PIVOT)
+    if (result.status == Status::SMALL_PIVOT)
         return "A pivot is not above the limit " + number(result.smallest) + ".\n";
-    if (result.status == VYR_ERR_NOT_SPD) return "The matrix is not positive definite.\n";
+    if (result.status == Status::NOT_SPD) return "The matrix is not positive definite.\n";
     SolveResult other;
     other.status = result.status;
     other.bytes_needed = result.bytes_needed;
@@ -65,7 +64,7 @@ std::string failure(const PivotResult& result) {
 } // namespace
 
 std::string pivots_text(const PivotResult& result, int count) {
-    std::string text = result.status == VYR_OK ? "" : failure(result) + marked_rows(result);
+    std::string text = result.status == Status::OK ? "" : failure(result) + marked_rows(result);
     std::size_t n_computed = 0;
     for (const int mark : result.marks) n_computed += mark != -1;
     if (n_computed == 0) return text;
@@ -75,7 +74,7 @@ std::string pivots_text(const PivotResult& result, int count) {
     text += extreme_rows(result, count, false) + extreme_rows(result, count, true);
     const std::vector<std::int32_t> low = extreme_pivots(result, 1, false);
     const std::vector<std::int32_t> high = extreme_pivots(result, 1, true);
-    if (result.status == VYR_OK && !low.empty())
+    if (result.status == Status::OK && !low.empty())
         text += "Ratio of the largest to the smallest: " +
                 number(std::fabs(result.pivots[static_cast<std::size_t>(high[0])] /
                                  result.pivots[static_cast<std::size_t>(low[0])])) +

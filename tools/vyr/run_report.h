@@ -1,13 +1,14 @@
 // The statistics report of a run, where the user wants it.
 #pragma once
 
+#include "tools/vyr/solve.h"
+
 #include <string>
 
 namespace vyr::tool {
 
-/// Writes the library's report on the last run, body included, into an existing directory and returns its
-/// path. The statistics outlive the library's object, so the run may be over. Throws std::runtime_error when
-/// the file cannot be written in full.
-std::string write_run_report(const std::string& directory);
+/// Writes the report on a run, body included, into an existing directory. Throws std::runtime_error when the
+/// file cannot be written in full.
+void write_run_report(const std::string& directory, const SolveResult& result);
 
 } // namespace vyr::tool

@@ -2,7 +2,6 @@
 
 #include "tools/vyr/format.h"
 #include "tools/vyr/json_object.h"
-#include "vyr.h"
 
 #include <cinttypes>
 #include <cstdio>
@@ -29,12 +28,12 @@ std::string not_positive_definite(const SolveResult& result) {
 }
 
 std::string out_of_memory(const SolveResult& result) {
-    if (result.files.unwritable)
+    if (result.files_unwritable)
         return "The factor files cannot be written, and there is no memory to go on without them. Check that "
                "the directory can be written to and that its disk is not full.";
-    if (result.files.least_limit_bytes > 0)
+    if (result.least_limit_bytes > 0)
         return format("The memory limit is too small. Out of core this matrix needs about %.0f MB.",
-                      result.files.least_limit_bytes * 1e-6);
+                      result.least_limit_bytes * 1e-6);
     std::string text = "Out of memory";
     if (result.bytes_needed > 0)
         text += format(": a block of %.1f MB was needed", result.bytes_needed * 1e-6);
@@ -44,7 +43,7 @@ std::string out_of_memory(const SolveResult& result) {
 } // namespace
 
 bool accepted(const SolveResult& result) {
-    return result.status == VYR_OK && result.backward_error <= LARGEST_BACKWARD_ERROR;
+    return result.status == Status::OK && result.backward_error <= LARGEST_BACKWARD_ERROR;
 }
 
 std::string result_table(const SolveResult& result) {
@@ -58,9 +57,9 @@ std::string result_table(const SolveResult& result) {
     text += format("  solve              %12.3f s   %" PRId32 " right-hand side%s\n", result.seconds_solve,
                    result.n_rhs, result.n_rhs == 1 ? "" : "s");
     if (result.refinements > 0) text += format("  refinements        %12d\n", result.refinements);
-    if (result.files.asked)
-        text += format("  factor files       %12" PRId32 "   %.1f MB written in %.3f s\n",
-                       result.files.n_files, result.files.bytes * 1e-6, result.files.seconds_written);
+    if (result.out_of_core)
+        text += format("  factor files       %12" PRId32 "   %.1f MB written in %.3f s\n", result.n_files,
+                       result.file_bytes * 1e-6, result.seconds_written);
     text += format("  threads            %12d\n", result.threads);
     text += format("  peak memory        %12.1f MB\n", static_cast<double>(result.peak_bytes) * 1e-6);
     text += format("  backward error     %12.1e\n", result.backward_error);
@@ -80,42 +79,43 @@ std::string result_json(const SolveResult& result) {
         .add("threads", std::int64_t{result.threads})
         .add("refinements", std::int64_t{result.refinements})
         .add("backward_error", result.backward_error)
-        .add("status", std::int64_t{result.status});
-    if (result.files.asked)
-        json.add("files", std::int64_t{result.files.n_files})
-            .add("file_bytes", static_cast<std::int64_t>(result.files.bytes))
-            .add("seconds_files_written", result.files.seconds_written);
+        .add("status", std::int64_t{code(result.status)});
+    if (result.out_of_core)
+        json.add("files", std::int64_t{result.n_files})
+            .add("file_bytes", static_cast<std::int64_t>(result.file_bytes))
+            .add("seconds_files_written", result.seconds_written);
     return json.text();
 }
 
 std::string failure_sentence(const SolveResult& result) {
     switch (result.status) {
-    case VYR_OK:
+    case Status::OK:
         if (accepted(result)) return "";
         return format(
             "The backward error %.1e is above %.0e: the matrix is too close to singular to be solved "
             "in double precision. Check its scaling and constraints.",
             result.backward_error, LARGEST_BACKWARD_ERROR);
-    case VYR_ERR_NOT_SPD:
-    case VYR_ERR_SMALL_PIVOT:
+    case Status::NOT_SPD:
+    case Status::SMALL_PIVOT:
         return not_positive_definite(result);
-    case VYR_ERR_ILL_CONDITIONED:
+    case Status::ILL_CONDITIONED:
         return "No pivot could be found for some equation: the matrix is singular, or has more zeros on its "
                "diagonal than can be paired with other equations. Check for constraints that repeat each "
                "other "
                "and for parts that nothing holds; else put a small number on the zero diagonal entries.";
-    case VYR_ERR_FACTOR_STORAGE:
-    case VYR_ERR_MEMORY:
+    case Status::FACTOR_STORAGE:
+    case Status::MEMORY:
         return out_of_memory(result);
-    case VYR_ERR_BUFFER:
+    case Status::BUFFER:
         return "The machine has too little free memory even for a part of the factor at a time. Close other "
                "programs, use a machine with more memory, or solve a smaller problem.";
-    case VYR_ERR_NAN:
+    case Status::NAN_VALUE:
         return "The matrix holds a value that is not a number. Check the program that wrote it.";
-    case VYR_ERR_PLATFORM:
+    case Status::PLATFORM:
         return "The operating system is too old for this library. Use a newer one.";
     default:
-        return format("The library ended with status %d. vyr.h says what it means.", result.status);
+        return format("The library ended with status %d: %s.", code(result.status),
+                      status_text(result.status));
     }
 }
 

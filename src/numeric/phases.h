@@ -1,0 +1,57 @@
+// The steps of a factorization, called by the numeric driver.
+#pragma once
+
+#include "core/context.h"
+#include "core/factor.h"
+
+#include <cstdint>
+
+namespace vyr {
+
+/// Threads of a factorization: the settings' number, or the one the schedule was made for.
+inline std::int32_t mf_numeric_threads(const Context& context, const Factor& factor) noexcept {
+    const std::int32_t wanted = context.settings.n_threads;
+    return wanted > 0 ? wanted : factor.analysis->schedule.n_threads;
+}
+
+/// Zeroes the factor values and stores every input entry at its position; of entries that share a position
+/// the last one wins. Sets BLOCK_ASSEMBLED on every block.
+///
+/// values   n_input doubles, in the order of the analysed pattern
+///
+/// For L L^T it runs on the threads of the factorization, so that fresh pages arrive in parallel; otherwise
+/// on the calling thread.
+void mf_assemble_input(const Context& context, const double* values, Factor& factor) noexcept;
+
+/// Prints every NaN among the factor values and every node without a block, then that the check is done; all
+/// of it only when messages are on. Changes nothing.
+void mf_lu_init_check(const Log& log, const Factor& factor) noexcept;
+
+/// Factorises L L^T: subtree tasks on an OpenMP team, handed out one at a time, then the top task.
+/// Operations, assembly time and a failed column go to the statistics.
+///
+/// Returns OK or the status of the last failing task in task order, whatever thread it ran on. The input
+/// entries must be in the blocks.
+Status mf_parallel_factor(Context& context, Factor& factor) noexcept;
+
+/// Allocates what the node loop needs and the factor lacks: the pivot record (n ints), the update matrix's
+/// work block (ldw x ldw doubles), the undivided rows of the largest front and the list of stacked updates
+/// (n_snodes ints); for the mapped core mode the update stack too. The factor keeps it for later runs.
+///
+/// Returns OK, or MEMORY; what was allocated then stays with the factor.
+Status mf_ldlt_prepare(Context& context, Factor& factor) noexcept;
+
+/// The L D L^T factorization: eliminates the nodes first .. last-1 in this order and passes their updates on.
+/// A run of several calls starts with first = 0. Needs what mf_ldlt_prepare allocates, and the input entries
+/// in the blocks.
+///
+/// Returns OK, FACTOR_STORAGE when a node has no block, ILL_CONDITIONED when no pivot could be found inside a
+/// node. Adds operations and 2 x 2 pivots to the statistics.
+Status mf_node_loop(Context& context, Factor& factor, std::int32_t first, std::int32_t last) noexcept;
+
+/// Writes what there is of the factor U to the file "mf_lu_0.mtx" in the current directory: a Matrix Market
+/// coordinate file in pivot order, upper triangle, without the nodes that have no block in memory. A
+/// file that cannot be written is left as it is.
+void mf_dump_factor(const Factor& factor) noexcept;
+
+} // namespace vyr

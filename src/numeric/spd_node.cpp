@@ -1,0 +1,66 @@
+#include "core/tuning.h"
+#include "memory/block_store.h"
+#include "numeric/dense_cholesky.h"
+#include "numeric/spd.h"
+
+namespace vyr {
+
+namespace {
+
+/// Copies the diagonal to diag_values; SMALL_PIVOT at the first pivot that is too small, and its column.
+Status check_pivots(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
+    const mf_snode& node = factor.analysis->snodes[s];
+    const double* block = factor.block(s);
+    for (std::int32_t i = 0; i < node.npiv; ++i) {
+        const double pivot = block[i + static_cast<std::int64_t>(i) * node.npiv];
+        factor.diag_values[node.first() + i] = pivot;
+        if (pivot <= task.context->settings.pivot_min) {
+            task.failed_column = node.first() + i;
+            return Status::SMALL_PIVOT;
+        }
+    }
+    return Status::OK;
+}
+
+/// A failed Cholesky pivot stands in the task and is no reason to stop; every other failure is returned.
+Status eliminate(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
+    const mf_snode& node = factor.analysis->snodes[s];
+    Context& context = *task.context;
+    if (factor.block_store != nullptr && (mf_store_obtain(context, factor, s) != Status::OK ||
+                                          mf_store_obtain_targets(context, factor, s) != Status::OK))
+        return Status::FACTOR_STORAGE;
+    if (factor.block(s) == nullptr) return Status::FACTOR_STORAGE;
+    const std::int32_t info = mf_dense_cholesky(*task.loops, node.npiv, factor.block(s), node.npiv);
+    if (const Status status = check_pivots(factor, s, task); status != Status::OK) return status;
+    if (info != 0) {
+        task.status = Status::NOT_SPD;
+        task.failed = true;
+    }
+    if (node.nupd > 0) {
+        const Status status = context.settings.blocked ? mf_spd_update_blocked(factor, s, task)
+                                                       : mf_spd_update(factor, s, task);
+        if (status != Status::OK) return status;
+    }
+    if (factor.block_store != nullptr)
+        mf_store_finish(context, factor, s);
+    else
+        factor.blocks[s].flags |= BLOCK_FINISHED;
+    return Status::OK;
+}
+
+} // namespace
+
+void mf_spd_node(Factor& factor, SpdTask& task) noexcept {
+    double flops = 0; // summed here, because another thread's task may share the record's cache line
+    for (std::int32_t k = 0; k < task.n_nodes; ++k) {
+        flops += mf_node_cost(factor.analysis->snodes[task.nodes[k]]);
+        if (const Status status = eliminate(factor, task.nodes[k], task); status != Status::OK) {
+            task.status = status;
+            task.failed = true;
+            break;
+        }
+    }
+    task.flops = flops;
+}
+
+} // namespace vyr

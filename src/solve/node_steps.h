@@ -1,0 +1,69 @@
+// The substitution steps of one node.
+//
+// node    its block holds npiv x (npiv + nupd) doubles, leading dimension npiv, wherever it lies
+// block   the node's factor block
+// w       n doubles in pivot order, in and out. The forward step solves the node's pivots and reduces its
+//         update rows; the backward step solves its pivots, the update rows being solved
+//
+// All allocate nothing and may run for several vectors at a time.
+#pragma once
+
+#include "core/analysis.h"
+#include "platform/simd.h"
+
+#include <cstdint>
+
+namespace vyr {
+
+/// Pivots up to which an L L^T node in core is done by the two loops below: BLAS calls would cost more than
+/// its arithmetic.
+inline constexpr std::int32_t SMALL_NODE_PIVOTS = 16;
+
+/// L L^T by plain loops that stream once through the block.
+void mf_small_forward(const mf_snode& node, const double* block, double* w) noexcept;
+void mf_small_backward(const mf_snode& node, const double* block, double* w) noexcept;
+
+/// Right-hand sides are padded to a multiple of this in a panel.
+inline constexpr std::int32_t PANEL_LANES = 8;
+
+/// L L^T for a few right-hand sides at once, by loops of one instruction set. `w` holds `stride` doubles a
+/// variable, `stride` a multiple of PANEL_LANES; padding lanes may hold anything finite.
+struct PanelLoops {
+    void (*forward)(const mf_snode& node, const double* block, double* w, std::int64_t stride) noexcept;
+    void (*backward)(const mf_snode& node, const double* block, double* w, std::int64_t stride) noexcept;
+};
+
+/// The loops of an instruction set, which the processor must have.
+[[nodiscard]] const PanelLoops& mf_panel_loops(simd::InstructionSet instructions) noexcept;
+
+/// L D L^T: exchanges, unit lower solve, division by D.
+///
+/// two_by_two   the node holds a 2 x 2 pivot
+/// record       the node's npiv entries of the pivot record
+/// scratch      npiv + nupd doubles
+void mf_ldlt_forward_node(const mf_snode& node, const double* block, bool two_by_two,
+                          const std::int32_t* record, double* w, double* scratch) noexcept;
+
+/// L D L^T: unit upper solve, exchanges undone; scratch: nupd doubles. `by_blas` chooses between the two
+/// forms, one on BLAS, one with loops of its own; only the former passes over negative entries of the record.
+void mf_ldlt_backward_node(const mf_snode& node, const double* block, const std::int32_t* record, double* w,
+                           double* scratch, bool by_blas) noexcept;
+
+/// Solves with one pivot block of L D L^T.
+///
+/// uplo   'L': exchanges, unit lower solve, division by D; 'U': unit upper solve, exchanges undone
+/// a      m x m, leading dimension lda; D on the diagonal, L^T above it
+/// ipiv   m: position exchanged with each k; a negative entry passes over its column entirely
+/// v      m doubles, in and out
+/// z      m doubles, out, 'L' only: the values before division
+///
+/// 2 x 2 pivots are not looked at: their diagonal entries are used as if they stood alone. Returns -1 when m
+/// < 1, else 0.
+int mf_ldlt_block_solve(char uplo, std::int32_t m, const double* a, std::int32_t lda,
+                        const std::int32_t* ipiv, double* v, double* z) noexcept;
+
+/// Dot product of n elements with the strides incx and incy, written to *result. flag: 0.
+void mf_dot(std::int32_t n, const double* x, std::int32_t incx, const double* y, std::int32_t incy,
+            double* result, int flag) noexcept;
+
+} // namespace vyr

@@ -1,0 +1,30 @@
+// Solving with a factor: scaling, substitution, iterative refinement.
+#pragma once
+
+#include "core/analysis.h"
+#include "core/context.h"
+#include "core/factor.h"
+
+#include <cstdint>
+
+namespace vyr {
+
+/// Solves A x = b in place by the type, core mode, scaling and refinement limit in force.
+///
+/// matrix   read for residuals alone, when the refinement limit is above 1: values present and structure
+///          checked by the caller. The stored triangle for types 11 to 13, all entries otherwise. Its order
+///          is always read
+/// b        n x nrhs doubles, leading dimension n; everything but the in-core Cholesky block substitution
+///          works on the first column alone, and so does refinement
+/// block    true for a call that may have several right-hand sides
+///
+/// Sets statistics.t_solve and, with refinement, statistics.condition; leaves statistics.status alone.
+///
+/// Returns 0; HANDLE when the order is not the factor's, or MEMORY, b as it was but perhaps scaled;
+/// FACTOR_FILE when a factor file could not be read: its nodes were passed over, and b is wrong.
+///
+/// Threads: several may solve with one factor at a time, each with a context of its own.
+[[nodiscard]] Status mf_solve(Context& context, const Factor& factor, const Matrix& matrix, double* b,
+                              std::int32_t nrhs, bool block) noexcept;
+
+} // namespace vyr

@@ -1,0 +1,74 @@
+// The steps of the analysis between the ordered pattern and the schedule, in the order of their calls.
+//
+// Each takes the fields of the analysis that the steps before it have filled, and fills its own. Those that
+// allocate return FACTOR_STORAGE, with the reason in the context, when memory is missing. All run on the
+// calling thread.
+#pragma once
+
+#include "core/analysis.h"
+#include "core/context.h"
+#include "symbolic/pattern.h"
+
+#include <cstdint>
+
+namespace vyr {
+
+/// Computes the elimination tree of P A P^T.
+///
+/// full      both triangles of A, caller's numbering
+/// perm      n: perm[new] = old; inverse: n: inverse[old] = new
+/// parent    out, n, new numbering: -1 for roots
+/// ancestor  scratch, n
+///
+/// Returns the number of roots. Cost: nearly linear in the entries.
+std::int32_t mf_etree(const FullPattern& full, const std::int32_t* perm, const std::int32_t* inverse,
+                      std::int32_t* parent, std::int32_t* ancestor) noexcept;
+
+/// Renumbers parent and perm to a postorder of the elimination forest. Children are visited in increasing,
+/// roots in decreasing order.
+///
+/// children  out, n, new numbering: children of each column
+///
+/// Cost: linear in n.
+[[nodiscard]] Status mf_postorder(Context& context, std::int32_t* children, Analysis& analysis) noexcept;
+
+/// Counts the nonzeros of every column of L, the diagonal included.
+///
+/// inverse   n: inverse[old] = new, of the final (postordered) permutation
+/// nonzeros  out, n
+///
+/// Cost: nearly linear in the entries of the pattern.
+[[nodiscard]] Status mf_colcount(Context& context, const FullPattern& full, const std::int32_t* inverse,
+                                 std::int32_t* nonzeros, const Analysis& analysis) noexcept;
+
+/// Groups consecutive columns into relaxed supernodes and links these to the assembly tree, from the parents,
+/// children (mf_postorder) and nonzeros (mf_colcount) of the columns alone.
+///
+/// Fills column_map, n_snodes and the records' start, npiv, nupd, level and child_count; snode_parent,
+/// max_level, factor_entries and largest_update. Row lists come with mf_factor_positions. Cost: linear in n.
+[[nodiscard]] Status mf_supernodes(Context& context, const std::int32_t* children,
+                                   const std::int32_t* nonzeros, Analysis& analysis) noexcept;
+
+/// Fills the row list of every supernode (row_slab), and value_map for the entries of the input pattern.
+///
+/// inverse   n: inverse[old] = new
+///
+/// Cost: one step per row index of a supernode and per entry of the pattern.
+[[nodiscard]] Status mf_factor_positions(Context& context, const FullPattern& full,
+                                         const std::int32_t* inverse, Analysis& analysis) noexcept;
+
+/// Completes the supernodes once the row lists exist: relative indices and their flags (NODE_PARENT_RUN to
+/// NODE_NONE_IN_PARENT), ancestor segments, largest front; adds to statistics.memory_estimate and raises
+/// statistics.max_width. Cost: one step per row index and ancestor segment.
+[[nodiscard]] Status mf_snode_finish(Context& context, Analysis& analysis) noexcept;
+
+/// Sets update_stack_peak (doubles, packed triangles) by replaying the pushes and pops of a factorization.
+/// Cost: linear in the supernodes.
+[[nodiscard]] Status mf_update_stack(Context& context, Analysis& analysis) noexcept;
+
+/// Makes the schedule: cuts the assembly tree into subtree tasks for settings.n_threads threads, or as many
+/// as OpenMP reports, lists each task's nodes, sets NODE_SHARED and sizes the tasks' work blocks. Shows the
+/// figures when messages are on. Cost: linear in the supernodes and their ancestor segments.
+[[nodiscard]] Status mf_task_partition(Context& context, Analysis& analysis) noexcept;
+
+} // namespace vyr
