@@ -1,114 +1,117 @@
-// VYR through its exported functions, prepared as `vyr solve` does it; statistics that they do not hand out
-// come from the core.
+// VYR as hosts use it: positive definite in core through the nine functions, everything else through the
+// engine as `vyr solve` does. Statistics that the nine functions do not hand out come from their process-wide
+// state.
 #include "bench/direct_solver.h"
 
+#include "engine/system.h"
 #include "interface/handle.h"
 #include "interface/process_state.h"
-#include "tools/vyr/out_of_core.h"
-#include "tools/vyr/pivot_pairs.h"
-#include "tools/vyr/refinement.h"
+#include "report/report.h"
 #include "vyr.h"
-
-#include <optional>
 
 namespace vyr::bench {
 
 namespace {
 
-[[noreturn]] void fail(const char* phase, int status) {
-    throw SolverError(std::string(phase) + " ended with status " + std::to_string(status));
+void require_ok(const char* phase, int status) {
+    if (status != VYR_OK)
+        throw SolverError(std::string(phase) + " ended with status " + std::to_string(status));
 }
 
-class Vyr final : public DirectSolver {
+class Vyr : public DirectSolver {
 public:
-    explicit Vyr(const Problem& problem) : problem_(problem) {
-        if (indefinite() && !problem.folder.empty())
-            throw SolverError("is measured out of core on positive definite matrices only");
-    }
-    ~Vyr() override { VYR_clear_ld(handle_); }
+    std::string version() const override { return VERSION_STRING; }
+};
+
+class NineFunctions final : public Vyr {
+public:
+    explicit NineFunctions(const Problem& problem) : a_(problem.matrix) {}
+    ~NineFunctions() override { VYR_clear_ld(handle_); }
 
     void analyse() override {
-        if (indefinite()) {
-            paired_ = tool::pair_weak_diagonals(problem_.matrix);
-            param_[VYR_PARAM_BLOCKED] = 1; // keeps tied equations together
-        }
-        init(VYR_TYPE_SPD);
-        run_.emplace(tool::OutOfCore{problem_.folder, problem_.memory_limit_bytes});
-        handle_ = run_->analyse(a().n, a().col_ptr.data(), a().row_ind.data(), VYR_TYPE_SPD);
-        if (handle_ == nullptr) fail("analysis", to_int(param_[VYR_PARAM_STATUS]));
-        // The analysis puts the positive definite type in force; the other one is asked for afterwards.
-        if (indefinite()) init(VYR_TYPE_INDEFINITE);
+        require_ok("input check", VYR_init_ld(a_.n, a_.n, a_.col_ptr.data(), a_.row_ind.data(),
+                                              a_.values.data(), VYR_TYPE_SPD, param_));
+        handle_ = VYR_symbol_ld(nullptr, a_.n, a_.col_ptr.data(), a_.row_ind.data());
+        if (handle_ == nullptr) require_ok("analysis", to_int(param_[VYR_PARAM_STATUS]));
     }
 
     void factorise() override {
-        const int status = VYR_numeric_ld(nullptr, a().n, a().col_ptr.data(), a().row_ind.data(),
-                                          a().values.data(), handle_);
-        if (status != VYR_OK) fail("factorization", status);
+        require_ok("factorization", VYR_numeric_ld(nullptr, a_.n, a_.col_ptr.data(), a_.row_ind.data(),
+                                                   a_.values.data(), handle_));
     }
 
     void solve(tool::DenseMatrix& x) override {
-        if (indefinite())
-            solve_indefinite(x);
-        else if (x.n_cols > 1 && problem_.folder.empty())
-            VYR_solve_N_ld(handle_, nullptr, a().n, a().col_ptr.data(), a().row_ind.data(), a().values.data(),
+        if (x.n_cols > 1)
+            VYR_solve_N_ld(handle_, nullptr, a_.n, a_.col_ptr.data(), a_.row_ind.data(), a_.values.data(),
                            x.values.data(), x.n_cols);
         else
-            solve_columns(x);
-        if (info_status() != VYR_OK) fail("solve", info_status());
+            VYR_solve_ld(handle_, nullptr, a_.n, a_.col_ptr.data(), a_.row_ind.data(), a_.values.data(),
+                         x.values.data());
+        require_ok("solve", to_int(process_state().mf_info[INFO_STATUS]));
     }
 
-    double flops() const override { return mf_info[INFO_FLOPS]; }
-
-    double factor_entries() const override {
-        return static_cast<double>(from_handle(handle_)->factor_entries);
-    }
-
-    double file_seconds() const override {
-        return problem_.folder.empty() ? DirectSolver::file_seconds() : mf_info[INFO_T_FILE_WRITE] / 1000;
-    }
-
-    std::string version() const override { return VERSION_STRING; }
+    double flops() const override { return process_state().mf_info[INFO_FLOPS]; }
+    double factor_entries() const override { return static_cast<double>(handle_->analysis.factor_entries); }
 
 private:
-    bool indefinite() const { return problem_.kind == Definiteness::INDEFINITE; }
-    const tool::SparseMatrix& a() const { return indefinite() ? paired_.matrix : problem_.matrix; }
+    const tool::SparseMatrix& a_;
+    double param_[VYR_PARAM_COUNT] = {};
+    VYR_handle handle_ = nullptr;
+};
 
-    void init(int type) {
-        const int status = VYR_init_ld(a().n, a().n, a().col_ptr.data(), a().row_ind.data(),
-                                       a().values.data(), type, param_);
-        if (status != VYR_OK) fail("input check", status);
+class Engine final : public Vyr {
+public:
+    explicit Engine(const Problem& problem)
+        : problem_(problem),
+          a_{{problem.matrix.n, problem.matrix.col_ptr.data(), problem.matrix.row_ind.data()},
+             problem.matrix.values.data()},
+          context_(memory_),
+          system_(memory_) {
+        const bool indefinite = problem.kind == Definiteness::INDEFINITE;
+        if (indefinite && in_files())
+            throw SolverError("is measured out of core on positive definite matrices only");
+        context_.settings.type = indefinite ? TYPE_LDLT : TYPE_SPD;
+        context_.settings.core_mode = in_files() ? CORE_OUT : CORE_IN;
+        context_.settings.directory = problem.folder.c_str();
     }
 
-    void solve_columns(tool::DenseMatrix& x) {
-        for (std::int32_t k = 0; k < x.n_cols; ++k)
-            VYR_solve_ld(handle_, nullptr, a().n, a().col_ptr.data(), a().row_ind.data(), a().values.data(),
-                         x.column(k));
+    void analyse() override {
+        require_ok("analysis", code(mf_analyse_system(context_, a_, problem_.memory_limit_bytes, system_)));
     }
 
-    void solve_indefinite(tool::DenseMatrix& x) {
-        tool::DenseMatrix b = x;
-        for (std::int32_t j = 0; j < x.n_cols; ++j)
-            for (std::int32_t k = 0; k < x.n_rows; ++k) b.column(j)[k] = x.column(j)[equation(k)];
-        tool::DenseMatrix y = b;
-        solve_columns(y);
-        tool::refine(a(), handle_, b, y);
-        for (std::int32_t j = 0; j < x.n_cols; ++j)
-            for (std::int32_t k = 0; k < x.n_rows; ++k) x.column(j)[equation(k)] = y.column(j)[k];
+    void factorise() override {
+        require_ok("factorization", code(mf_factorise_system(context_, a_, system_)));
     }
 
-    std::int32_t equation(std::int32_t k) const { return paired_.order[static_cast<std::size_t>(k)]; }
+    void solve(tool::DenseMatrix& x) override {
+        const tool::DenseMatrix b = x;
+        int refinements = 0;
+        require_ok("solve", code(mf_solve_system(context_, system_, a_, b.values.data(), x.values.data(),
+                                                 x.n_cols, refinements)));
+    }
+
+    double flops() const override { return context_.statistics.flops; }
+    double factor_entries() const override { return static_cast<double>(system_.analysis.factor_entries); }
+    double file_seconds() const override {
+        return in_files() ? context_.statistics.t_file_write / 1000 : DirectSolver::file_seconds();
+    }
+
+private:
+    bool in_files() const { return !problem_.folder.empty(); }
 
     const Problem& problem_;
-    tool::PairedMatrix paired_; ///< of an indefinite matrix
-    double param_[VYR_PARAM_COUNT] = {};
-    std::optional<tool::OutOfCoreRun> run_;
-    VYR_handle handle_ = nullptr;
+    const Matrix a_;
+    Accounting memory_;
+    Context context_;
+    System system_;
 };
 
 } // namespace
 
 std::unique_ptr<DirectSolver> make_vyr(const Problem& problem) {
-    return std::make_unique<Vyr>(problem);
+    if (problem.kind == Definiteness::POSITIVE && problem.folder.empty())
+        return std::make_unique<NineFunctions>(problem);
+    return std::make_unique<Engine>(problem);
 }
 
 } // namespace vyr::bench

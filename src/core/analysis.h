@@ -78,6 +78,8 @@ struct Analysis {
     std::int64_t factor_entries = 0;    ///< doubles in the factor storage
     std::int64_t largest_front = 0;     ///< doubles: max n_rows * npiv, or max n_rows * 16 out of core
     std::int64_t update_stack_peak = 0; ///< most doubles alive at once on the update stack
+    int ordering = 0;                   ///< the ORDERING_ value that was used
+    bool compressed = false;            ///< unknowns of one pattern were ordered together
     bool repeated_entries = false;      ///< several input entries may share a position in value_map
     Buffer<std::int32_t> perm;          ///< n: perm[new] = old
     Buffer<std::int32_t> parent;        ///< n: elimination tree, -1 for roots

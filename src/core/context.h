@@ -3,6 +3,7 @@
 
 #include "core/accounting.h"
 #include "core/log.h"
+#include "core/progress.h"
 #include "core/settings.h"
 #include "core/statistics.h"
 #include "core/status.h"
@@ -21,8 +22,24 @@ struct Context {
     Log log;
     Accounting& memory;                        ///< of what this call allocates
     const std::atomic<bool>* cancel = nullptr; ///< the call ends soon after it has become true
+    Progress* progress = nullptr;              ///< null: nobody is told, and nobody can stop the call
     char reason[240] = ""; ///< one sentence on the last failure; empty: its status says it all
 };
+
+/// True when the call is to end soon; asked often, between pieces of work of some milliseconds.
+inline bool mf_stop(const Context& context) noexcept {
+    return context.progress != nullptr && context.progress->stop();
+}
+
+/// Adds finished work to the phase.
+inline void mf_add_work(const Context& context, double units) noexcept {
+    if (context.progress != nullptr) context.progress->add(units);
+}
+
+/// Begins a phase of `total` units of work.
+inline void mf_begin_phase(const Context& context, int phase, double total) noexcept {
+    if (context.progress != nullptr) context.progress->begin(phase, total);
+}
 
 /// Shows a text when messages are on.
 template <typename... Arguments>

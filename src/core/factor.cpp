@@ -21,8 +21,22 @@ Buffer<char> SpareBuffer::take() noexcept {
 }
 
 Factor::~Factor() {
+    release();
+}
+
+void Factor::release() noexcept {
     for (std::int64_t s = 0; s < blocks.count(); ++s)
         if (blocks[s].bytes != 0) mf_page_free(*memory, blocks[s].values, blocks[s].flags);
+    blocks.reset();
+    lu_values.reset();
+    lu_values_zero = false;
+    diag_values.reset();
+    pivot_index.reset();
+    scale_rhs.reset();
+    scale_sol.reset();
+    work = FactorWork();
+    files = FactorFiles();
+    read_buffer.reset();
 }
 
 } // namespace vyr

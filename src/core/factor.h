@@ -77,6 +77,8 @@ struct Factor {
     Factor(Accounting& accounting, const Analysis& pattern) noexcept
         : memory(&accounting), analysis(&pattern) {}
     ~Factor();
+    /// Gives everything back; the object is as new.
+    void release() noexcept;
     Factor(const Factor&) = delete;
     Factor& operator=(const Factor&) = delete;
 

@@ -20,6 +20,15 @@ enum MatrixType {
 /// Values of Settings::core_mode; any other value chooses automatically.
 enum CoreMode { CORE_IN = 0, CORE_OUT = 1, CORE_LIMITED = 2, CORE_MAPPED = 3, CORE_GPU = 4, CORE_GBLAS = 5 };
 
+/// Values of Settings::ordering.
+enum Ordering {
+    ORDERING_AUTOMATIC = 0, ///< minimum degree, or nested dissection where the factorization is worth it
+    ORDERING_METIS = 1,     ///< nested dissection
+    ORDERING_AMD = 2,       ///< approximate minimum degree
+    ORDERING_NATURAL = 3,   ///< as given
+    ORDERING_USER = 4       ///< Settings::permutation
+};
+
 /// True for the types that store only the lower triangle.
 constexpr bool is_lower_triangle_type(int type) noexcept {
     return type >= TYPE_SPD && type <= TYPE_CSYM;
@@ -31,16 +40,21 @@ inline constexpr int LAPACK_BLOCK_SIZE = 16;
 struct Settings {
     int type = TYPE_SPD;           ///< a TYPE_ value
     int core_mode = CORE_IN;       ///< a CORE_ value
-    int scaling = 0;               ///< 0 none, 1 right-hand side, 2 solution, 3 both
-    int refinement_limit = 1;      ///< largest number of accepted solutions; 1: no refinement
-    bool blocked = false;          ///< compress the graph, pass updates on ancestor by ancestor
-    bool check_values = false;     ///< look at the values a factorization starts from
-    double pivot_min = 0;          ///< smallest acceptable pivot of L L^T
-    double growth_limit = 0;       ///< largest allowed pivot ratio; checked when above 1
-    double reserve_bytes = 0;      ///< memory to leave to others out of core
-    std::int32_t n_threads = 0;    ///< 0: as many as OpenMP reports
+    int ordering = ORDERING_METIS; ///< an ORDERING_ value
+    const std::int32_t* permutation =
+        nullptr;                  ///< n, for ORDERING_USER: perm[new] = old, checked by the caller
+    int scaling = 0;              ///< 0 none, 1 right-hand side, 2 solution, 3 both
+    int refinement_limit = 1;     ///< largest number of accepted solutions; 1: no refinement
+    bool blocked = false;         ///< compress the graph, pass updates on ancestor by ancestor
+    bool compress = false;        ///< order unknowns of one pattern together, also without `blocked`
+    bool dump_factor = false;     ///< write the factor to a file when an update cannot be passed on
+    bool check_values = false;    ///< look at the values a factorization starts from
+    double pivot_min = 0;         ///< smallest acceptable pivot of L L^T
+    double growth_limit = 0;      ///< largest allowed pivot ratio; checked when above 1
+    double reserve_bytes = 0;     ///< memory to leave to others out of core
+    std::int32_t n_threads = 0;   ///< 0: as many as OpenMP reports
     double block_limit_bytes = 0; ///< most that factor blocks and read buffer may hold; 0: what there is
-    const char* directory = "";    ///< for the factor files; empty: the current one
+    const char* directory = "";   ///< for the factor files; empty: the current one
     simd::InstructionSet instructions = simd::instruction_set(); ///< of our own loops
 
     // Shown by the statistics report and read by nothing else.

@@ -28,6 +28,10 @@ Status mf_symbol(Context& context, const Pattern& pattern, Analysis& analysis, F
     return status;
 }
 
+Status mf_reserve(Context& context, Factor& factor) noexcept {
+    return mf_alloc_L(context, factor);
+}
+
 Status mf_factorise(Context& context, const double* values, Factor& factor) noexcept {
     const Status status = mf_numeric_driver(context, values, factor);
     const Analysis& analysis = *factor.analysis;

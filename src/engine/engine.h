@@ -22,6 +22,10 @@ namespace vyr {
 /// thread.
 Status mf_symbol(Context& context, const Pattern& pattern, Analysis& analysis, Factor& factor) noexcept;
 
+/// Reserves the storage of one more factor of an analysis, as mf_symbol does for its own. Returns OK or
+/// FACTOR_STORAGE.
+Status mf_reserve(Context& context, Factor& factor) noexcept;
+
 /// Factorises by the type in force; see numeric_driver.h. Explains a failure in the context.
 ///
 /// values   n_input doubles in the order of the analysed pattern

@@ -69,6 +69,7 @@ Settings settings_in_force() noexcept {
     settings.scaling = ctrl_int(CTRL_SCALING);
     settings.refinement_limit = ctrl_int(CTRL_REFINEMENT_LIMIT);
     settings.blocked = ctrl_int(CTRL_BLOCKED) == 1;
+    settings.dump_factor = true;
     settings.check_values = (ctrl_int(CTRL_FLAGS) & FLAG_CHECK_VALUES) != 0;
     settings.pivot_min = ctrl[CTRL_PIVOT_MIN];
     settings.growth_limit = ctrl[CTRL_GROWTH_LIMIT];

@@ -104,10 +104,13 @@ bool find_room(Context& context, Factor& factor, std::int64_t cost) noexcept {
     return true;
 }
 
-/// A block of pages or, for a small one, from the heap. While the system declines, the read buffer is given
-/// up, then finished blocks are written.
+/// A block of pages or, for a small one, from the heap; null when it cannot be had. While the system
+/// declines, the read buffer is given up, then finished blocks are written; the latter may bring a read
+/// buffer back, which needs room of its own.
 void* allocate_block(Context& context, Factor& factor, std::uint64_t bytes, std::uint32_t& flags) noexcept {
     for (;;) {
+        if (!find_room(context, factor, mf_block_cost(bytes)) && factor.block_store->limit_is_hard)
+            return nullptr;
         void* block = mf_page_alloc(*factor.memory, bytes, flags);
         if (block != nullptr) return block;
         if (factor.read_buffer.bytes() > 0)
@@ -146,8 +149,6 @@ Status obtain_block(Context& context, Factor& factor, std::int32_t s) noexcept {
     if (block.values != nullptr) return Status::OK;
     if ((block.flags & BLOCK_WRITTEN) != 0) return Status::FACTOR_STORAGE;
     const auto bytes = static_cast<std::uint64_t>(factor.analysis->snodes[s].n_entries()) * sizeof(double);
-    if (!find_room(context, factor, mf_block_cost(bytes)) && factor.block_store->limit_is_hard)
-        return no_block(context, factor);
     void* memory = allocate_block(context, factor, bytes, block.flags);
     if (memory == nullptr) return no_block(context, factor);
     // Fresh pages are zero already. They are touched here all the same, by one thread: several that fault at

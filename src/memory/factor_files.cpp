@@ -108,6 +108,7 @@ Status write_file(Context& context, Factor& factor, std::int32_t& s, std::int64_
     Output out;
     out.percent = percent;
     const std::int32_t number = factor.files.count;
+    const std::int64_t largest = factor.files.max_bytes;
     out.failed =
         mf_lu_file(context, factor, out.file, number, 0, 0, nullptr, percent, FILE_OPEN) != Status::OK;
     if (!out.failed) s = fill(context, factor, s, limit, mode, first_file, out);
@@ -116,7 +117,12 @@ Status write_file(Context& context, Factor& factor, std::int32_t& s, std::int64_
     percent = out.percent;
     enough = out.enough;
     if (out.bytes == 0) return Status::EMPTY_FILE;
-    if (out.failed || closed != Status::OK) return Status::FACTOR_FILE;
+    if (out.failed || closed != Status::OK) {
+        // The read buffer may have counted on the memory of this file's nodes, which they keep.
+        mf_release_read_buffer(factor);
+        factor.files.max_bytes = largest;
+        return Status::FACTOR_FILE;
+    }
     commit(context, factor, out);
     return Status::OK;
 }

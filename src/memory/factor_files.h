@@ -92,7 +92,7 @@ void mf_return_read_buffer(const Factor& factor, Buffer<char> buffer) noexcept;
 /// Returns the number of records, or the code of FACTOR_FILE with block_of untouched when the file cannot be
 /// opened or read, is larger than the buffer, or is not one that this factorization wrote: a record that runs
 /// past the end, a key that is not the one of a node in this file, a count that is not the node's, nodes that
-/// do not ascend. Threads: any number with one factor at a time.
+/// do not ascend, a node without a record. Threads: any number with one factor at a time.
 [[nodiscard]] int mf_load_factor_file(const Factor& factor, std::int32_t number,
                                       const std::int32_t* node_of_column, char* buffer,
                                       std::int64_t buffer_bytes, std::int32_t* node_list,

@@ -32,16 +32,18 @@ std::int64_t read_file(const Factor& factor, std::int32_t number, char* buffer,
     return size;
 }
 
+bool written_to(const FactorBlock& block, std::int32_t number) noexcept {
+    return (block.flags & BLOCK_WRITTEN) != 0 && block.file_number == static_cast<std::uint32_t>(number);
+}
+
 /// The node of a record, or -1 when this factorization wrote no such record to this file.
 std::int32_t node_of(const Factor& factor, std::int32_t number, const RecordHeader& header,
                      const std::int32_t* node_of_column) noexcept {
     if (header.key < 0 || header.key >= factor.analysis->n) return -1;
     const std::int32_t s = node_of_column[header.key];
     if (s < 0) return -1;
-    const FactorBlock& block = factor.blocks[s];
-    const bool written_here =
-        (block.flags & BLOCK_WRITTEN) != 0 && block.file_number == static_cast<std::uint32_t>(number);
-    return written_here && factor.analysis->snodes[s].n_entries() == header.count ? s : -1;
+    const bool same_count = factor.analysis->snodes[s].n_entries() == header.count;
+    return same_count && written_to(factor.blocks[s], number) ? s : -1;
 }
 
 /// Lists the nodes of the records in the first `size` bytes of the buffer; their number, or -1.
@@ -58,7 +60,11 @@ std::int32_t list_nodes(const Factor& factor, std::int32_t number, const char* b
         node_list[n_records++] = previous = s;
         if (offset > size) return -1;
     }
-    return n_records;
+    // A file cut off between two records has lost nodes.
+    std::int32_t n_written = 0;
+    for (std::int32_t s = 0; s < factor.analysis->n_snodes; ++s)
+        if (written_to(factor.blocks[s], number)) ++n_written;
+    return n_records == n_written ? n_records : -1;
 }
 
 } // namespace

@@ -53,4 +53,16 @@ bool mf_file_close(Faults* faults, std::FILE* file) noexcept {
     return std::fclose(file) == 0 && !failed;
 }
 
+void mf_remove_files(const char* directory) noexcept {
+    constexpr std::int32_t LAST = 100;
+    for (std::int32_t number = 0; number <= LAST; ++number) {
+        char name[FILE_NAME_BYTES], path[FILE_PATH_BYTES];
+        mf_file_name(number, name);
+        const int length = std::snprintf(path, sizeof path, "%s/%s", directory, name);
+        if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) return;
+        std::remove(path);
+    }
+    platform::remove_directory(directory);
+}
+
 } // namespace vyr

@@ -23,7 +23,7 @@ void zero_values(double* values, std::int64_t begin, std::int64_t end, bool fres
 
 } // namespace
 
-void mf_assemble_input(const Context& context, const double* values, Factor& factor) noexcept {
+Status mf_assemble_input(const Context& context, const double* values, Factor& factor) noexcept {
     constexpr std::int64_t chunk = tuning::TOUCH_BYTES / static_cast<std::int64_t>(sizeof(double));
     const Analysis& analysis = *factor.analysis;
     const std::int64_t n_entries = analysis.factor_entries;
@@ -37,13 +37,18 @@ void mf_assemble_input(const Context& context, const double* values, Factor& fac
 
 #pragma omp parallel for schedule(dynamic, 1) num_threads(n_threads) if (parallel)
     for (std::int64_t c = 0; c < n_chunks; ++c)
-        zero_values(target, c * chunk, std::min(n_entries, (c + 1) * chunk), fresh);
+        if (!mf_stop(context)) zero_values(target, c * chunk, std::min(n_entries, (c + 1) * chunk), fresh);
 
+    if (mf_stop(context)) {
+        factor.lu_values_zero = false;
+        return Status::CANCELLED;
+    }
 #pragma omp parallel for schedule(static) num_threads(n_threads) if (parallel && !analysis.repeated_entries)
     for (std::int32_t k = 0; k < n_input; ++k) target[map[k]] = values[k];
 
     factor.lu_values_zero = false;
     for (std::int32_t s = 0; s < analysis.n_snodes; ++s) factor.blocks[s].flags |= BLOCK_ASSEMBLED;
+    return Status::OK;
 }
 
 void mf_lu_init_check(const Log& log, const Factor& factor) noexcept {

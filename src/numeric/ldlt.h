@@ -1,6 +1,7 @@
 // The L D L^T kernel: one node's front, and the steps of its elimination.
 #pragma once
 
+#include "core/context.h"
 #include "core/factor.h"
 #include "core/settings.h"
 
@@ -29,6 +30,7 @@ struct LdltMode {
     /// OpenMP threads for large products. When above 1 the caller has set their number to 1 for all other
     /// calls.
     std::int32_t threads = 1;
+    const Context* context = nullptr; ///< may end the elimination early; null: nobody will
 };
 
 /// Eliminates the pivot columns of node `node` with Bunch-Kaufman pivoting inside the node.
@@ -42,8 +44,8 @@ struct LdltMode {
 ///     triangle.
 ///
 /// Needs what mf_ldlt_prepare allocates. Returns the number of pivots eliminated: npiv, or less when a pivot
-/// was exactly zero or not finite, and then block and update are of no use. Adds to `counters`. Cost:
-/// npiv (npiv + nupd)^2 multiplications, less what symmetry saves.
+/// was exactly zero or not finite, or the call is to end, and then block and update are of no use. Adds to
+/// `counters`. Cost: npiv (npiv + nupd)^2 multiplications, less what symmetry saves.
 [[nodiscard]] std::int32_t MF_S_SYTRF_(Factor& factor, std::int32_t node, LdltMode mode,
                                        LdltCounters& counters) noexcept;
 
@@ -61,7 +63,9 @@ struct LdltFront {
     bool in_place;      ///< update the trailing pivot columns in strips; otherwise all columns in one piece
     bool blas_interchange; ///< exchange rows and columns by dswap instead of loops
     std::int32_t threads;  ///< for large products; see LdltMode
+    const Context* context = nullptr; ///< may end the elimination early; null: nobody will
 
+    bool stopped() const noexcept { return context != nullptr && mf_stop(*context); }
     double& at(std::int32_t row, std::int32_t col) const noexcept {
         return block[row + static_cast<std::int64_t>(col) * npiv];
     }
@@ -110,7 +114,8 @@ void mf_update_trailing(const LdltFront& front, std::int32_t first, std::int32_t
                         std::int32_t row) noexcept;
 
 /// Writes the update matrix -Z^T U of the coupling block in strips of columns; only the upper triangle (and
-/// what the strips cover beside it) is written. update: nupd x nupd, leading dimension ld.
+/// what the strips cover beside it) is written. update: nupd x nupd, leading dimension ld. Ends early when the
+/// call is to end.
 void mf_form_update(const LdltFront& front, double* update, std::int32_t ld) noexcept;
 
 /// Adds -Z^T U of the coupling block to `update`, whole square.

@@ -58,7 +58,7 @@ void mf_update_trailing(const LdltFront& front, std::int32_t first, std::int32_t
 
 void mf_form_update(const LdltFront& front, double* update, std::int32_t ld) noexcept {
     const std::int32_t npiv = front.npiv, nupd = front.width - npiv;
-    for (std::int32_t c = 0; c < nupd; c += LDLT_STRIP) {
+    for (std::int32_t c = 0; c < nupd && !front.stopped(); c += LDLT_STRIP) {
         const std::int32_t end = std::min(c + LDLT_STRIP, nupd);
         product(front, end, end - c, npiv, front.undivided + npiv, front.column(npiv + c), 0.0,
                 update + static_cast<std::int64_t>(c) * ld, ld);

@@ -44,7 +44,7 @@ private:
 };
 
 std::int32_t Elimination::run() noexcept {
-    while (k_ < front_.npiv) {
+    while (k_ < front_.npiv && !front_.stopped()) {
         const Step step = eliminate_block();
         if (step == Step::FAILED) return k_;
         if (step == Step::DONE) apply_block(k_);
@@ -189,7 +189,8 @@ std::int32_t MF_S_SYTRF_(Factor& factor, std::int32_t node, LdltMode mode, LdltC
                           snode.n_rows(),
                           mode.in_place,
                           mode.blas_interchange,
-                          mode.threads};
+                          mode.threads,
+                          mode.context};
     if (!mode.in_place)
         for (std::int32_t c = 0; c < snode.nupd; ++c)
             std::fill_n(update + static_cast<std::int64_t>(c) * mode.ld, snode.nupd, 0.0);

@@ -102,7 +102,7 @@ Status factorise(Context& context, const double* values, Factor& factor) noexcep
         if (mf_reserve_factor_values(context, factor) != Status::OK) return Status::MEMORY;
     if (!factor.lu_values) return factorise_out_of_core(context, values, factor);
     // 3. Input entries into the factor blocks.
-    mf_assemble_input(context, values, factor);
+    if (const Status status = mf_assemble_input(context, values, factor); status != Status::OK) return status;
     if (context.settings.check_values) mf_lu_init_check(context.log, factor);
     if (const Status status = check_buffer(context, factor); status != Status::OK) return status;
     // 4. Elimination.
@@ -112,6 +112,10 @@ Status factorise(Context& context, const double* values, Factor& factor) noexcep
 } // namespace
 
 Status mf_numeric_driver(Context& context, const double* values, Factor& factor) noexcept {
+    double total = 0;
+    for (std::int32_t s = 0; s < factor.analysis->n_snodes; ++s)
+        total += mf_node_cost(factor.analysis->snodes[s]);
+    mf_begin_phase(context, PHASE_FACTORISE, total);
     if (const Status status = factorise(context, values, factor); status != Status::OK) return status;
     context.statistics.n_factorizations += 1;
     if (context.settings.core_mode == CORE_MAPPED)

@@ -50,7 +50,7 @@ public:
         }
         context_.statistics.flops = flops;
         context_.statistics.t_assembly = assembly_ns * 1e-9;
-        return status;
+        return mf_stop(context_) ? Status::CANCELLED : status;
     }
 
 private:

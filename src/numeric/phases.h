@@ -20,8 +20,8 @@ inline std::int32_t mf_numeric_threads(const Context& context, const Factor& fac
 /// values   n_input doubles, in the order of the analysed pattern
 ///
 /// For L L^T it runs on the threads of the factorization, so that fresh pages arrive in parallel; otherwise
-/// on the calling thread.
-void mf_assemble_input(const Context& context, const double* values, Factor& factor) noexcept;
+/// on the calling thread. Returns OK or CANCELLED.
+Status mf_assemble_input(const Context& context, const double* values, Factor& factor) noexcept;
 
 /// Prints every NaN among the factor values and every node without a block, then that the check is done; all
 /// of it only when messages are on. Changes nothing.

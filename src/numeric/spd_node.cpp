@@ -26,6 +26,7 @@ Status check_pivots(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
 Status eliminate(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
     const mf_snode& node = factor.analysis->snodes[s];
     Context& context = *task.context;
+    if (mf_stop(context)) return Status::CANCELLED;
     if (factor.block_store != nullptr && (mf_store_obtain(context, factor, s) != Status::OK ||
                                           mf_store_obtain_targets(context, factor, s) != Status::OK))
         return Status::FACTOR_STORAGE;
@@ -45,7 +46,8 @@ Status eliminate(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
         mf_store_finish(context, factor, s);
     else
         factor.blocks[s].flags |= BLOCK_FINISHED;
-    return Status::OK;
+    mf_add_work(context, mf_node_cost(node));
+    return mf_stop(context) ? Status::CANCELLED : Status::OK;
 }
 
 } // namespace

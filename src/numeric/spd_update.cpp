@@ -47,11 +47,12 @@ struct Front {
     }
 };
 
-void solve_coupling(const VectorLoops& loops, const Front& front, bool shared) noexcept {
+void solve_coupling(const SpdTask& task, const Front& front, bool shared) noexcept {
     const mf_snode& node = front.node;
     for_strips(node.nupd, strip_width(node.nupd, shared), shared,
                [&](std::int32_t begin, std::int32_t end) noexcept {
-                   mf_dense_solve(loops, node.npiv, front.block, node.npiv, end - begin,
+                   if (mf_stop(*task.context)) return; // the node ends CANCELLED
+                   mf_dense_solve(*task.loops, node.npiv, front.block, node.npiv, end - begin,
                                   front.coupling_column(begin), node.npiv);
                });
 }
@@ -100,13 +101,14 @@ Status mf_spd_update(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
     const mf_snode& node = factor.analysis->snodes[s];
     const Front front{node, factor.block(s)};
     const bool shared = worth_sharing(node);
-    solve_coupling(*task.loops, front, shared);
+    solve_coupling(task, front, shared);
     if (node.npiv <= tuning::BASE_PIVOTS && node.nupd <= tuning::SMALL_UPDATE_ROWS)
         return update_small(factor, s, task);
 
     const StripPlaces places(node, shared);
     std::atomic<bool> blocks_missing{false};
     for_strips(node.nupd, tuning::STRIP_COLUMNS, shared, [&](std::int32_t begin, std::int32_t end) noexcept {
+        if (mf_stop(*task.context)) return; // the node ends CANCELLED
         double* strip = task.work + static_cast<std::int64_t>(places.of(begin)) * node.nupd;
         form_strip(front, begin, end, strip, node.nupd);
         const AssemblyClock clock(task);
@@ -122,7 +124,7 @@ Status mf_spd_update_blocked(Factor& factor, std::int32_t s, SpdTask& task) noex
     const mf_snode& node = analysis.snodes[s];
     const Front front{node, factor.block(s)};
     const bool shared = worth_sharing(node);
-    solve_coupling(*task.loops, front, shared);
+    solve_coupling(task, front, shared);
 
     std::int32_t* place = task.scratch; // place[i]: position of update row i in the ancestor's row list
     std::copy_n(node.rel_index + node.npiv, node.nupd, place);
@@ -134,6 +136,7 @@ Status mf_spd_update_blocked(Factor& factor, std::int32_t s, SpdTask& task) noex
         const std::int32_t n_remaining = node.nupd - first;
         if (n_owned > 0 && factor.block(a) == nullptr) return Status::FACTOR_STORAGE;
         const auto add_rows = [&](std::int32_t begin, std::int32_t end) noexcept {
+            if (mf_stop(*task.context)) return; // the node ends CANCELLED
             double* piece = task.work + begin;
             blas::gemm('T', 'N', end - begin, n_owned, node.npiv, -1.0, front.coupling_column(first + begin),
                        node.npiv, front.coupling_column(first), node.npiv, 0.0, piece, n_remaining);

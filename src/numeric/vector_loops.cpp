@@ -5,6 +5,9 @@
 
 #include <cmath>
 
+// Positions inside blocks of at most BASE_PIVOTS rows: their products are small.
+// NOLINTBEGIN(bugprone-implicit-widening-of-multiplication-result)
+
 namespace vyr {
 
 namespace {
@@ -143,3 +146,5 @@ const VectorLoops& mf_vector_loops(simd::InstructionSet instructions) noexcept {
 }
 
 } // namespace vyr
+
+// NOLINTEND(bugprone-implicit-widening-of-multiplication-result)

@@ -5,8 +5,8 @@
 
 namespace vyr::blas {
 
-/// Limits BLAS calls and parallel regions of the calling thread to `n` threads while it lives. The OpenMP build asks for the
-/// thread's own setting at every call, so other threads of the host are not touched.
+/// Limits BLAS calls and parallel regions of the calling thread to `n` threads while it lives. The OpenMP
+/// build asks for the thread's own setting at every call, so other threads of the host are not touched.
 class ThreadLimit {
 public:
     explicit ThreadLimit(int n) noexcept : before_(omp_get_max_threads()) { omp_set_num_threads(n); }

@@ -65,6 +65,12 @@ void error_text(int code, char* text, std::size_t text_bytes) noexcept;
 /// Resident size of the process now, bytes; 0 when the system does not tell.
 [[nodiscard]] std::uint64_t resident_bytes() noexcept;
 
+/// Makes a new directory in `parent` under a name of its own and writes its path; false when it cannot be
+/// made or the path does not fit.
+[[nodiscard]] bool make_directory(const char* parent, char* path, std::size_t path_bytes) noexcept;
+/// Removes an empty directory; one that is not empty stays.
+void remove_directory(const char* path) noexcept;
+
 /// True when the stream is shown to a person.
 [[nodiscard]] bool is_terminal(std::FILE* file) noexcept;
 

@@ -102,6 +102,16 @@ std::uint64_t peak_resident_bytes() noexcept {
     return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
 }
 
+bool make_directory(const char* parent, char* path, std::size_t path_bytes) noexcept {
+    const int length = std::snprintf(path, path_bytes, "%s/vyr-XXXXXX", parent);
+    if (length < 0 || static_cast<std::size_t>(length) >= path_bytes) return false;
+    return mkdtemp(path) != nullptr;
+}
+
+void remove_directory(const char* path) noexcept {
+    rmdir(path);
+}
+
 bool is_terminal(std::FILE* file) noexcept {
     return isatty(fileno(file)) != 0;
 }

@@ -3,8 +3,15 @@
 
 namespace vyr::platform {
 
-/// Held while METIS runs: it draws from the random numbers of the C library, from a seed of its own at every
-/// call. One call at a time therefore orders a graph the same whatever other threads of the library do.
+/// What METIS's call on the calling thread belongs to; null outside of one. METIS hands its host no argument
+/// through, so the host finds its state here.
+[[nodiscard]] void* ordering_call() noexcept;
+/// Sets it and answers what it was.
+void* exchange_ordering_call(void* call) noexcept;
+
+/// Held while the METIS of the system runs: it draws from the random numbers of the C library, from a seed of
+/// its own at every call. One call at a time therefore orders a graph the same whatever other threads of the
+/// library do.
 class OrderingLock {
 public:
     OrderingLock() noexcept;

@@ -23,6 +23,10 @@ inline constexpr std::int32_t SMALL_NODE_PIVOTS = 16;
 void mf_small_forward(const mf_snode& node, const double* block, double* w) noexcept;
 void mf_small_backward(const mf_snode& node, const double* block, double* w) noexcept;
 
+/// L L^T by these loops or, for wider nodes, by BLAS. update: nupd doubles of scratch.
+void mf_llt_forward_node(const mf_snode& node, const double* block, double* w, double* update) noexcept;
+void mf_llt_backward_node(const mf_snode& node, const double* block, double* w, double* update) noexcept;
+
 /// Right-hand sides are padded to a multiple of this in a panel.
 inline constexpr std::int32_t PANEL_LANES = 8;
 
@@ -40,9 +44,13 @@ struct PanelLoops {
 ///
 /// two_by_two   the node holds a 2 x 2 pivot
 /// record       the node's npiv entries of the pivot record
-/// scratch      npiv + nupd doubles
+/// scratch      npiv + nupd doubles; the first npiv are the pivots' values before the division, out
 void mf_ldlt_forward_node(const mf_snode& node, const double* block, bool two_by_two,
                           const std::int32_t* record, double* w, double* scratch) noexcept;
+
+/// L D L^T: the division by D alone; scratch: npiv doubles.
+void mf_ldlt_divide_node(const mf_snode& node, const double* block, bool two_by_two, double* w,
+                         double* scratch) noexcept;
 
 /// L D L^T: unit upper solve, exchanges undone; scratch: nupd doubles. `by_blas` chooses between the two
 /// forms, one on BLAS, one with loops of its own; only the former passes over negative entries of the record.

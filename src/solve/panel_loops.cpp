@@ -1,5 +1,8 @@
 #include "solve/node_steps.h"
 
+// Vectors of a tile are counted, not entries: their products are small.
+// NOLINTBEGIN(bugprone-implicit-widening-of-multiplication-result)
+
 namespace vyr {
 
 namespace {
@@ -131,3 +134,5 @@ const PanelLoops& mf_panel_loops(simd::InstructionSet instructions) noexcept {
 }
 
 } // namespace vyr
+
+// NOLINTEND(bugprone-implicit-widening-of-multiplication-result)

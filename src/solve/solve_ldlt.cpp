@@ -116,6 +116,16 @@ void mf_ldlt_forward_node(const mf_snode& node, const double* block, bool two_by
     }
 }
 
+void mf_ldlt_divide_node(const mf_snode& node, const double* block, bool two_by_two, double* w,
+                         double* scratch) noexcept {
+    double* v = w + node.first();
+    for (std::int32_t k = 0; k < node.npiv; ++k) {
+        scratch[k] = v[k];
+        v[k] /= block[k + std::int64_t{k} * node.npiv];
+    }
+    if (two_by_two) divide_by_pairs(node.npiv, block, scratch, v);
+}
+
 void mf_ldlt_backward_node(const mf_snode& node, const double* block, const std::int32_t* record, double* w,
                            double* scratch, bool by_blas) noexcept {
     if (!by_blas) {

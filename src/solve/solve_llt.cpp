@@ -4,10 +4,7 @@
 
 namespace vyr {
 
-namespace {
-
-/// w := U^-T w on the node's pivots, and its effect on the update rows. `update` is scratch of nupd doubles.
-void forward_node(const mf_snode& node, const double* block, double* w, double* update) noexcept {
+void mf_llt_forward_node(const mf_snode& node, const double* block, double* w, double* update) noexcept {
     double* pivots = w + node.first();
     if (node.npiv <= SMALL_NODE_PIVOTS) {
         mf_small_forward(node, block, w);
@@ -20,8 +17,7 @@ void forward_node(const mf_snode& node, const double* block, double* w, double* 
     for (std::int32_t j = 0; j < node.nupd; ++j) w[rows[j]] -= update[j];
 }
 
-/// w := U^-1 w on the node's pivots, with the update rows already solved.
-void backward_node(const mf_snode& node, const double* block, double* w, double* update) noexcept {
+void mf_llt_backward_node(const mf_snode& node, const double* block, double* w, double* update) noexcept {
     double* pivots = w + node.first();
     if (node.npiv <= SMALL_NODE_PIVOTS) {
         mf_small_backward(node, block, w);
@@ -36,8 +32,6 @@ void backward_node(const mf_snode& node, const double* block, double* w, double*
     blas::trsv('U', 'N', 'N', node.npiv, block, node.npiv, pivots, 1);
 }
 
-} // namespace
-
 // The caller's vector is free once it is gathered: it serves as the update scratch of the sweeps.
 Status mf_solve_llt(Context& context, const Factor& factor, double* x) noexcept {
     const Analysis& analysis = *factor.analysis;
@@ -45,9 +39,9 @@ Status mf_solve_llt(Context& context, const Factor& factor, double* x) noexcept 
     if (!w) return out_of_memory(context);
     for (std::int32_t k = 0; k < analysis.n; ++k) w[k] = x[analysis.perm[k]];
     for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
-        forward_node(analysis.snodes[s], factor.block(s), w.get(), x);
+        mf_llt_forward_node(analysis.snodes[s], factor.block(s), w.get(), x);
     for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s)
-        backward_node(analysis.snodes[s], factor.block(s), w.get(), x);
+        mf_llt_backward_node(analysis.snodes[s], factor.block(s), w.get(), x);
     for (std::int32_t k = 0; k < analysis.n; ++k) x[analysis.perm[k]] = w[k];
     return Status::OK;
 }

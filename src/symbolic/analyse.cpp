@@ -26,7 +26,7 @@ Status check_limits(Context& context, const InputPattern& input) noexcept {
                 input.n_caller_entries);
 }
 
-/// The arrays whose size the pattern alone gives, and the order to start from.
+/// The arrays whose size the pattern alone gives.
 Status allocate_columns(Context& context, const InputPattern& input, Analysis& analysis,
                         ColumnCounts& counts) noexcept {
     const std::int32_t n = input.lower.n;
@@ -39,7 +39,6 @@ Status allocate_columns(Context& context, const InputPattern& input, Analysis& a
     analysis.perm = Buffer<std::int32_t>(context.memory, n);
     if (!analysis.parent || !counts.children || !counts.nonzeros || !analysis.value_map || !analysis.perm)
         return out_of_memory(context);
-    for (std::int32_t k = 0; k < n; ++k) analysis.perm[k] = k;
     return Status::OK;
 }
 

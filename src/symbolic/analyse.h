@@ -17,8 +17,7 @@ namespace vyr {
 ///
 /// Returns NULL_MATRIX, EMPTY_MATRIX or STRUCTURE for a malformed pattern; MEMORY when the patterns and the
 /// arrays of the columns could not be had; FACTOR_STORAGE when later memory could not, or when the full
-/// pattern outgrows 32-bit positions. Runs on the calling thread; METIS serves one thread of the process at a
-/// time.
+/// pattern outgrows 32-bit positions; ORDERING when METIS gives up; CANCELLED. Runs on the calling thread.
 [[nodiscard]] Status mf_analyse(Context& context, const Pattern& pattern, Analysis& analysis,
                                 double& ordering_ms) noexcept;
 

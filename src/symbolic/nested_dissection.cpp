@@ -1,5 +1,5 @@
 // The crossing to METIS.
-#include "platform/process.h"
+#include "symbolic/metis_call.h"
 #include "symbolic/ordering.h"
 
 #include <metis.h>
@@ -15,27 +15,33 @@ static_assert(std::is_same_v<idx_t, std::int32_t>, "METIS must be built with 32-
 
 namespace {
 
-Status order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* weights,
-             bool compress, std::int32_t* perm, std::int32_t* inverse) noexcept {
+/// Arguments of METIS_NodeND.
+struct NodeND {
+    idx_t n;
+    idx_t *xadj, *adjacency, *weights, *perm, *inverse;
+};
+
+int node_nd(void* arguments) noexcept {
+    auto& a = *static_cast<NodeND*>(arguments);
     idx_t options[METIS_NOPTIONS];
     METIS_SetDefaultOptions(options);
     options[METIS_OPTION_NUMBERING] = 0;
-    if (!compress) options[METIS_OPTION_COMPRESS] = 0;
-    const platform::OrderingLock one_at_a_time;
-    const int outcome = METIS_NodeND(&n, xadj, adjacency, weights, options, perm, inverse);
-    return outcome == METIS_OK ? Status::OK : Status::MEMORY;
+    if (a.weights != nullptr) options[METIS_OPTION_COMPRESS] = 0; // weighted graphs have been compressed
+    return METIS_NodeND(&a.n, a.xadj, a.adjacency, a.weights, options, a.perm, a.inverse);
 }
 
 } // namespace
 
-Status METIS_NodeND_order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* perm,
-                          std::int32_t* inverse) noexcept {
-    return order(n, xadj, adjacency, nullptr, true, perm, inverse);
+Status METIS_NodeND_order(Context& context, std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency,
+                          std::int32_t* perm, std::int32_t* inverse) noexcept {
+    NodeND arguments{n, xadj, adjacency, nullptr, perm, inverse};
+    return mf_metis_call(context, node_nd, &arguments);
 }
 
-Status METIS_NodeWND_order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency, std::int32_t* weights,
-                           std::int32_t* perm, std::int32_t* inverse) noexcept {
-    return order(n, xadj, adjacency, weights, false, perm, inverse);
+Status METIS_NodeWND_order(Context& context, std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency,
+                           std::int32_t* weights, std::int32_t* perm, std::int32_t* inverse) noexcept {
+    NodeND arguments{n, xadj, adjacency, weights, perm, inverse};
+    return mf_metis_call(context, node_nd, &arguments);
 }
 
 } // namespace vyr

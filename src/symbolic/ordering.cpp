@@ -1,7 +1,5 @@
 #include "symbolic/ordering.h"
 
-#include <algorithm>
-
 namespace vyr {
 
 namespace {
@@ -26,21 +24,19 @@ Status order_compressed(Context& context, std::int32_t n, CompressedGraph& graph
                         std::int32_t* perm) noexcept {
     Buffer<std::int32_t> group_order(context.memory, graph.n_groups), inverse(context.memory, graph.n_groups);
     if (!group_order || !inverse) return out_of_memory(context, Status::FACTOR_STORAGE);
-    const Status ordered = METIS_NodeWND_order(graph.n_groups, graph.xadj.get(), graph.adjacency.get(),
-                                               graph.weights.get(), group_order.get(), inverse.get());
-    if (ordered != Status::OK) return Status::OK; // the fall-back ordering stands
+    const Status ordered =
+        METIS_NodeWND_order(context, graph.n_groups, graph.xadj.get(), graph.adjacency.get(),
+                            graph.weights.get(), group_order.get(), inverse.get());
+    if (ordered != Status::OK) return ordered;
     return expand_groups(context, n, graph, group_order.get(), perm);
 }
 
 /// Orders the graph as it is.
 Status order_plain(Context& context, std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency,
                    std::int32_t* perm) noexcept {
-    // METIS writes its outputs even when it fails half way, so the fall-back is kept apart.
-    Buffer<std::int32_t> order(context.memory, n), inverse(context.memory, n);
-    if (!order || !inverse) return out_of_memory(context, Status::FACTOR_STORAGE);
-    if (METIS_NodeND_order(n, xadj, adjacency, order.get(), inverse.get()) == Status::OK)
-        std::copy_n(order.get(), n, perm);
-    return Status::OK;
+    Buffer<std::int32_t> inverse(context.memory, n);
+    if (!inverse) return out_of_memory(context, Status::FACTOR_STORAGE);
+    return METIS_NodeND_order(context, n, xadj, adjacency, perm, inverse.get());
 }
 
 } // namespace
@@ -60,7 +56,7 @@ Status mf_order(Context& context, const Pattern& full, std::int32_t* perm) noexc
     }
     xadj[n] = place;
 
-    if (context.settings.blocked) {
+    if (context.settings.blocked || context.settings.compress) {
         CompressedGraph compressed;
         const Status status = mf_graph_compress(context, n, xadj, adjacency, compressed);
         if (status != Status::OK) return status;

@@ -11,9 +11,9 @@ namespace vyr {
 /// Orders the full symmetric pattern (diagonal entries allowed) by nested dissection, after graph compression
 /// with settings.blocked.
 ///
-/// perm   in: an ordering to fall back on; out, n: perm[new] = old. Kept when METIS fails.
+/// perm   out, n: perm[new] = old; holds nothing of use after a failure
 ///
-/// FACTOR_STORAGE without memory for the graph.
+/// FACTOR_STORAGE without memory, CANCELLED, ORDERING when METIS gives up.
 [[nodiscard]] Status mf_order(Context& context, const Pattern& full, std::int32_t* perm) noexcept;
 
 /// A compressed graph, both directions of every edge, no loops: vertices with the same closed neighbourhood
@@ -38,14 +38,14 @@ struct CompressedGraph {
 /// xadj       n + 1 pointers; adjacency: xadj[n] neighbours, 0-based, both directions, no loops
 /// perm       out, n: perm[new] = old; inverse: out, n: inverse[old] = new
 ///
-/// MEMORY when METIS gives up; perm and inverse then hold nothing of use. Reseeds the C library's rand.
-/// Threads: callers wait for each other (platform::OrderingLock).
-[[nodiscard]] Status METIS_NodeND_order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency,
-                                        std::int32_t* perm, std::int32_t* inverse) noexcept;
+/// Statuses and threads as mf_metis_call has them; after a failure perm and inverse hold nothing of use.
+[[nodiscard]] Status METIS_NodeND_order(Context& context, std::int32_t n, std::int32_t* xadj,
+                                        std::int32_t* adjacency, std::int32_t* perm,
+                                        std::int32_t* inverse) noexcept;
 
 /// As METIS_NodeND_order for a graph whose vertex i stands for weights[i] vertices.
-[[nodiscard]] Status METIS_NodeWND_order(std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency,
-                                         std::int32_t* weights, std::int32_t* perm,
+[[nodiscard]] Status METIS_NodeWND_order(Context& context, std::int32_t n, std::int32_t* xadj,
+                                         std::int32_t* adjacency, std::int32_t* weights, std::int32_t* perm,
                                          std::int32_t* inverse) noexcept;
 
 } // namespace vyr

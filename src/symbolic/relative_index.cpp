@@ -100,7 +100,7 @@ Status mf_snode_finish(Context& context, Analysis& analysis) noexcept {
         const mf_snode& node = analysis.snodes[s];
         const std::int64_t n_columns = in_core ? node.npiv : PANEL_WIDTH;
         analysis.largest_front = std::max(analysis.largest_front, n_columns * node.n_rows());
-        largest_panel = std::max<std::int64_t>(largest_panel, PANEL_WIDTH * node.npiv);
+        largest_panel = std::max(largest_panel, std::int64_t{PANEL_WIDTH} * node.npiv);
         statistics.max_width = std::max(statistics.max_width, static_cast<double>(node.npiv));
     }
     const std::int64_t square = std::int64_t{analysis.largest_update} * analysis.largest_update;

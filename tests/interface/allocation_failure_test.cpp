@@ -1,4 +1,5 @@
-// Every allocation of the whole sequence fails once: a status or null, nothing leaks, the next run succeeds.
+// Every allocation of the whole sequence fails once: a status or null, nothing is lost, the next run
+// succeeds.
 #include "support/capture.h"
 #include "support/session.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 /// The whole sequence; false when some call reported a failure. What it hands out must then be left alone,
 /// otherwise it must be right.
-bool run(const Csc& a, const Csc& lower, int type, bool blocked) {
+bool run(ExportFaults& faults, const Csc& a, const Csc& lower, int type, bool blocked, double scaling) {
     Session session;
     session.param[VYR_PARAM_BLOCKED] = blocked;
     if (const int status = session.init(a, type); status != 0) {
@@ -24,82 +25,67 @@ bool run(const Csc& a, const Csc& lower, int type, bool blocked) {
         EXPECT_TRUE(status == VYR_ERR_FACTOR_STORAGE || status == 0) << status; // 0: the very first arrays
         return false;
     }
+    ctrl(CTRL_SCALING) = scaling;
+    if (type == VYR_TYPE_INDEFINITE) ctrl(CTRL_TYPE) = type;
     if (const int status = session.numeric(a); status != 0) {
         EXPECT_TRUE(status == VYR_ERR_FACTOR_STORAGE || status == VYR_ERR_MEMORY) << status;
-        HookGuard::reset();
+        faults.allocation.set(0);
         EXPECT_EQ(session.numeric(a), 0); // the handle is as good as before
         EXPECT_LE(solve_error(session, a, lower), 1e-14);
         return false;
     }
     bool good = true;
-    const auto check = [&](const std::vector<double>& x, const std::vector<double>& b, const char* what) {
-        if (info_status() != 0) {
-            EXPECT_EQ(info_status(), VYR_ERR_MEMORY) << what;
-            EXPECT_EQ(x, b) << what;
-            set_info_status(0);
-            good = false;
-        } else {
-            EXPECT_LE(backward_error(lower, x.data(), b.data()), 1e-14) << what;
+    for (const int limit : {1, 2})
+        for (const int n_rhs : {0, 2}) {                                 // 0: the single solve
+            if (type == VYR_TYPE_BOTH_TRIANGLES && limit == 2) continue; // its residual mirrors all entries
+            ctrl(CTRL_REFINEMENT_LIMIT) = limit;
+            const std::vector<double> b = random_vector(2 * a.n, 3);
+            const std::vector<double> x = n_rhs == 0 ? session.solve(a, b) : session.solve_n(a, b, n_rhs);
+            if (info(INFO_STATUS) != 0) {
+                EXPECT_EQ(info(INFO_STATUS), VYR_ERR_MEMORY);
+                EXPECT_EQ(x, b);
+                set_info_status(Status::OK);
+                good = false;
+            } else {
+                EXPECT_LE(backward_error(lower, x.data(), b.data()), 1e-14);
+            }
         }
-    };
-    const std::vector<double> b = random_vector(a.n, 3);
-    check(session.solve(a, b), b, "solve");
-    const std::vector<double> two = session.solve_n(
-        a,
-        [&] {
-            std::vector<double> block = b;
-            block.insert(block.end(), b.begin(), b.end());
-            return block;
-        }(),
-        2);
-    check({two.begin() + a.n, two.end()}, b, "solve of two");
-    mf_ctrl[CTRL_REFINEMENT_LIMIT] = 2;
-    if (type == VYR_TYPE_SPD) check(session.solve(a, b), b, "refined solve");
     return good;
 }
 
-void sweep(const Csc& a, const Csc& lower, int type, bool blocked, bool every_later) {
-    HookGuard hooks;
+/// Returns the number of allocations.
+int sweep(const Csc& a, const Csc& lower, int type, bool blocked, int threads, bool every_later,
+          double scaling = 0) {
+    ExportFaults faults;
     TempDirectory directory; // failing analyses write reports
-    ASSERT_TRUE(run(a, lower, type, blocked));
-    std::int64_t k = 1;
-    int reported = 0;
-    for (;; ++k) {
+    omp_set_num_threads(threads);
+    EXPECT_TRUE(run(faults, a, lower, type, blocked, scaling));
+    const Accounting& memory = process_state().memory;
+    const std::uint64_t held = memory.current;
+    int k = 1, reported = 0;
+    for (bool fired = true; fired && !testing::Test::HasFailure(); ++k) {
         SCOPED_TRACE("allocation " + std::to_string(k));
-        ASSERT_LT(k, 2000);
-        const std::uint64_t held = mem_current;
-        mf_test_hooks.fail_every_later_allocation = every_later;
-        mf_test_hooks.fail_allocation_at = k;
-        const bool good = run(a, lower, type, blocked);
-        const bool fired = every_later ? !good : mf_test_hooks.fail_allocation_at == 0;
-        HookGuard::reset();
-        EXPECT_EQ(mem_current, held);
-        EXPECT_EQ(alloc_count, free_count);
-        EXPECT_TRUE(run(a, lower, type, blocked));
-        if (testing::Test::HasFailure() || !fired) break;
+        faults.allocation.set(k, every_later);
+        const bool good = run(faults, a, lower, type, blocked, scaling);
+        fired = every_later ? !good : !faults.allocation.armed();
+        faults.allocation.set(0);
+        EXPECT_EQ(memory.current, held);
+        EXPECT_EQ(memory.alloc_count, memory.free_count);
+        EXPECT_TRUE(run(faults, a, lower, type, blocked, scaling));
         if (!good) ++reported;
     }
     EXPECT_GT(reported, 30);
-    EXPECT_EQ(reported, k - 1); // no failure is swallowed
+    EXPECT_EQ(reported, k - 2); // no failure is swallowed
+    return reported;
 }
 
 } // namespace
 
-TEST(AllocationFailure, EveryCallInTurnOverTheWholeSequence) {
-    const Csc a = spd(60, grid_edges(10, 6));
-    omp_set_num_threads(2);
-    sweep(a, a, VYR_TYPE_SPD, false, false);
-    sweep(a, a, VYR_TYPE_SPD, true, false);
-}
-
-TEST(AllocationFailure, EveryCallFromOneOnOverTheWholeSequence) {
-    const Csc a = spd(60, grid_edges(10, 6));
-    omp_set_num_threads(3);
-    sweep(a, a, VYR_TYPE_SPD, false, true);
-}
-
-TEST(AllocationFailure, EveryCallInTurnForBothTriangleInputAndCompression) {
-    const Csc lower = spd(40, dense_edges(40));
-    omp_set_num_threads(1);
-    sweep(both_triangles(lower), lower, VYR_TYPE_BOTH_TRIANGLES, true, false);
+TEST(AllocationFailure, IsReportedOnceAndLosesNothingOverTheWholeSequence) {
+    const Csc a = spd(60, grid_edges(10, 6)), dense = spd(40, dense_edges(40));
+    sweep(a, a, VYR_TYPE_SPD, false, 2, false);
+    sweep(a, a, VYR_TYPE_SPD, true, 3, true);
+    sweep(both_triangles(dense), dense, VYR_TYPE_BOTH_TRIANGLES, true, 1, false);
+    const int unscaled = sweep(a, a, VYR_TYPE_INDEFINITE, false, 1, false);
+    EXPECT_EQ(sweep(a, a, VYR_TYPE_INDEFINITE, false, 1, false, 3), unscaled + 1); // the copy of the values
 }

@@ -1,7 +1,6 @@
 #!/usr/bin/env python3
 """Fails when an object file defines writable data, unless its name is on the allowed list."""
 import argparse
-import pathlib
 import re
 import subprocess
 import sys
@@ -36,7 +35,7 @@ def main():
     arguments = parser.parse_args()
     findings = []
     for path in arguments.objects:
-        if pathlib.Path(path).name not in arguments.allowed:
+        if not path.endswith(tuple(arguments.allowed)):
             findings += [(path, *symbol) for symbol in writable_symbols(arguments.objdump, path)]
     for path, section, name in findings:
         print(f"{path}: {name} in {section}")

@@ -29,25 +29,25 @@ TestContext::~TestContext() {
     EXPECT_EQ(memory.alloc_count.load(), memory.free_count.load());
 }
 
-Status Run::analyse(const Csc& a) {
+Status EngineRun::analyse(const Csc& a) {
     return mf_symbol(context, pattern_of(a), analysis, factor);
 }
 
-Status Run::factorise(const Csc& a) {
+Status EngineRun::factorise(const Csc& a) {
     return mf_factorise(context, a.values.data(), factor);
 }
 
-Status Run::run(const Csc& a) {
+Status EngineRun::run(const Csc& a) {
     const Status status = analyse(a);
     return status == Status::OK ? factorise(a) : status;
 }
 
-std::vector<double> Run::solve(const Csc& a, std::vector<double> b, std::int32_t nrhs) const {
+std::vector<double> EngineRun::solve(const Csc& a, std::vector<double> b, std::int32_t nrhs) const {
     EXPECT_EQ(mf_solve_system(context, factor, matrix_of(a), b.data(), nrhs, nrhs > 1), Status::OK);
     return b;
 }
 
-double solve_error(const Run& run, const Csc& lower, std::uint64_t seed) {
+double solve_error(const EngineRun& run, const Csc& lower, std::uint64_t seed) {
     const std::vector<double> b = random_vector(lower.n, seed);
     return backward_error(lower, run.solve(lower, b).data(), b.data());
 }

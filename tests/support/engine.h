@@ -33,8 +33,8 @@ struct TestContext {
 };
 
 /// One matrix through the engine.
-struct Run {
-    explicit Run(TestContext& test) : context(test.context), factor(test.memory, analysis) {}
+struct EngineRun {
+    explicit EngineRun(TestContext& test) : context(test.context), factor(test.memory, analysis) {}
 
     Context& context;
     Analysis analysis;
@@ -51,6 +51,6 @@ struct Run {
 };
 
 /// Backward error of a solve with a random right-hand side.
-double solve_error(const Run& run, const Csc& lower, std::uint64_t seed = 7);
+double solve_error(const EngineRun& run, const Csc& lower, std::uint64_t seed = 7);
 
 } // namespace vyr::test

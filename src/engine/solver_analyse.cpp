@@ -1,0 +1,96 @@
+#include "engine/memory_share.h"
+#include "engine/solver.h"
+#include "platform/platform.h"
+#include "symbolic/analyse.h"
+
+#include <omp.h>
+
+#include <algorithm>
+
+namespace vyr {
+
+namespace {
+
+/// True when L L^T cannot succeed: a diagonal entry is missing or not positive.
+bool plainly_indefinite(const Matrix& a) noexcept {
+    for (std::int32_t j = 0; j < a.n; ++j) {
+        const std::int32_t first = a.col_ptr[j];
+        if (first == a.col_ptr[j + 1] || a.row_ind[first] != j || !(a.values[first] > 0)) return true;
+    }
+    return false;
+}
+
+/// Looks at the values for the kinds that want them: which type to begin with, and partners.
+Status choose_type(Context& context, const InputMatrix& input, SolverAnalysis& made) noexcept {
+    made.type = made.kind == Kind::INDEFINITE ? TYPE_LDLT : TYPE_SPD;
+    if (made.kind == Kind::POSITIVE || input.values == nullptr) return Status::OK;
+    const CanonicalPattern& pattern = made.canonical;
+    Buffer<double> values(context.memory, pattern.col_ptr[pattern.n]);
+    if (!values) return out_of_memory(context);
+    if (const Status status = mf_canonical_values(context, input, pattern, values.get());
+        status != Status::OK)
+        return status;
+    const Matrix matrix{{pattern.n, pattern.col_ptr.get(), pattern.row_ind.get()}, values.get()};
+    if (made.kind == Kind::AUTOMATIC && plainly_indefinite(matrix)) made.type = TYPE_LDLT;
+    if (made.type == TYPE_SPD || !made.pairs) return Status::OK;
+    return mf_pair_weak_diagonals(context, matrix, made.structure.pairing);
+}
+
+} // namespace
+
+std::int32_t mf_host_threads() noexcept {
+    return omp_in_parallel() != 0 ? 1 : std::max(omp_get_max_threads(), 1);
+}
+
+Status mf_solver_analyse(Context& context, const InputMatrix& input, Kind kind, bool refuse_duplicates,
+                         SolverAnalysis& made) noexcept {
+    const double start_ms = platform::clock_ms();
+    mf_begin_phase(context, PHASE_ANALYSE, 1);
+    Settings& settings = context.settings;
+    made.kind = kind;
+    if (settings.n_threads <= 0) settings.n_threads = mf_host_threads();
+    if (const Status status = mf_canonical_pattern(context, input, refuse_duplicates, made.canonical);
+        status != Status::OK)
+        return status;
+    made.pairs = settings.ordering != ORDERING_NATURAL && settings.ordering != ORDERING_USER;
+    if (const Status status = choose_type(context, input, made); status != Status::OK) return status;
+
+    Structure& structure = made.structure;
+    const Pairing& pairing = structure.pairing;
+    // Only an ordering of whole groups keeps partners together.
+    if (pairing.ties) settings.compress = true;
+    settings.type = made.type;
+    const Pattern pattern = pairing.ties
+                                ? Pattern{made.canonical.n, pairing.col_ptr.get(), pairing.row_ind.get()}
+                                : made.canonical.pattern();
+    double ordering_ms = 0;
+    if (const Status status = mf_analyse(context, pattern, structure.analysis, ordering_ms);
+        status != Status::OK)
+        return status;
+    made.settings = settings;
+    made.work_bytes = context.statistics.memory_estimate;
+    made.seconds_order = ordering_ms / 1000;
+    made.seconds_analyse = (platform::clock_ms() - start_ms) / 1000;
+    return Status::OK;
+}
+
+Status mf_solver_memory(Context& context, const SolverAnalysis& made, MemoryNeed& need) noexcept {
+    const Analysis& analysis = made.structure.analysis;
+    const Schedule& schedule = analysis.schedule;
+    need.factor = 8.0 * static_cast<double>(analysis.factor_entries);
+    const double indices = 4.0 * (static_cast<double>(analysis.row_slab.count()) * 2 +
+                                  2.0 * std::max(schedule.n_tasks, 1) * analysis.n);
+    const double square = static_cast<double>(analysis.ldw()) * static_cast<double>(analysis.ldw());
+    const double work = made.type == TYPE_SPD ? static_cast<double>(schedule.work_entries[0])
+                                              : square + static_cast<double>(analysis.largest_front);
+    need.in_core = need.factor + indices + 8.0 * (work + 2.0 * analysis.n);
+    double path_bytes = 0;
+    if (const Status status = mf_path_bytes(context, analysis, path_bytes); status != Status::OK)
+        return status;
+    const double beside = mf_bytes_beside_blocks(analysis, made.type, made.settings.n_threads) -
+                          static_cast<double>(platform::resident_bytes());
+    need.least = beside + path_bytes + 0.05 * need.factor; // room for finished blocks on their way to files
+    return Status::OK;
+}
+
+} // namespace vyr

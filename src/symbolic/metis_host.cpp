@@ -1,0 +1,162 @@
+// What METIS, built with cmake/metis/redirect.h, gets instead of the C library: accounted memory, random
+// numbers of its own, and a way out.
+//
+// METIS hands none of these functions anything of ours, so the call they belong to is found through the
+// thread. A failing one leaves METIS by longjmp, over frames of C; what METIS then holds is released by the
+// list of its blocks.
+#include "core/accounting.h"
+#include "platform/process.h"
+#include "symbolic/metis_call.h"
+#include "symbolic/random.h"
+
+#include <metis.h>
+
+#include <algorithm>
+#include <csetjmp>
+#include <cstdarg>
+#include <cstddef>
+#include <cstring>
+#include <new>
+
+namespace vyr {
+
+namespace {
+
+/// Draws from the generator between two looks at the clock of the progress; some 10 microseconds.
+constexpr unsigned DRAWS_PER_LOOK = 1024;
+
+/// Stands before each block, in the list of its call.
+struct alignas(std::max_align_t) BlockHead {
+    BlockHead* previous;
+    BlockHead* next;
+    std::size_t bytes; ///< of the block behind
+};
+
+struct MetisCall {
+    explicit MetisCall(Context& of) noexcept : context(of) {}
+
+    Context& context;
+    BlockHead blocks{&blocks, &blocks, 0}; ///< a ring
+    AdditiveRandom random;
+    unsigned draws = 0;
+    Status status = Status::OK;
+    std::jmp_buf way_out;
+};
+
+MetisCall& running() noexcept {
+    return *static_cast<MetisCall*>(platform::ordering_call());
+}
+
+[[noreturn]] void leave(MetisCall& call, Status status) noexcept {
+    call.status = status;
+    std::longjmp(call.way_out, 1);
+}
+
+void look_at_flag(MetisCall& call) noexcept {
+    const std::atomic<bool>* cancel = call.context.cancel;
+    if (cancel != nullptr && cancel->load(std::memory_order_relaxed)) leave(call, Status::CANCELLED);
+}
+
+void look_at_clock(MetisCall& call) noexcept {
+    look_at_flag(call);
+    if (mf_stop(call.context)) leave(call, Status::CANCELLED);
+}
+
+BlockHead* head_of(void* block) noexcept {
+    return static_cast<BlockHead*>(block) - 1;
+}
+
+void* allocate(MetisCall& call, std::size_t bytes) noexcept {
+    look_at_clock(call);
+    void* memory = bytes > SIZE_MAX - sizeof(BlockHead)
+                       ? nullptr
+                       : mf_malloc(call.context.memory, sizeof(BlockHead) + bytes);
+    if (memory == nullptr) leave(call, out_of_memory(call.context, Status::FACTOR_STORAGE));
+    auto* head = new (memory) BlockHead{&call.blocks, call.blocks.next, bytes};
+    head->next->previous = head;
+    call.blocks.next = head;
+    return head + 1;
+}
+
+void release(MetisCall& call, BlockHead* head) noexcept {
+    head->previous->next = head->next;
+    head->next->previous = head->previous;
+    mf_free(call.context.memory, head);
+}
+
+/// Comes back by leave() or with METIS's own answer.
+Status run(MetisCall& call, int (*metis)(void* arguments), void* arguments) noexcept {
+    if (setjmp(call.way_out) != 0) return call.status;
+    const int outcome = metis(arguments);
+    if (outcome == METIS_OK) return Status::OK;
+    return fail(call.context, Status::ORDERING, "METIS failed with code %d", outcome);
+}
+
+} // namespace
+
+Status mf_metis_call(Context& context, int (*call)(void* arguments), void* arguments) noexcept {
+    MetisCall state(context);
+    // A progress callback may order another matrix on this thread.
+    void* before = platform::exchange_ordering_call(&state);
+    const Status status = run(state, call, arguments);
+    platform::exchange_ordering_call(before);
+    while (state.blocks.next != &state.blocks) release(state, state.blocks.next);
+    return status;
+}
+
+bool mf_ordering_can_be_cancelled() noexcept {
+    return true;
+}
+
+} // namespace vyr
+
+using namespace vyr;
+
+// Named in cmake/metis/redirect.h. Called by METIS alone, inside mf_metis_call.
+extern "C" {
+
+void* vyr_metis_malloc(std::size_t bytes) noexcept {
+    return allocate(running(), bytes);
+}
+
+void vyr_metis_free(void* block) noexcept {
+    if (block != nullptr) release(running(), head_of(block));
+}
+
+void* vyr_metis_realloc(void* block, std::size_t bytes) noexcept {
+    MetisCall& call = running();
+    void* moved = allocate(call, bytes);
+    if (block == nullptr) return moved;
+    std::memcpy(moved, block, std::min(bytes, head_of(block)->bytes));
+    release(call, head_of(block));
+    return moved;
+}
+
+/// Frees the blocks that the arguments, addresses of pointers, point to, and clears the pointers. Null ends
+/// the list.
+void vyr_metis_free_list(void** first, ...) noexcept {
+    std::va_list rest;
+    va_start(rest, first);
+    for (void** pointer = first; pointer != nullptr; pointer = va_arg(rest, void**)) {
+        vyr_metis_free(*pointer);
+        *pointer = nullptr;
+    }
+    va_end(rest);
+}
+
+void vyr_metis_srand(unsigned seed) noexcept {
+    running().random.seed(seed);
+}
+
+int vyr_metis_rand() noexcept {
+    MetisCall& call = running();
+    if (++call.draws % DRAWS_PER_LOOK == 0) look_at_clock(call);
+    return call.random.draw();
+}
+
+[[noreturn]] void vyr_metis_fail() noexcept {
+    MetisCall& call = running();
+    leave(call, fail(call.context, Status::ORDERING, "METIS gave up"));
+}
+
+} // extern "C"

@@ -1,0 +1,114 @@
+#!/usr/bin/env python3
+"""Plants small faults in src/, one at a time, and tells which of them no test notices.
+
+usage: mutate.py COUNT SEED [ROOM...]; run by ./dev mutate. Works on a copy of the tree in build/mutate.
+"""
+import pathlib
+import random
+import re
+import shutil
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+COPY = ROOT / "build" / "mutate"
+ROOMS = ["core", "memory", "symbolic", "numeric", "solve", "report", "engine", "interface"]
+# Tests that a fault in a room must meet: those of the room, and where the room shows itself.
+TESTS_OF = {
+    "core": ["core", "memory", "interface"],
+    "memory": ["memory", "interface"],
+    "symbolic": ["symbolic", "interface"],
+    "numeric": ["numeric", "memory", "interface"],
+    "solve": ["solve", "memory", "interface"],
+    "report": ["report", "interface"],
+    "engine": ["engine", "interface", "tools"],
+    "interface": ["interface", "report"],
+}
+
+# Formatted code has blanks around its binary operators and none around template brackets.
+SWAPS = [(rf"(?<=\s){re.escape(old)}(?=\s)", new) for old, new in
+         [("<=", "<"), (">=", ">"), ("<", "<="), (">", ">="), ("==", "!="), ("!=", "=="), ("+", "-"), ("-", "+"),
+          ("+=", "-="), ("-=", "+="), ("&&", "||"), ("||", "&&"), ("*", "+")]]
+
+
+def mutants_of(line):
+    """Every fault that can be planted in one line of code, as (description, new line)."""
+    code = line.split("//")[0]
+    for pattern, replacement in SWAPS:
+        for match in [] if '"' in code else re.finditer(pattern, code):
+            yield (f"{match.group(0)} -> {replacement}", line[:match.start()] + replacement + line[match.end():])
+    for match in [] if '"' in code else re.finditer(r"(?<![\w.'])\d+(?![\w.'])", code):
+        number = str(int(match.group(0)) + 1)
+        yield (f"{match.group(0)} -> {number}", line[:match.start()] + number + line[match.end():])
+    match = re.search(r"\bif \((?!const)(.+)\)( \{| return.*;| .*;)?$", code.rstrip())
+    if match and code.count("(") == code.count(")") and ";" not in match.group(1):
+        yield ("negated", line.replace(f"if ({match.group(1)})", f"if (!({match.group(1)}))", 1))
+    if re.match(r"^\s+[\w\[\]().>*&:-]+(\(.*\)| [-+|&*/]?= .*|\+\+);$", code.rstrip()) and "return" not in code \
+            and not re.match(r"^\s*(const|auto|constexpr|using|double|std::|static)\b", code):
+        yield ("removed", re.match(r"^\s*", line).group(0) + ";")
+
+
+def candidates(rooms):
+    for room in rooms:
+        for path in sorted((ROOT / "src" / room).glob("*.*")):
+            if path.suffix not in (".cpp", ".h"):
+                continue
+            depth_of_macro = False
+            for number, line in enumerate(path.read_text().splitlines()):
+                depth_of_macro, was = line.endswith("\\"), depth_of_macro
+                stripped = line.strip()
+                if was or not stripped or stripped.startswith(("//", "#", "static_assert", "template", "*", '"')):
+                    continue
+                for what, mutant in mutants_of(line):
+                    yield room, path, number, what, mutant
+
+
+def run(*command, timeout=900):
+    try:
+        return subprocess.run(command, cwd=COPY, capture_output=True, text=True, timeout=timeout).returncode
+    except subprocess.TimeoutExpired:
+        return -1
+
+
+def verdict(room):
+    targets = [f"tests/{test}/all" for test in TESTS_OF[room] if (ROOT / "tests" / test).is_dir()]
+    if run("cmake", "--build", "build", "--target", *targets) != 0:
+        return "does not compile"
+    labels = "|".join(f"^{test}\\." for test in TESTS_OF[room])
+    failed = run("ctest", "--test-dir", "build", "-R", labels, "-j2", "--stop-on-failure", "--timeout", "60")
+    return "killed" if failed else "SURVIVED"
+
+
+def main():
+    count, seed = int(sys.argv[1]), int(sys.argv[2])
+    rooms = sys.argv[3:] or ROOMS
+    chosen = list(candidates(rooms))
+    random.Random(seed).shuffle(chosen)
+    COPY.mkdir(parents=True, exist_ok=True)
+    for name in ("src", "include", "tools", "tests", "examples", "cmake", "docs", "CMakeLists.txt"):
+        source, target = ROOT / name, COPY / name
+        if target.is_dir():
+            shutil.rmtree(target)
+        (shutil.copytree if source.is_dir() else shutil.copy2)(source, target)
+    if run("cmake", "-S", ".", "-B", "build", "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Release",
+           "-DCMAKE_CXX_FLAGS_RELEASE=-O1") != 0 \
+            or run("cmake", "--build", "build", timeout=3600) != 0:
+        sys.exit("the tree without a fault does not build")
+    tally = {"killed": 0, "SURVIVED": 0}
+    for room, path, number, what, mutant in chosen:
+        if sum(tally.values()) == count:
+            break
+        copy = COPY / path.relative_to(ROOT)
+        lines = path.read_text().splitlines()
+        lines[number] = mutant
+        copy.write_text("\n".join(lines) + "\n")
+        said = verdict(room)
+        shutil.copy(path, copy)
+        if said not in tally:
+            continue
+        tally[said] += 1
+        print(f"{said:9} {path.relative_to(ROOT)}:{number + 1}: {what}: {mutant.strip()}", flush=True)
+    print(f"{tally['killed']} of {sum(tally.values())} faults killed, seed {seed}")
+
+
+main()

@@ -1,0 +1,249 @@
+// The positive definite factorization: the factor, what it tells, and how it fails.
+#include "dense.h"
+#include "numeric/phases.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <cfloat>
+#include <cstring>
+
+using namespace vyr;
+using namespace vyr::test;
+
+namespace {
+
+void expect_factor(const EngineRun& run, const std::vector<double>& expected) {
+    const std::int32_t n = run.analysis.n;
+    for (std::int32_t j = 0; j < n; ++j)
+        for (std::int32_t i = 0; i <= j; ++i) {
+            const double* entry = entry_of(run.factor, i, j);
+            const double u = expected[i + static_cast<std::size_t>(j) * n];
+            ASSERT_LE(std::fabs((entry == nullptr ? 0.0 : *entry) - u), 1e-12 * std::max(1.0, std::fabs(u)));
+            ASSERT_TRUE(i < j || run.factor.diag_values[i] == *entry);
+        }
+}
+
+bool same_bits(const Buffer<double>& a, const Buffer<double>& b) {
+    return a.count() == b.count() && std::memcmp(a.get(), b.get(), sizeof(double) * a.count()) == 0;
+}
+
+} // namespace
+
+TEST(Factorise, GivesTheCholeskyFactorByEveryVariant) {
+    Rng rng(test_seed());
+    int variant = 0;
+    for (const Csc& a :
+         {spd(1, {}), spd(30, {}), spd(150, band_edges(150, 9)), spd(200, arrow_edges(200, 3)),
+          spd(300, dense_edges(300)), spd(400, grid_edges(20, 20)), spd(343, grid_edges(7, 7, 7)),
+          spd(350, disconnected_grid_edges(7, 10, 5)), spd(300, random_edges(300, 700, rng)),
+          spd(1240, cliques_and_separator(8, 35, 960)), spd(300, cliques_and_separator(20, 9, 120))})
+        for (const bool analysed_blocked : {false, true}) {
+            TestContext test;
+            Settings& settings = test.context.settings;
+            settings.n_threads = 1 + 3 * (variant % 2);
+            settings.blocked = analysed_blocked;
+            EngineRun run(test);
+            ASSERT_EQ(run.analyse(a), Status::OK);
+            const std::int32_t* perm = run.analysis.perm.get();
+            const std::vector<double> expected = dense_cholesky(a, {perm, perm + a.n});
+            double flops = 0;
+            for (std::int32_t s = 0; s < run.analysis.n_snodes; ++s)
+                flops += mf_node_cost(run.analysis.snodes[s]);
+            for (const int threads : {1, 2, 4, 16, 0})
+                for (const bool blocked : {true, false, true}) {
+                    settings.n_threads = threads;
+                    settings.blocked = blocked;
+                    const int n_sets = 1 + static_cast<int>(simd::instruction_set());
+                    settings.instructions = static_cast<simd::InstructionSet>(variant++ % n_sets);
+                    SCOPED_TRACE(testing::Message() << "n " << a.n << " threads " << threads << " blocked "
+                                                    << analysed_blocked << blocked);
+                    const int team = omp_get_max_threads();
+                    const Statistics& statistics = test.context.statistics;
+                    const double count = statistics.n_factorizations;
+                    ASSERT_EQ(run.factorise(a), Status::OK);
+                    expect_factor(run, expected);
+                    if (HasFatalFailure()) return;
+                    EXPECT_EQ(omp_get_max_threads(), team);
+                    EXPECT_NEAR(statistics.flops, flops, 1e-9 * flops);
+                    EXPECT_EQ(statistics.n_factorizations, count + 1);
+                    EXPECT_TRUE(statistics.t_assembly > 0 || a.n < 500);
+                    for (std::int32_t s = 0; s < run.analysis.n_snodes; ++s)
+                        ASSERT_EQ(run.factor.blocks[s].flags, BLOCK_FINISHED | BLOCK_ASSEMBLED);
+                }
+        }
+}
+
+TEST(Factorise, RepeatsToTheBitWhatAFreshFactorizationGivesOnOneThread) {
+    Csc a = spd(500, cliques_and_separator(5, 40, 300)), other = a;
+    refill(other, 99);
+    TestContext test;
+    test.context.settings.n_threads = 1;
+    EngineRun fresh(test), again(test);
+    ASSERT_EQ(fresh.run(other), Status::OK);
+    ASSERT_EQ(again.run(a), Status::OK);
+    EXPECT_FALSE(same_bits(again.factor.lu_values, fresh.factor.lu_values));
+    ASSERT_EQ(again.factorise(other), Status::OK);
+    EXPECT_TRUE(same_bits(again.factor.lu_values, fresh.factor.lu_values));
+    EXPECT_TRUE(same_bits(again.factor.diag_values, fresh.factor.diag_values));
+}
+
+// More factor storage than one thread zeroes at a time; and entries stored twice, of which the last counts.
+TEST(Factorise, StartsFromTheInputEntriesAndZeros) {
+    Csc repeated = both_triangles(spd(110, grid_edges(11, 10)));
+    repeated.values = random_vector(repeated.nnz(), 5);
+    for (const Csc& a : {spd(1100, dense_edges(1100)), repeated}) {
+        TestContext test;
+        EngineRun run(test);
+        ASSERT_EQ(run.analyse(a), Status::OK);
+        std::vector<double> expected(run.factor.lu_values.count(), 0.0);
+        for (std::int32_t k = 0; k < a.nnz(); ++k) expected[run.analysis.value_map[k]] = a.values[k];
+        for (const bool fresh : {true, false}) {
+            EXPECT_EQ(run.factor.lu_values_zero, fresh);
+            test.context.settings.n_threads = 3;
+            mf_assemble_input(test.context, a.values.data(), run.factor);
+            ASSERT_TRUE(std::equal(expected.begin(), expected.end(), run.factor.lu_values.get()));
+            run.factor.lu_values.fill(NAN);
+        }
+    }
+}
+
+// Every subtree runs to its own end, so the outcome is that of the last failing task in task order, whatever
+// the threads. A pivot above the threshold that is no pivot names no column and stops nothing.
+TEST(Factorise, TellsTheLastFailingTaskAndItsColumn) {
+    Rng rng(test_seed());
+    TestContext test;
+    Settings& settings = test.context.settings;
+    settings.n_threads = 4;
+    settings.pivot_min = -5e5;
+    const Csc good = spd(600, disconnected_grid_edges(6, 10, 10));
+    EngineRun run(test);
+    ASSERT_EQ(run.analyse(good), Status::OK);
+    const Schedule& schedule = run.analysis.schedule;
+    ASSERT_GT(schedule.n_tasks, 6);
+    for (int trial = 0; trial < 150; ++trial) {
+        Csc a = good;
+        Status status = Status::OK;
+        double failed_column = -7;
+        std::vector<bool> reached(a.n, true), expected(a.n, true);
+        for (std::int32_t t = 0; t < schedule.n_tasks; ++t) {
+            const std::int32_t begin = schedule.task_offset[t], end = schedule.task_offset[t + 1];
+            const bool top = t + 1 == schedule.n_tasks, waits = top && status != Status::OK;
+            if (begin == end || (rng() % (top ? 2 : 8) != 0 && !waits)) continue;
+            const mf_snode& node = run.analysis.snodes[schedule.task_nodes[begin + rng() % (end - begin)]];
+            const auto column = static_cast<std::int32_t>(node.first() + rng() % node.npiv);
+            const bool small = rng() % 2 == 0;
+            if (!waits) {
+                a.values[a.colptr[run.analysis.perm[column]]] = small ? -1e6 : rng() % 2 == 0 ? -1e3 : NAN;
+                status = small ? Status::SMALL_PIVOT : Status::NOT_SPD;
+                if (small) failed_column = column;
+            }
+            for (std::int32_t k = begin; k < end; ++k) {
+                const mf_snode& other = run.analysis.snodes[schedule.task_nodes[k]];
+                for (std::int32_t c = other.first(); c < other.first() + other.npiv; ++c)
+                    expected[c] = !waits && (!small || c <= column);
+            }
+        }
+        for (const int threads : {1, 4, 2}) {
+            settings.n_threads = threads;
+            settings.blocked = rng() % 2 == 0;
+            test.context.statistics.failed_column = -7;
+            ASSERT_EQ(run.factorise(a), status);
+            ASSERT_EQ(test.context.statistics.failed_column, failed_column);
+            for (std::int32_t k = 0; k < a.n; ++k) reached[k] = run.factor.diag_values[k] != -DBL_MAX;
+            ASSERT_EQ(reached, expected);
+        }
+    }
+}
+
+TEST(Factorise, AcceptsPivotsAboveTheThresholdWhoseSpreadIsWithinTheLimit) {
+    Rng rng(test_seed());
+    for (int trial = 0; trial < 60; ++trial) {
+        std::vector<double> pivots(20), squares;
+        for (double& pivot : pivots) pivot = static_cast<double>(1 + rng() % 40);
+        for (const double pivot : pivots) squares.push_back(pivot * pivot);
+        const auto [least, most] = std::minmax_element(pivots.begin(), pivots.end());
+        TestContext test;
+        EngineRun run(test);
+        Settings& settings = test.context.settings;
+        Statistics& statistics = test.context.statistics;
+        const Csc a = diagonal(squares);
+        ASSERT_EQ(run.analyse(a), Status::OK);
+        for (const double share : {1.0, 0.999, 0.0}) { // of the spread there is; 0 stands for no limit
+            settings.growth_limit = share == 0 ? 1.0 : *most / *least * share;
+            statistics.diagonal_min = *most;
+            statistics.diagonal_max = 0;
+            ASSERT_EQ(run.factorise(a), share == 0.999 ? Status::GROWTH : Status::OK);
+            EXPECT_TRUE(share != 1 ||
+                        (statistics.diagonal_min == *least && statistics.diagonal_max == *most));
+            EXPECT_TRUE(share != 0 || statistics.diagonal_max == 0);
+        }
+        settings.pivot_min = pivots[rng() % 20];
+        std::int32_t first = 0;
+        while (pivots[run.analysis.perm[first]] > settings.pivot_min) ++first;
+        ASSERT_EQ(run.factorise(a), Status::SMALL_PIVOT);
+        EXPECT_EQ(statistics.failed_column, first);
+    }
+}
+
+TEST(Factorise, ABlockOrMemoryThatIsMissingIsAStatusAndTheNextRunIsRight) {
+    Csc a = spd(720, cliques_and_separator(8, 40, 400));
+    for (const bool blocked : {false, true}) {
+        TestContext test;
+        Settings& settings = test.context.settings;
+        settings.n_threads = 4;
+        EngineRun run(test);
+        ASSERT_EQ(run.analyse(a), Status::OK);
+        settings.blocked = blocked;
+        for (const int k : {1, 2}) { // the work blocks, the tasks
+            run.factor.work.task_work.reset();
+            test.faults.allocation.set(k);
+            EXPECT_EQ(run.factorise(a), k == 1 ? Status::FACTOR_STORAGE : Status::MEMORY);
+        }
+        for (std::int32_t s = 0; s < run.analysis.n_snodes; ++s) {
+            double* const block = std::exchange(run.factor.blocks[s].values, nullptr);
+            settings.check_values = test.context.log.messages = s == 1;
+            ASSERT_EQ(run.factorise(a), Status::FACTOR_STORAGE);
+            run.factor.blocks[s].values = block;
+        }
+        EXPECT_EQ(test.text, "INVALID!!!\tNULL LU at node 1\r\n\tLU value init OK!\r\n");
+        settings.check_values = test.context.log.messages = true;
+        test.text.clear();
+        const double value = std::exchange(a.values[70], NAN);
+        EXPECT_EQ(run.factorise(a), Status::NOT_SPD);
+        EXPECT_EQ(test.text, "INVALID!!!\tNAN VALUE nan in LU" + std::to_string(run.analysis.value_map[70]) +
+                                 "\r\n\tLU value init OK!\r\n");
+        a.values[70] = value;
+        ASSERT_EQ(run.factorise(a), Status::OK);
+        EXPECT_LE(solve_error(run, a), 1e-14);
+    }
+}
+
+TEST(Factorise, TakesStorageInCoreUnderEveryModeThatAllowsIt) {
+    const Csc a = spd(300, grid_edges(20, 15));
+    TestContext test;
+    Settings& settings = test.context.settings;
+    settings.core_mode = CORE_OUT;
+    EngineRun run(test), mapped(test);
+    ASSERT_EQ(run.analyse(a), Status::OK);
+    settings.core_mode = CORE_IN;
+    test.faults.allocation.set(1);
+    EXPECT_EQ(run.factorise(a), Status::MEMORY);
+    ASSERT_EQ(run.factorise(a), Status::OK);
+    settings.core_mode = CORE_MAPPED;
+    ASSERT_EQ(mapped.analyse(a), Status::OK);
+    const platform::MemoryStatus poor{100, 100, 100};
+    test.faults.memory_status = &poor;
+    test.context.log.messages = true;
+    EXPECT_EQ(mapped.factorise(a), Status::MAPPING);
+    char size[32];
+    std::snprintf(size, sizeof size, "%6g", 8e-6 * static_cast<double>(mapped.analysis.factor_entries));
+    EXPECT_EQ(test.text, "\r\nERROR!!!\t(-1000):Failed to create " + std::string(size) +
+                             "(Mb) memory mapping for L.\r\n\t\tPlease free the space on disk.\r\n");
+    for (const int mode : {CORE_IN, CORE_OUT, CORE_LIMITED, CORE_MAPPED, CORE_GPU, CORE_GBLAS}) {
+        settings.core_mode = mode;
+        test.text.clear();
+        EXPECT_EQ(run.factorise(a), mode == CORE_IN || mode == CORE_MAPPED ? Status::OK : Status::BUFFER);
+        EXPECT_EQ(test.text == "\r\n\tMAP=0,X_Time=0\t\t", mode == CORE_MAPPED);
+    }
+}

@@ -1,0 +1,331 @@
+// L D L^T, every variant, against the textbook's elimination one row at a time in higher precision.
+#include "dense.h"
+#include "engine/pairing.h"
+#include "numeric/phases.h"
+#include "support/capture.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <fstream>
+
+using namespace vyr;
+using namespace vyr::test;
+
+namespace {
+
+constexpr long double ALPHA = 1e-6 * 0.6403882032022076; // 10^-6 (1 + sqrt(17)) / 8
+
+/// Keeps `density` of the entries beside the diagonal, in [-1, 1]; the share `weak` of the diagonal becomes
+/// zero or about alpha, the rest large. Weak entries survive the elimination of others only among few
+/// entries.
+Csc indefinite(std::int32_t n, const Edges& edges, double weak, double density, Rng& rng) {
+    std::uniform_real_distribution<double> chance(0.0, 1.0);
+    Csc a = spd(n, edges, rng());
+    for (double& value : a.values) value = chance(rng) < density ? value : 0.0;
+    for (std::int32_t j = 0; j < n; ++j) {
+        const double value = (rng() % 2 == 0 ? 1.0 : -1.0) * (2.0 + chance(rng));
+        const bool tiny = rng() % 2 == 0;
+        a.values[a.colptr[j]] = chance(rng) >= weak ? value * 20 : tiny ? 2e-7 * value : 0.0;
+    }
+    return a;
+}
+
+/// The Laplacian of a grid less a multiple of the identity.
+Csc shifted_laplacian(std::int32_t nx, std::int32_t ny, std::int32_t nz, double shift) {
+    Csc a = spd(nx * ny * nz, grid_edges(nx, ny, nz));
+    std::fill(a.values.begin(), a.values.end(), -1.0);
+    for (std::int32_t j = 0; j < a.n; ++j) a.values[a.colptr[j]] = (nz == 1 ? 4.0 : 6.0) - shift;
+    return a;
+}
+
+/// [H B'; B 0] with one constraint on two neighbours for each `every` unknowns of a plane grid.
+Csc saddle_point(std::int32_t nx, std::int32_t ny, std::int32_t every) {
+    const std::int32_t n = nx * ny;
+    Edges edges = grid_edges(nx, ny);
+    for (std::int32_t c = 0; c < n / every; ++c)
+        for (const std::int32_t at : {c * every, (c * every + 1) % n}) edges.emplace_back(at, n + c);
+    Csc a = spd(n + n / every, edges);
+    for (std::int32_t j = n; j < a.n; ++j) a.values[a.colptr[j]] = 0.0;
+    return a;
+}
+
+struct Textbook {
+    std::vector<std::int32_t> exchanged; ///< up to the pivot that is none
+    int early_flushes = 0, second_tests = 0, two_by_two = 0;
+    bool sure = true; ///< no choice hung on digits lost in a difference
+};
+
+/// Bunch and Kaufman's method within each node, by their rules.
+Textbook textbook(const Dense& matrix, const Analysis& analysis) {
+    Textbook result;
+    const std::int32_t n = matrix.n;
+    std::vector<long double> values(matrix.a.begin(), matrix.a.end()), terms(values.size(), 0);
+    const auto at = [&](std::int32_t i, std::int32_t j) -> long double& {
+        return values[i + j * std::size_t(n)];
+    };
+    for (std::int32_t k = 0, end = 0, block = 0; k < n;) {
+        if (k == end) end += analysis.snodes[analysis.column_map[block = k]].npiv;
+        if (k == block + LAPACK_BLOCK_SIZE) block = k;
+        const auto largest = [&](std::int32_t row) { // beside the diagonal, among the node's pivots to come
+            std::int32_t place = row;
+            for (std::int32_t j = k; j < end; ++j)
+                if (j != row && std::fabs(at(row, j)) > (place == row ? 0 : std::fabs(at(row, place))))
+                    place = j;
+            return place;
+        };
+        const auto exchange = [&](std::int32_t p, std::int32_t r) {
+            for (auto* a : {&values, &terms}) {
+                for (std::int32_t j = 0; j < n; ++j) std::swap((*a)[p + j * n], (*a)[r + j * n]);
+                for (std::int32_t j = 0; j < n; ++j) std::swap((*a)[j + p * n], (*a)[j + r * n]);
+            }
+            result.exchanged.push_back(r);
+        };
+        const std::int32_t r = largest(k);
+        const long double lambda = r == k ? 0 : std::fabs(at(k, r)), sigma = std::fabs(at(r, largest(r)));
+        for (const std::int32_t place : {k + k * n, k + r * n, r + r * n})
+            result.sure = result.sure && std::fabs(values[place]) >= 1e-9 * terms[place];
+        const bool weak = ALPHA * lambda > std::fabs(at(k, k));
+        const bool refused = weak && ALPHA * lambda * lambda > sigma * std::fabs(at(k, k));
+        const bool pair = refused && !(std::fabs(at(r, r)) > ALPHA * sigma);
+        result.early_flushes += weak && k > block ? 1 : 0;
+        result.second_tests += refused ? 1 : 0;
+        result.two_by_two += pair ? 1 : 0;
+        if (weak) block = k;
+        exchange(k, refused ? r : k);
+        if (pair) exchange(k + 1, r);
+        const long double d = at(k, k), e = pair ? at(k, k + 1) : 0, c = pair ? at(k + 1, k + 1) : 1;
+        if (d * c - e * e == 0) return result.exchanged.resize(k), result;
+        for (std::int32_t p = k, q = k += pair ? 2 : 1, j = k; j < n; ++j)
+            for (std::int32_t i = k; i < n; ++i) {
+                const long double x = at(i, p), y = at(i, q - 1), z = at(p, j), w = at(q - 1, j);
+                const long double term =
+                    pair ? (c * x * z - e * (x * w + y * z) + d * y * w) / (c * d - e * e) : x * z / d;
+                at(i, j) -= term;
+                terms[i + j * n] = std::max(terms[i + j * n], std::fabs(term));
+            }
+    }
+    return result;
+}
+
+/// P A P^T.
+Dense permuted(const Csc& lower, const Analysis& analysis) {
+    Dense a(lower.n);
+    std::vector<std::int32_t> inverse(lower.n);
+    for (std::int32_t k = 0; k < lower.n; ++k) inverse[analysis.perm[k]] = k;
+    for (std::int32_t j = 0; j < lower.n; ++j)
+        for (std::int32_t k = lower.colptr[j]; k < lower.colptr[j + 1]; ++k) {
+            const std::int32_t p = inverse[lower.rowind[k]], q = inverse[j];
+            a(p, q) = a(q, p) = lower.values[k];
+        }
+    return a;
+}
+
+/// D with its pivots undone, the last one first, as the substitution undoes them: pivot k was exchanged with
+/// position exchanged[k] and eliminated by row k of `u`. Of the magnitudes of all entries when `absolute`.
+Dense multiplied_out(const EngineRun& run, const std::vector<std::int32_t>& exchanged, bool absolute) {
+    const std::int32_t n = run.analysis.n;
+    Dense a(n), u(n);
+    const auto value_of = [&](double value) { return absolute ? std::fabs(value) : value; };
+    for (std::int32_t k = 0; k < n; ++k) {
+        const mf_snode& node = run.analysis.snodes[run.analysis.column_map[k]];
+        const double* d = entry_of(run.factor, k, k);
+        a(k, k) = value_of(d[0]);
+        if (k + 1 < node.first() + node.npiv) a(k + 1, k) = a(k, k + 1) = value_of(d[1]);
+        for (std::int32_t j = k + 1; j < n; ++j)
+            if (const double* entry = entry_of(run.factor, k, j)) u(k, j) = value_of(*entry);
+    }
+    for (std::int32_t k = n - 1; k >= 0; --k) {
+        const std::int32_t p = exchanged[k];
+        for (std::int32_t j = 0; j < n; ++j)
+            for (std::int32_t i = k + 1; i < n; ++i) a(i, j) += u(k, i) * a(k, j);
+        for (std::int32_t j = k + 1; j < n; ++j)
+            for (std::int32_t i = 0; i < n; ++i) a(i, j) += u(k, j) * a(i, k);
+        for (std::int32_t j = 0; p != k && j < n; ++j) std::swap(a(k, j), a(p, j));
+        for (std::int32_t i = 0; p != k && i < n; ++i) std::swap(a(i, k), a(i, p));
+    }
+    return a;
+}
+
+} // namespace
+
+TEST(Ldlt, TakesThePivotsOfTheTextbookAndMultipliesOutToTheMatrix) {
+    Rng rng(test_seed());
+    int n_failed = 0, n_flushes = 0, n_singles = 0, n_pairs = 0;
+    for (int trial = 0; trial < 240; ++trial) {
+        const bool cliques = trial % 3 == 1;
+        const auto n = static_cast<std::int32_t>(cliques ? 4 * 20 + 30 : 1 + rng() % 130);
+        const Edges edges = cliques          ? cliques_and_separator(4, 20, 30)
+                            : trial % 3 == 0 ? dense_edges(n)
+                                             : random_edges(n, 4 * n, rng);
+        Csc a = indefinite(n, edges, 0.25 * (trial % 5), trial % 2 == 0 ? 0.1 : 1.0, rng);
+        for (double& value : a.values) value = std::ldexp(value, 900 * (trial % 4 % 3 - 1));
+        TestContext test;
+        Settings& settings = test.context.settings;
+        settings.blocked = true;
+        EngineRun run(test);
+        ASSERT_EQ(run.analyse(a), Status::OK);
+        settings.core_mode = std::vector{CORE_IN, CORE_MAPPED, CORE_GPU, CORE_GBLAS}[rng() % 4];
+        settings.type = rng() % 2 == 0 ? TYPE_LDLT : TYPE_CSYM;
+        SCOPED_TRACE(testing::Message() << "trial " << trial << " mode " << settings.core_mode);
+        const Dense matrix = permuted(a, run.analysis);
+        const Textbook expected = textbook(matrix, run.analysis);
+        if (!expected.sure) continue;
+        const auto n_pivots = static_cast<std::int32_t>(expected.exchanged.size());
+        for (int round = 1; round <= 2; ++round) { // nothing of the first run is left
+            run.factor.work.work_block.fill(NAN);
+            test.context.log.messages = round == 2;
+            test.context.statistics.flops = 0;
+            mf_assemble_input(test.context, a.values.data(), run.factor); // no driver, which knows its modes
+            ASSERT_EQ(mf_ldlt_prepare(test.context, run.factor), Status::OK);
+            ASSERT_EQ(mf_node_loop(test.context, run.factor, 0, run.analysis.n_snodes),
+                      n_pivots < n ? Status::ILL_CONDITIONED : Status::OK);
+            EXPECT_EQ(test.context.statistics.n_two_by_two, round * expected.two_by_two);
+        }
+        if (n_pivots < n) {
+            const std::string node = std::to_string(run.analysis.column_map[n_pivots]);
+            EXPECT_TRUE(std::string(test.context.reason).ends_with("supernode " + node));
+            ++n_failed;
+            continue;
+        }
+        char line[96];
+        std::string text;
+        double flops = 0;
+        for (std::int32_t s = 0; s < run.analysis.n_snodes; ++s) {
+            const mf_snode& node = run.analysis.snodes[s];
+            bool pair = false;
+            for (std::int32_t k = 0; k < node.npiv; ++k) {
+                const std::int32_t column = node.first() + k;
+                ASSERT_EQ(node.first() + run.factor.pivot_index[column], expected.exchanged[column]);
+                pair = pair || (k + 1 < node.npiv && entry_of(run.factor, column, column)[1] != 0);
+            }
+            ASSERT_EQ(run.factor.blocks[s].flags,
+                      BLOCK_FINISHED + BLOCK_ASSEMBLED + (pair ? BLOCK_TWO_BY_TWO : 0u));
+            flops += mf_node_cost(node);
+            const std::int32_t done = node.first() + node.npiv;
+            std::snprintf(line, sizeof line, "\r\t\tMAP=0,Elim=%.3g,View=0", 100.0 * done / n);
+            text += "\r\tnoded=" + std::to_string(s) + "...";
+            if (settings.core_mode == CORE_MAPPED && done % 10 == 0) text += line;
+        }
+        std::snprintf(line, sizeof line, "\r\n\tMF_S_SYTRF_:update=%d(%d),n_p2=%d", expected.early_flushes,
+                      expected.second_tests, 2 * expected.two_by_two);
+        EXPECT_EQ(test.text, text + line);
+        EXPECT_NEAR(test.context.statistics.flops, flops, 1e-9 * flops);
+        EXPECT_EQ(run.factor.work.update_top + run.factor.work.n_update_nodes, 0);
+        const Dense product = multiplied_out(run, expected.exchanged, false);
+        const Dense magnitudes = multiplied_out(run, expected.exchanged, true);
+        const double largest = *std::max_element(magnitudes.a.begin(), magnitudes.a.end());
+        for (std::size_t k = 0; k < product.a.size(); ++k)
+            ASSERT_LE(std::fabs(product.a[k] - matrix.a[k]), 1e-13 * largest);
+        n_flushes += expected.early_flushes;
+        n_pairs += expected.two_by_two;
+        n_singles += expected.second_tests - expected.two_by_two;
+    }
+    EXPECT_TRUE(n_failed < 120 && n_flushes > 20 && n_singles > 20 && n_pairs > 20);
+}
+
+// Without refinement.
+TEST(Ldlt, SolvesIndefiniteMatricesOfEveryKindOnAnyNumberOfThreads) {
+    Rng rng(test_seed());
+    std::vector<double> errors;
+    for (int i = 0; i < 60; ++i) {
+        const double shift = 0.13 + 0.05 * i;
+        Csc a = i % 4 == 0   ? shifted_laplacian(24, 22, 1, shift)
+                : i % 4 == 1 ? shifted_laplacian(i < 4 ? 19 : 9, 18, 9, shift)
+                : i % 4 == 2 ? saddle_point(22, 21, 2 + i % 7)
+                             : indefinite(400, cliques_and_separator(8, 40, 80), 0.5, 1.0, rng);
+        TestContext test;
+        Pairing pairing;
+        ASSERT_EQ(mf_pair_weak_diagonals(test.context, matrix_of(a), pairing), Status::OK);
+        if (pairing.ties) {
+            Csc paired{a.n, {}, {}, std::vector<double>(pairing.row_ind.count())};
+            mf_paired_values(pairing, a.values.data(), a.nnz(), paired.values.data());
+            paired.colptr.assign(pairing.col_ptr.get(), pairing.col_ptr.get() + a.n + 1);
+            paired.rowind.assign(pairing.row_ind.get(), pairing.row_ind.get() + paired.nnz());
+            a = paired;
+        }
+        test.context.settings.type = TYPE_LDLT;
+        test.context.settings.blocked = true;
+        test.context.settings.n_threads = 1 + i % 3;
+        EngineRun run(test);
+        const int team = omp_get_max_threads();
+        ASSERT_EQ(run.run(a), Status::OK) << i;
+        EXPECT_EQ(omp_get_max_threads(), team);
+        errors.push_back(solve_error(run, a));
+        EXPECT_LE(errors.back(), 1e-8) << i;
+    }
+    std::nth_element(errors.begin(), errors.begin() + 30, errors.end());
+    EXPECT_LE(errors[30], 1e-13);
+}
+
+TEST(Ldlt, DividesByWhatHasNoReciprocal) {
+    const double e = 1e-309;
+    for (const std::vector<double>& values :
+         {std::vector<double>{0, e, e, 0, e, 1}, {e / 4, 0, e, e / 8, 0, 1}}) {
+        Csc a = spd(3, dense_edges(3));
+        a.values = values;
+        TestContext test;
+        test.context.settings.type = TYPE_LDLT;
+        EngineRun run(test);
+        ASSERT_EQ(run.run(a), Status::OK);
+        const std::vector<double> x = run.solve(a, multiply(a, {1, 2, 3e-309}));
+        EXPECT_NEAR(x[0], 1, 1e-9);
+        EXPECT_NEAR(x[1], 2, 1e-9);
+    }
+}
+
+TEST(Ldlt, EveryFailureIsAStatusAndTheNextRunIsRight) {
+    Rng rng(test_seed());
+    const TempDirectory directory;
+    const Csc a = shifted_laplacian(9, 9, 1, 0.5);
+    TestContext test;
+    Settings& settings = test.context.settings;
+    settings.core_mode = CORE_OUT; // its analysis counts smaller fronts
+    EngineRun run(test);
+    ASSERT_EQ(run.analyse(a), Status::OK);
+    settings.type = TYPE_LDLT;
+    settings.core_mode = CORE_MAPPED;
+    for (int k = 1; k <= 5; ++k) { // each finds what the runs before it got
+        test.faults.allocation.set(k == 1 ? 1 : 2);
+        EXPECT_EQ(mf_ldlt_prepare(test.context, run.factor), Status::MEMORY);
+    }
+    for (const int k : {0, 1}) { // nothing is left to allocate the second time
+        test.faults.allocation.set(k);
+        EXPECT_EQ(mf_ldlt_prepare(test.context, run.factor), Status::OK);
+    }
+    test.faults.allocation.set(0);
+    for (std::int32_t s = 0; s < run.analysis.n_snodes; ++s)
+        EXPECT_GE(run.factor.work.front_work.count(), run.analysis.snodes[s].n_entries());
+
+    settings.core_mode = CORE_IN;
+    ASSERT_EQ(run.factorise(a), Status::OK);
+    EXPECT_FALSE(std::ifstream("mf_lu_0.mtx").good());
+    for (const double bad : {NAN, INFINITY}) {
+        Csc broken = a;
+        const auto j = static_cast<std::int32_t>(rng() % a.n);
+        broken.values[broken.colptr[run.analysis.perm[j]]] = bad;
+        EXPECT_EQ(run.factorise(broken), Status::ILL_CONDITIONED);
+        const std::string node = std::to_string(run.analysis.column_map[j]);
+        EXPECT_TRUE(std::string(test.context.reason).ends_with("supernode " + node));
+    }
+    for (std::int32_t s = 0; s < run.analysis.n_snodes; ++s) {
+        double* const block = std::exchange(run.factor.blocks[s].values, nullptr);
+        EXPECT_EQ(run.factorise(a), Status::FACTOR_STORAGE);
+        if (s + 1 < run.analysis.n_snodes) run.factor.blocks[s].values = block;
+    }
+    // The root has no block: what there is of the factor is in a file.
+    std::int64_t rows = 0, columns = 0, entries = 0, i = 0, j = 0, expected = 0;
+    std::string text;
+    std::ifstream dump("mf_lu_0.mtx");
+    std::getline(dump, text);
+    EXPECT_EQ(text, "%%MatrixMarket matrix coordinate real general");
+    dump >> rows >> columns >> entries;
+    EXPECT_TRUE(rows == a.n && columns == a.n);
+    const std::int32_t end = run.analysis.snodes[run.analysis.n_snodes - 1].first();
+    for (std::int32_t r = 0; r < end; ++r)
+        for (std::int32_t c = r; c < a.n; ++c) expected += entry_of(run.factor, r, c) != nullptr ? 1 : 0;
+    EXPECT_EQ(entries, expected);
+    for (; dump >> i >> j >> text; --expected)
+        ASSERT_EQ(std::stod(text), *entry_of(run.factor, static_cast<int>(i) - 1, static_cast<int>(j) - 1));
+    EXPECT_EQ(expected, 0);
+}
