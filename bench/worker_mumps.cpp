@@ -1,9 +1,9 @@
 // MUMPS, sequential build, on a METIS ordering of the same graph: that build has no METIS of its own, so the
 // permutation is computed here and its time belongs to the analysis.
 #include "bench/direct_solver.h"
+#include "symbolic/ordering.h"
 
 #include <dmumps_c.h>
-#include <metis.h>
 
 namespace vyr::bench {
 
@@ -15,7 +15,8 @@ constexpr MUMPS_INT LARGEST_RELAXATION =
     400; ///< per cent of the estimated work space, beyond which we give up
 
 /// Both directions of every edge, no loops.
-void full_graph(const tool::SparseMatrix& a, std::vector<idx_t>& start, std::vector<idx_t>& neighbours) {
+void full_graph(const tool::SparseMatrix& a, std::vector<std::int32_t>& start,
+                std::vector<std::int32_t>& neighbours) {
     const std::size_t n = static_cast<std::size_t>(a.n);
     start.assign(n + 1, 0);
     const auto for_each_edge = [&](auto visit) {
@@ -30,10 +31,10 @@ void full_graph(const tool::SparseMatrix& a, std::vector<idx_t>& start, std::vec
     });
     for (std::size_t j = 0; j < n; ++j) start[j + 1] += start[j];
     neighbours.resize(static_cast<std::size_t>(start[n]));
-    std::vector<idx_t> next(start.begin(), start.end() - 1);
+    std::vector<std::int32_t> next(start.begin(), start.end() - 1);
     for_each_edge([&](std::size_t i, std::size_t j) {
-        neighbours[static_cast<std::size_t>(next[i]++)] = static_cast<idx_t>(j);
-        neighbours[static_cast<std::size_t>(next[j]++)] = static_cast<idx_t>(i);
+        neighbours[static_cast<std::size_t>(next[i]++)] = static_cast<std::int32_t>(j);
+        neighbours[static_cast<std::size_t>(next[j]++)] = static_cast<std::int32_t>(i);
     });
 }
 
@@ -68,14 +69,15 @@ public:
     }
 
     void analyse() override {
-        std::vector<idx_t> permutation(static_cast<std::size_t>(a_.n));
+        std::vector<std::int32_t> permutation(static_cast<std::size_t>(a_.n));
         position_.resize(permutation.size());
         {
-            std::vector<idx_t> start, neighbours;
+            std::vector<std::int32_t> start, neighbours;
             full_graph(a_, start, neighbours);
-            idx_t n = a_.n;
-            if (METIS_NodeND(&n, start.data(), neighbours.data(), nullptr, nullptr, permutation.data(),
-                             position_.data()) != METIS_OK)
+            Accounting memory;
+            Context context(memory);
+            if (METIS_NodeND_order(context, a_.n, start.data(), neighbours.data(), permutation.data(),
+                                   position_.data()) != Status::OK)
                 throw SolverError("METIS failed");
         }
         for (MUMPS_INT& place : position_) ++place;

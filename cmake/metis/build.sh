@@ -59,7 +59,9 @@ build() {
     : >shim/regex.h
     cd "metis-$version"
     for file in GKlib/mcore.c libmetis/*.c; do
-        "$compiler" -std=gnu99 -O3 -w -DNDEBUG -fPIC -fvisibility=hidden -I../shim -IGKlib -Iinclude -Ilibmetis \
+        proper=
+        case $file in libmetis/*) proper=-DVYR_METIS_PROPER ;; esac
+        "$compiler" $proper -std=gnu99 -O3 -w -DNDEBUG -fPIC -fvisibility=hidden -I../shim -IGKlib -Iinclude -Ilibmetis \
             -include "$here/redirect.h" -c "$file" -o "../objects/$(basename "$file" .c)-$(dirname "$file").o"
     done
     "$archiver" crs "$out/lib/libmetis.a" ../objects/*.o

@@ -12,6 +12,7 @@ void vyr_metis_free(void* block);
 void vyr_metis_free_list(void** first, ...);
 void vyr_metis_srand(unsigned int seed);
 int vyr_metis_rand(void);
+void vyr_metis_look(void);
 __attribute__((noreturn)) void vyr_metis_fail(void);
 
 /* Memory. The host releases what a call leaves behind, so the helper library keeps no list of its own. */
@@ -46,6 +47,12 @@ static inline gk_idx_t* vyr_metis_filled(size_t count, gk_idx_t value) {
 #define raise(signal) vyr_metis_fail()
 #define exit(code) vyr_metis_fail()
 #define abort() vyr_metis_fail()
+
+/* Every step of METIS marks the stack of its work space, a good moment to ask whether the call was cancelled. */
+#ifdef VYR_METIS_PROPER /* not the helper library, which defines these functions */
+#define gk_mcorePush(core) (vyr_metis_look(), gk_mcorePush(core))
+#define gk_mcorePop(core) (vyr_metis_look(), gk_mcorePop(core))
+#endif
 
 /* Output and clocks serve debugging levels that nobody sets. */
 #define printf(...) ((void)0)

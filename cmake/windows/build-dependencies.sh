@@ -1,12 +1,11 @@
 #!/bin/sh
-# Builds METIS and OpenBLAS as static libraries for 64-bit Windows and prints the folder that holds them:
-# include/, lib/, licences/. Works in a cache outside the tree; an entry there is used again as long as this
-# file and the compiler stay the same.
+# Builds OpenBLAS as a static library for 64-bit Windows and prints the folder that holds it: lib/, licences/.
+# Works in a cache outside the tree; an entry there is used again as long as this file and the compiler stay the
+# same.
 #
 # The sources come from Debian, whatever this system's own package lists say; apt checks signatures and sums.
 set -eu
 
-metis=5.1.0.dfsg
 openblas=0.3.21+ds
 mirror=${VYR_DEBIAN_MIRROR:-http://deb.debian.org/debian}
 suite=bookworm
@@ -41,28 +40,11 @@ fetch() {
     # shellcheck disable=SC2086
     run update.log apt-get $own -q update
     # shellcheck disable=SC2086
-    run source.log apt-get $own -q source --only-source "metis/$suite" "openblas/$suite"
-    for source in "metis-$metis" "openblas-$openblas"; do
-        [ -d "$source" ] || {
-            say "build-dependencies: $suite has no $source any more"
-            exit 1
-        }
-    done
-}
-
-# Only what METIS calls of its helper library: the rest wants a Unix, or, like the regular expressions, another
-# licence. The C run time's own random numbers have 15 bits, too few to shuffle the vertices of a large graph.
-build_metis() {
-    mkdir -p metis-objects shim/sys
-    : >shim/sys/resource.h
-    cd "metis-$metis"
-    for file in GKlib/error.c GKlib/mcore.c GKlib/memory.c GKlib/random.c GKlib/timers.c libmetis/*.c; do
-        "$compiler" -O3 -w -DWIN32 -DUSE_GKREGEX -DUSE_GKRAND -DNDEBUG -I../shim -IGKlib -Iinclude -Ilibmetis \
-            -c "$file" -o "../metis-objects/$(basename "$file" .c)-$(dirname "$file").o"
-    done
-    "$target-ar" crs "$out/lib/libmetis.a" ../metis-objects/*.o
-    cp include/metis.h "$out/include/"
-    { cat LICENSE.txt; printf '\n\n'; cat /usr/share/common-licenses/Apache-2.0; } >"$out/licences/METIS.txt"
+    run source.log apt-get $own -q source --only-source "openblas/$suite"
+    [ -d "openblas-$openblas" ] || {
+        say "build-dependencies: $suite has no openblas-$openblas any more"
+        exit 1
+    }
 }
 
 # OpenBLAS compiles with what this writes. Two things the compiler of Debian does not do by itself:
@@ -99,17 +81,15 @@ command -v "$compiler" >/dev/null || {
 }
 cache=${XDG_CACHE_HOME:-$HOME/.cache}/vyr-windows
 key=$({ cat "$0"; "$compiler" -v 2>&1; } | sha256sum | cut -c 1-16)
-entry=$cache/metis-$metis-openblas-$openblas-$key
+entry=$cache/openblas-$openblas-$key
 if [ ! -d "$entry" ]; then
     mkdir -p "$cache"
     work=$(mktemp -d "$cache/building.XXXXXX")
     cd "$work"
     out=$work/out
-    mkdir -p "$out/include" "$out/lib" "$out/licences"
-    say "fetching the sources of METIS and OpenBLAS"
+    mkdir -p "$out/lib" "$out/licences"
+    say "fetching the source of OpenBLAS"
     fetch
-    say "building METIS for Windows"
-    run metis.log build_metis
     say "building OpenBLAS for Windows: some minutes, once"
     run openblas.log build_openblas
     cp /usr/share/doc/gcc-mingw-w64-x86-64-posix/copyright "$out/licences/gcc-runtime.txt"

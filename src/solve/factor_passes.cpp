@@ -47,6 +47,7 @@ std::int32_t FactorPasses::load(std::int32_t pass) noexcept {
 }
 
 Status FactorPasses::finish() const noexcept {
+    if (mf_stop(context_)) return Status::CANCELLED;
     if (factor_.files.count < 1) return Status::OK;
     const double total_ms = platform::clock_ms() - start_ms_;
     mf_message(context_, "\r\n\t\tIO/solve=%g", total_ms > 0 ? reading_ms_ / total_ms : 1.0);

@@ -33,7 +33,7 @@ public:
         const std::int32_t n_passes = factor_.files.count + 1;
         for (std::int32_t i = 0; i < n_passes; ++i) {
             const std::int32_t n_nodes = load(ascending ? i : n_passes - 1 - i);
-            for (std::int32_t k = 0; k < n_nodes; ++k) {
+            for (std::int32_t k = 0; k < n_nodes && !mf_stop(context_); ++k) {
                 const std::int32_t s = list_[ascending ? k : n_nodes - 1 - k];
                 visit(s, block_of_[s]);
             }

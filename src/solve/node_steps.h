@@ -9,6 +9,7 @@
 #pragma once
 
 #include "core/analysis.h"
+#include "core/context.h"
 #include "platform/simd.h"
 
 #include <cstdint>
@@ -73,5 +74,25 @@ int mf_ldlt_block_solve(char uplo, std::int32_t m, const double* a, std::int32_t
 /// Dot product of n elements with the strides incx and incy, written to *result. flag: 0.
 void mf_dot(std::int32_t n, const double* x, std::int32_t incx, const double* y, std::int32_t incy,
             double* result, int flag) noexcept;
+
+/// Runs body(s) for the nodes 0 .. n_snodes - 1, descendants first (`ascending`) or ancestors first. Returns
+/// OK, or CANCELLED when the call is to end, which is asked every 32 nodes.
+template <typename Body>
+Status mf_for_nodes(const Context& context, std::int32_t n_snodes, bool ascending,
+                    const Body& body) noexcept {
+    for (std::int32_t k = 0; k < n_snodes; ++k) {
+        if (k % 32 == 0 && mf_stop(context)) return Status::CANCELLED;
+        body(ascending ? k : n_snodes - 1 - k);
+    }
+    return Status::OK;
+}
+
+/// forward(s) for all nodes, descendants first, then backward(s), ancestors first. Returns OK or CANCELLED.
+template <typename Forward, typename Backward>
+Status mf_sweeps(const Context& context, std::int32_t n_snodes, const Forward& forward,
+                 const Backward& backward) noexcept {
+    const Status status = mf_for_nodes(context, n_snodes, true, forward);
+    return status == Status::OK ? mf_for_nodes(context, n_snodes, false, backward) : status;
+}
 
 } // namespace vyr

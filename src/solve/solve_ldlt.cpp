@@ -150,19 +150,23 @@ Status mf_solve_ldlt(Context& context, const Factor& factor, double* x) noexcept
     const bool by_blas = context.settings.type == TYPE_CSYM;
     const std::int32_t* record = factor.pivot_index.get();
     for (std::int32_t k = 0; k < n; ++k) w[k] = x[analysis.perm[k]];
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+    const auto forward = [&](std::int32_t s) noexcept {
         const mf_snode& node = analysis.snodes[s];
         const FactorBlock& block = factor.blocks[s];
-        if (block.values == nullptr) continue;
+        if (block.values == nullptr) return;
         mf_ldlt_forward_node(node, block.values, (block.flags & BLOCK_TWO_BY_TWO) != 0, record + node.first(),
                              w.get(), x);
-    }
-    print_mapping(context, factor);
-    for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s) {
+    };
+    const auto backward = [&](std::int32_t s) noexcept {
         const mf_snode& node = analysis.snodes[s];
-        if (factor.block(s) == nullptr) continue;
+        if (factor.block(s) == nullptr) return;
         mf_ldlt_backward_node(node, factor.block(s), record + node.first(), w.get(), x, by_blas);
-    }
+    };
+    if (const Status status = mf_for_nodes(context, analysis.n_snodes, true, forward); status != Status::OK)
+        return status;
+    print_mapping(context, factor);
+    if (const Status status = mf_for_nodes(context, analysis.n_snodes, false, backward); status != Status::OK)
+        return status;
     print_mapping(context, factor);
     for (std::int32_t k = 0; k < n; ++k) x[analysis.perm[k]] = w[k];
     return Status::OK;

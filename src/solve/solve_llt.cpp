@@ -38,10 +38,14 @@ Status mf_solve_llt(Context& context, const Factor& factor, double* x) noexcept 
     Buffer<double> w(context.memory, analysis.n);
     if (!w) return out_of_memory(context);
     for (std::int32_t k = 0; k < analysis.n; ++k) w[k] = x[analysis.perm[k]];
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+    const auto forward = [&](std::int32_t s) noexcept {
         mf_llt_forward_node(analysis.snodes[s], factor.block(s), w.get(), x);
-    for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s)
+    };
+    const auto backward = [&](std::int32_t s) noexcept {
         mf_llt_backward_node(analysis.snodes[s], factor.block(s), w.get(), x);
+    };
+    if (const Status status = mf_sweeps(context, analysis.n_snodes, forward, backward); status != Status::OK)
+        return status;
     for (std::int32_t k = 0; k < analysis.n; ++k) x[analysis.perm[k]] = w[k];
     return Status::OK;
 }

@@ -54,21 +54,28 @@ void backward_node(const mf_snode& node, const double* block, const Panel& panel
 }
 
 /// Both sweeps for a few right-hand sides, by our own loops.
-void solve_narrow(const PanelLoops& loops, const Factor& factor, const Panel& panel) noexcept {
+Status solve_narrow(const Context& context, const Factor& factor, const Panel& panel) noexcept {
     const Analysis& analysis = *factor.analysis;
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+    const PanelLoops& loops = mf_panel_loops(context.settings.instructions);
+    const auto forward = [&](std::int32_t s) noexcept {
         loops.forward(analysis.snodes[s], factor.block(s), panel.w, panel.stride);
-    for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s)
+    };
+    const auto backward = [&](std::int32_t s) noexcept {
         loops.backward(analysis.snodes[s], factor.block(s), panel.w, panel.stride);
+    };
+    return mf_sweeps(context, analysis.n_snodes, forward, backward);
 }
 
 /// Both sweeps for many right-hand sides, by BLAS.
-void solve_wide(const Factor& factor, const Panel& panel) noexcept {
+Status solve_wide(const Context& context, const Factor& factor, const Panel& panel) noexcept {
     const Analysis& analysis = *factor.analysis;
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+    const auto forward = [&](std::int32_t s) noexcept {
         forward_node(analysis.snodes[s], factor.block(s), panel);
-    for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s)
+    };
+    const auto backward = [&](std::int32_t s) noexcept {
         backward_node(analysis.snodes[s], factor.block(s), panel);
+    };
+    return mf_sweeps(context, analysis.n_snodes, forward, backward);
 }
 
 } // namespace
@@ -87,10 +94,8 @@ Status mf_solve_llt_n(Context& context, const Factor& factor, double* X, std::in
         for (std::int32_t r = 0; r < nrhs; ++r) panel.of(k)[r] = X[r * n + perm[k]];
         for (std::int32_t r = nrhs; r < stride; ++r) panel.of(k)[r] = 0;
     }
-    if (narrow)
-        solve_narrow(mf_panel_loops(context.settings.instructions), factor, panel);
-    else
-        solve_wide(factor, panel);
+    const Status status = narrow ? solve_narrow(context, factor, panel) : solve_wide(context, factor, panel);
+    if (status != Status::OK) return status;
     for (std::int32_t r = 0; r < nrhs; ++r)
         for (std::int32_t k = 0; k < n; ++k) X[r * n + perm[k]] = panel.of(k)[r];
     return Status::OK;

@@ -7,9 +7,8 @@ namespace vyr {
 
 /// Runs `call(arguments)`, in which METIS orders a graph, and gives METIS what it asks of its host.
 ///
-/// call       makes exactly one call of METIS, answers its result (METIS_OK, ...), and owns nothing: it may
-/// be left
-///            at any point
+/// call   makes exactly one call of METIS and answers its result (METIS_OK, ...); owns nothing, since it may
+///        be left at any point
 ///
 /// FACTOR_STORAGE without memory, CANCELLED when the context says so, ORDERING when METIS gives up. In all
 /// cases the memory of METIS is released.

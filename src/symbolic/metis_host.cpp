@@ -22,7 +22,7 @@ namespace vyr {
 
 namespace {
 
-/// Draws from the generator between two looks at the clock of the progress; some 10 microseconds.
+/// Numbers drawn between two looks at the clock that a progress callback needs: some 10 microseconds.
 constexpr unsigned DRAWS_PER_LOOK = 1024;
 
 /// Stands before each block, in the list of its call.
@@ -52,14 +52,10 @@ MetisCall& running() noexcept {
     std::longjmp(call.way_out, 1);
 }
 
-void look_at_flag(MetisCall& call) noexcept {
+void look(MetisCall& call) noexcept {
     const std::atomic<bool>* cancel = call.context.cancel;
-    if (cancel != nullptr && cancel->load(std::memory_order_relaxed)) leave(call, Status::CANCELLED);
-}
-
-void look_at_clock(MetisCall& call) noexcept {
-    look_at_flag(call);
-    if (mf_stop(call.context)) leave(call, Status::CANCELLED);
+    const bool cancelled = cancel != nullptr && cancel->load(std::memory_order_relaxed);
+    if (cancelled || mf_stop(call.context)) leave(call, Status::CANCELLED);
 }
 
 BlockHead* head_of(void* block) noexcept {
@@ -67,7 +63,7 @@ BlockHead* head_of(void* block) noexcept {
 }
 
 void* allocate(MetisCall& call, std::size_t bytes) noexcept {
-    look_at_clock(call);
+    look(call);
     void* memory = bytes > SIZE_MAX - sizeof(BlockHead)
                        ? nullptr
                        : mf_malloc(call.context.memory, sizeof(BlockHead) + bytes);
@@ -150,8 +146,12 @@ void vyr_metis_srand(unsigned seed) noexcept {
 
 int vyr_metis_rand() noexcept {
     MetisCall& call = running();
-    if (++call.draws % DRAWS_PER_LOOK == 0) look_at_clock(call);
+    if (++call.draws % DRAWS_PER_LOOK == 0) look(call);
     return call.random.draw();
+}
+
+void vyr_metis_look() noexcept {
+    look(running());
 }
 
 [[noreturn]] void vyr_metis_fail() noexcept {

@@ -25,6 +25,7 @@ struct Block {
 TEST(Accounting, CountsWhatIsHeldThroughAnyCourseOfRequestsReleasesAndFailures) {
     Rng rng(test_seed());
     TestContext test;
+    test.context.log.messages = true;
     Accounting& memory = test.memory;
     std::vector<Block> blocks;
     std::uint64_t held = 0, snapshot = 0, peak = 0, refused = 0;
@@ -88,6 +89,7 @@ TEST(Accounting, CountsWhatIsHeldThroughAnyCourseOfRequestsReleasesAndFailures) 
     EXPECT_EQ(memory.free_count, n_freed);
     memory.alloc_count += static_cast<std::int32_t>(blocks.size()) - (n_allocated - n_freed);
     while (!blocks.empty()) release(0);
+    EXPECT_EQ(test.text, "");
 }
 
 #ifndef _WIN32

@@ -118,7 +118,7 @@ TEST(InputMatrix, TellsWhatIsWrongAndWhere) {
         {{wide, {0, 1LL << 30}, {0}}, {}, MEMORY, "out of memory"},
         {{wide_both, {0, 1LL << 31}, {0}}, {}, FACTOR_STORAGE, "2147483648 entries"},
         {{wide_both, {0, INT32_MAX}, {0}}, {}, MEMORY, "out of memory"},
-        {{{.n = 2}, {0, 1, 3}, {0, 1, 2}}, {}, STRUCTURE, "entry 2 of column 2, row 3, is outside"},
+        {{{.n = 2, .base = 1}, {1, 2, 4}, {1, 2, 3}}, {}, STRUCTURE, "column 2, row 3, is outside"},
         {{{.n = 2}, {0, 1, 3}, {0, 1, -1}}, {}, STRUCTURE, "entry 2 of column 2, row 0, is outside"},
         {{{.n = 2}, {0, 1, 2}, {0, 0}}, {}, STRUCTURE, "entry 1 of column 2, row 1, is in the triangle"},
         {{{.n = 2, .by_rows = true}, {0, 1, 1}, {1}}, {}, STRUCTURE, "entry 1 of row 1, column 2, is in the"},

@@ -1,5 +1,5 @@
-// What is read out of a factor, held against dense algebra; condition and scaling against their definitions.
-#include "engine/condition.h"
+// What is read out of a factor, held against dense algebra.
+#include "engine/dense.h"
 #include "engine/inspect.h"
 #include "engine/memory_share.h"
 #include "solve/solve.h"
@@ -10,40 +10,9 @@
 
 #include <cmath>
 #include <functional>
-#include <limits>
 
 namespace vyr::test {
 namespace {
-
-using Dense = std::vector<std::vector<double>>;
-constexpr double INF = std::numeric_limits<double>::infinity();
-
-Dense zeros(int n) {
-    return Dense(n, std::vector<double>(n));
-}
-
-Dense dense(const Csc& a) {
-    Dense d = zeros(a.n);
-    for (int j = 0; j < a.n; ++j)
-        for (int k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
-            d[a.rowind[k]][j] = d[j][a.rowind[k]] = a.values[k];
-    return d;
-}
-
-/// Gauss and Jordan, with row exchanges.
-Dense inverse(Dense a) {
-    const int n = static_cast<int>(a.size());
-    for (int i = 0; i < n; ++i) a[i].resize(2 * n), a[i][n + i] = 1;
-    for (int k = 0; k < n; ++k) {
-        const auto below = [&](const auto& x, const auto& y) { return std::abs(x[k]) < std::abs(y[k]); };
-        std::swap(a[k], *std::max_element(a.begin() + k, a.end(), below));
-        for (int i = 0; i < n; ++i)
-            for (int c = 2 * n - 1; i != k && c >= k; --c) a[i][c] -= a[i][k] / a[k][k] * a[k][c];
-        for (int c = 2 * n - 1; c >= k; --c) a[k][c] /= a[k][k];
-    }
-    for (auto& row : a) row.erase(row.begin(), row.begin() + n);
-    return a;
-}
 
 /// Jacobi's rotations.
 std::vector<double> eigenvalues(Dense a) {
@@ -63,26 +32,16 @@ std::vector<double> eigenvalues(Dense a) {
     return values;
 }
 
-double norm_one(const Dense& a) {
-    double norm = 0;
-    for (const auto& row : a) {
-        double sum = 0;
-        for (const double value : row) sum += std::abs(value);
-        norm = std::max(norm, sum);
-    }
-    return norm;
-}
-
 /// Complete graphs, the first of them (indefinite: with zeros on the diagonal) a separator of all others.
 Csc star(Rng& rng, bool definite) {
-    const auto heads = static_cast<std::int32_t>(1 + rng() % 24);
+    const auto heads = static_cast<std::int32_t>(1 + rng() % 30);
     Edges edges = dense_edges(heads);
     std::int32_t n = heads;
     for (int leaves = static_cast<int>(rng() % 6); leaves > 0; --leaves) {
         const auto size = static_cast<std::int32_t>(1 + rng() % 6);
         for (auto [i, j] : dense_edges(size)) edges.emplace_back(n + i, n + j);
-        for (int k = 0; k < 12; ++k)
-            edges.emplace_back(n + static_cast<int>(rng() % size), static_cast<int>(rng() % heads));
+        for (std::int32_t i = 0; i < size; ++i)
+            for (std::int32_t j = 0; j < heads; ++j) edges.emplace_back(n + i, j);
         n += size;
     }
     Csc a = spd(n, edges, rng());
@@ -130,20 +89,70 @@ struct Inspected {
     }
 };
 
-/// Largest difference between M x and y, for both columns.
+/// Largest misfit of M x = y in units of what rounding may do, for both columns.
 double misfit(const Dense& m, const std::vector<double>& x, const std::vector<double>& y) {
     const std::size_t n = m.size();
     double worst = 0;
     for (std::size_t at = 0; at <= n + 1; at += n + 1)
         for (std::size_t i = 0; i < n; ++i) {
-            double sum = -y[at + i];
-            for (std::size_t j = 0; j < n; ++j) sum += m[i][j] * x[at + j];
-            worst = std::max(worst, std::abs(sum));
+            double sum = -y[at + i], size = std::abs(sum);
+            for (std::size_t j = 0; j < n; ++j) {
+                sum += m[i][j] * x[at + j];
+                size += std::abs(m[i][j] * x[at + j]);
+            }
+            worst = std::max(worst, std::abs(sum) / (1e-14 * size + 1e-300));
         }
     return worst;
 }
 
-void check_factor(Inspected& f, int& n_pairs, int& n_moved) {
+/// x with both columns taken into the given order.
+std::vector<double> taken(std::vector<double> x, const std::int32_t* order, std::size_t n) {
+    const std::vector<double> before = x;
+    for (std::size_t k = 0; k < n; ++k)
+        for (const std::size_t at : {std::size_t{0}, n + 1}) x[at + k] = before[at + order[k]];
+    return x;
+}
+
+void check_parts(Inspected& f, const Dense& l, const Dense& lt, const Dense& d) {
+    using enum SolvePart;
+    const std::int32_t* perm = f.run.analysis.perm.get();
+    const std::vector<double> x = random_vector(2 * f.a.n + 2, 5);
+    EXPECT_EQ(f.after({P}, x), taken(x, perm, f.a.n));
+    EXPECT_EQ(f.after({P, PT}, x), x);
+    const std::vector<double> lower = f.after({PL}, x), middle = f.after({D}, lower);
+    const std::vector<double> solution = f.after({LTPT}, middle);
+    EXPECT_EQ(f.after({P, L}, x), lower);
+    EXPECT_EQ(f.after({LT, PT}, middle), solution);
+    EXPECT_LE(misfit(l, lower, taken(x, f.order.data(), f.a.n)), 1);
+    EXPECT_LE(misfit(d, middle, lower), 1);
+    EXPECT_LE(misfit(lt, taken(solution, f.order.data(), f.a.n), middle), 1);
+    EXPECT_EQ(solution[f.a.n], x[f.a.n]); // between the columns
+}
+
+/// eigenvalues   with the inertia and the determinant of the matrix
+/// magnitudes    what the extremes are taken of
+void check_summary(Inspected& f, const std::vector<double>& eigenvalues, std::vector<double> magnitudes) {
+    ASSERT_EQ(f.summary(), Status::OK);
+    const PivotSummary& p = f.pivots;
+    std::int64_t negative = 0;
+    double logarithm = 0;
+    for (const double value : eigenvalues) {
+        negative += value < 0;
+        logarithm += std::log(std::abs(value));
+    }
+    for (double& value : magnitudes) value = std::abs(value);
+    std::sort(magnitudes.begin(), magnitudes.end());
+    EXPECT_EQ(p.negative, negative);
+    EXPECT_EQ(p.positive, f.a.n - negative);
+    EXPECT_EQ(p.zero, 0);
+    EXPECT_EQ(p.sign, negative % 2 == 0 ? 1 : -1);
+    EXPECT_EQ(p.two_by_two, f.a.n - std::count(f.beside.begin(), f.beside.end(), 0.0));
+    EXPECT_NEAR(p.log_abs_det, logarithm, 1e-9 * f.a.n);
+    EXPECT_DOUBLE_EQ(p.largest, magnitudes.back());
+    EXPECT_NEAR(p.smallest, magnitudes[0], 1e-10 * magnitudes[0]);
+}
+
+void check_factor(Inspected& f, int& n_moved) {
     const int n = f.a.n;
     const bool spd = f.test.context.settings.type == TYPE_SPD;
     const Dense a = dense(f.a);
@@ -152,7 +161,7 @@ void check_factor(Inspected& f, int& n_pairs, int& n_moved) {
     ASSERT_EQ(f.ptr[n], mf_factor_nnz(f.run.analysis));
     ASSERT_EQ(f.columns(), Status::OK);
     ASSERT_EQ(f.d(), Status::OK);
-    Dense l = zeros(n), lt = l, d = l, permuted = l, moved = l;
+    Dense l = zeros(n), lt = l, d = l;
     for (int j = 0; j < n; ++j) {
         ASSERT_EQ(f.ind[f.ptr[j]], j);
         ASSERT_EQ(f.values[f.ptr[j]], spd ? f.diagonal[j] : 1);
@@ -162,77 +171,20 @@ void check_factor(Inspected& f, int& n_pairs, int& n_moved) {
             ASSERT_TRUE(k == f.ptr[j] || f.ind[k - 1] < f.ind[k]);
             l[f.ind[k]][j] = lt[j][f.ind[k]] = f.values[k];
         }
-        for (int i = 0; i < n; ++i) permuted[i][j] = a[f.order[i]][f.order[j]];
         n_moved += f.order[j] != f.run.analysis.perm[j];
     }
-    // Products of the dense matrices, a column at a time; then every part against its matrix.
     for (int j = 0; j < n; ++j)
         for (int i = 0; i < n; ++i) {
-            for (int k = 0; k <= std::min(i, j); ++k)
-                for (int m = std::max(0, k - 1); m <= std::min(k + 1, n - 1); ++m)
-                    moved[i][j] += l[i][k] * d[k][m] * l[j][m];
-            ASSERT_NEAR(moved[i][j], permuted[i][j], 1e-9) << i << " " << j;
+            double product = 0, size = 0;
+            for (int k = 0; k <= i; ++k)
+                for (int m = std::max(0, k - 1); m <= std::min(k + 1, n - 1); ++m) {
+                    product += l[i][k] * d[k][m] * l[j][m];
+                    size += std::abs(l[i][k] * d[k][m] * l[j][m]);
+                }
+            ASSERT_NEAR(product, a[f.order[i]][f.order[j]], 1e-14 * size) << i << " " << j;
         }
-    using enum SolvePart;
-    const std::vector<double> x = random_vector(2 * n + 2, 5);
-    std::vector<double> y = x;
-    for (int k = 0; k < n; ++k)
-        for (const int at : {0, n + 1}) y[at + k] = x[at + f.run.analysis.perm[k]];
-    ASSERT_EQ(f.after({P}, x), y);
-    ASSERT_EQ(f.after({P, PT}, x), x);
-    for (int k = 0; k < n; ++k)
-        for (const int at : {0, n + 1}) y[at + k] = x[at + f.order[k]];
-    const std::vector<double> lower = f.after({PL}, x), middle = f.after({D}, lower);
-    EXPECT_LE(misfit(l, lower, y), 1e-9);
-    EXPECT_LE(misfit(d, middle, lower), 1e-9);
-    ASSERT_EQ(f.after({P, L}, x), lower);
-    const std::vector<double> solution = f.after({LTPT}, middle);
-    ASSERT_EQ(f.after({LT, PT}, middle), solution);
-    EXPECT_EQ(solution[n], x[n]); // between the columns
-    EXPECT_LE(misfit(a, solution, x), 1e-8);
-
-    ASSERT_EQ(f.summary(), Status::OK);
-    const PivotSummary& p = f.pivots;
-    std::int64_t negative = 0, pairs = 0;
-    double high = 0, low = INF, logarithm = 0;
-    for (const double value : eigenvalues(a)) {
-        negative += value < 0;
-        logarithm += std::log(std::abs(value));
-    }
-    for (const double value : spd ? f.diagonal : eigenvalues(d)) {
-        high = std::max(high, std::abs(value));
-        low = std::min(low, std::abs(value));
-    }
-    for (const double value : f.beside) pairs += value != 0;
-    EXPECT_EQ(p.negative, negative);
-    EXPECT_EQ(p.positive, n - negative);
-    EXPECT_EQ(p.zero, 0);
-    EXPECT_EQ(p.sign, negative % 2 == 0 ? 1 : -1);
-    EXPECT_EQ(p.two_by_two, pairs);
-    EXPECT_NEAR(p.log_abs_det, logarithm, 1e-7 * n);
-    EXPECT_NEAR(p.largest, high, 1e-9 * high);
-    EXPECT_NEAR(p.smallest, low, 1e-9 * high);
-    n_pairs += static_cast<int>(pairs);
-}
-
-/// A dense operator that counts its calls, and fails at the last one it may do.
-struct DenseOperator {
-    Dense m;
-    int left = 12;
-
-    static Status apply(void* self, double* x) noexcept {
-        DenseOperator& op = *static_cast<DenseOperator*>(self);
-        if (op.left-- == 0) return Status::FACTOR_FILE;
-        std::vector<double> y(op.m.size());
-        for (std::size_t i = 0; i < y.size(); ++i)
-            for (std::size_t j = 0; j < y.size(); ++j) y[i] += op.m[i][j] * x[j];
-        std::copy(y.begin(), y.end(), x);
-        return Status::OK;
-    }
-};
-
-Status condition(TestContext& test, const Csc& a, DenseOperator op, const double* scale, double& result) {
-    return mf_condition(test.context, matrix_of(a), {&op, DenseOperator::apply}, scale, result);
+    check_parts(f, l, lt, d);
+    check_summary(f, eigenvalues(spd ? a : d), spd ? f.diagonal : eigenvalues(d));
 }
 
 } // namespace
@@ -243,13 +195,14 @@ TEST(Inspect, ColumnsDiagonalAndPartsAreTheFactorizationOfThePermutedMatrix) {
     for (int round = 0; round < 20; ++round)
         for (const int type : {TYPE_SPD, TYPE_LDLT, TYPE_CSYM})
             for (const int core_mode : {CORE_IN, CORE_OUT}) {
-                SCOPED_TRACE(std::to_string(round) + ", " + std::to_string(type) + ", " +
-                             std::to_string(core_mode));
+                SCOPED_TRACE(testing::Message() << round << " " << type << " " << core_mode);
                 Inspected f(rng, type, core_mode);
-                ASSERT_NO_FATAL_FAILURE(check_factor(f, n_pairs, n_moved));
+                check_factor(f, n_moved);
+                n_pairs += static_cast<int>(f.pivots.two_by_two);
+                if (HasFailure()) return;
             }
-    EXPECT_GT(n_pairs, 20);
-    EXPECT_GT(n_moved, 100);
+    EXPECT_GT(n_pairs, 3);
+    EXPECT_GT(n_moved, 20);
 }
 
 TEST(Inspect, MissingMemoryAndMissingFilesAreStatuses) {
@@ -261,82 +214,11 @@ TEST(Inspect, MissingMemoryAndMissingFilesAreStatuses) {
             [&] { return f.columns(); }, [&] { return f.part(SolvePart::LTPT, x); },
             [&] { return f.part(SolvePart::PL, x); }, [&] { return f.summary(); }};
         for (const auto& call : calls)
-            for (int k = 1; f.test.faults.allocation.set(k), call() != Status::OK; ++k) {
-                ASSERT_FALSE(f.test.faults.allocation.armed());
-                ASSERT_LT(k, 9);
-            }
+            for (int k = 1; f.test.faults.allocation.set(k), call() != Status::OK; ++k) ASSERT_LT(k, 9);
         f.test.faults.allocation.set(0);
         std::filesystem::remove("VYR_ 0.mmf");
         for (const auto& call : calls)
             EXPECT_EQ(call(), type == TYPE_SPD && &call == &calls[3] ? Status::OK : Status::FACTOR_FILE);
-    }
-}
-
-TEST(Condition, NeverExceedsTheTrueOneAndSeldomMissesIt) {
-    Rng rng(test_seed());
-    TestContext test;
-    int equal = 0;
-    for (int round = 0; round < 200; ++round) {
-        const Csc a = star(rng, round % 2 == 0);
-        std::vector<double> scale(a.n, 1.0);
-        for (double& s : scale) s = round % 3 == 0 ? 1 : std::ldexp(1.0, static_cast<int>(rng() % 9) - 4);
-        Dense scaled = dense(a);
-        for (int i = 0; i < a.n; ++i)
-            for (int j = 0; j < a.n; ++j) scaled[i][j] *= scale[i] * scale[j];
-        const double exact = norm_one(scaled) * norm_one(inverse(scaled));
-        const DenseOperator op{inverse(dense(a))};
-        double estimate = 0;
-        ASSERT_EQ(condition(test, a, op, round % 3 == 0 ? nullptr : scale.data(), estimate), Status::OK);
-        ASSERT_LE(estimate, exact * (1 + 1e-9));
-        ASSERT_GE(estimate, exact / 10);
-        equal += estimate > exact * (1 - 1e-9);
-        for (const int last : {0, 1, 2, 3}) // there are no fewer solves
-            ASSERT_EQ(condition(test, a, {op.m, last}, nullptr, estimate), Status::FACTOR_FILE);
-        test.faults.allocation.set(1 + round % 2);
-        ASSERT_EQ(condition(test, a, op, nullptr, estimate), Status::MEMORY);
-    }
-    EXPECT_GT(equal, 150);
-    double estimate = 0;
-    const Csc one = diagonal({1, 1, 1});
-    // The climb starts where this operator is 0; the alternating vector (1, -1.5, 2) gives (0, -3.5, 3.5).
-    ASSERT_EQ(condition(test, one, {{{0, 0, 0}, {0, 1, -1}, {0, -1, 1}}}, nullptr, estimate), Status::OK);
-    EXPECT_DOUBLE_EQ(estimate, 14.0 / 9);
-    Csc close = spd(2, dense_edges(2));
-    close.values = {1, 1, 1 + 0x1p-52};
-    ASSERT_EQ(condition(test, close, {inverse(dense(close))}, nullptr, estimate), Status::OK);
-    EXPECT_DOUBLE_EQ(estimate, 0x1p54);
-    for (const double bad : {INF, static_cast<double>(NAN)}) {
-        ASSERT_EQ(condition(test, one, {{{1, 0, 0}, {0, bad, 0}, {0, 0, 1}}}, nullptr, estimate), Status::OK);
-        EXPECT_EQ(estimate, INF);
-    }
-}
-
-TEST(Equilibration, BringsEveryRowNearOneByPowersOfTwo) {
-    Rng rng(test_seed());
-    TestContext test;
-    for (int round = 0; round < 100; ++round) {
-        Csc a = star(rng, false);
-        std::vector<int> exponents(a.n);
-        for (int& e : exponents) e = static_cast<int>(rng() % 900) - 450;
-        for (int j = 0; j < a.n; ++j)
-            for (int k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
-                a.values[k] = round % 5 != 0 && j == 0 && a.rowind[k] >= 0 && round % 4 == 0
-                                  ? 0
-                                  : std::ldexp(a.values[k], exponents[j] + exponents[a.rowind[k]]);
-        std::vector<double> scale(a.n), largest(a.n);
-        ASSERT_EQ(mf_equilibration(test.context, matrix_of(a), scale.data()), Status::OK);
-        for (int j = 0; j < a.n; ++j)
-            for (int k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
-                for (const int i : {j, a.rowind[k]})
-                    largest[i] = std::max(largest[i], std::abs(a.values[k] * scale[j] * scale[a.rowind[k]]));
-        for (int i = 0; i < a.n; ++i) {
-            int exponent;
-            ASSERT_EQ(std::frexp(scale[i], &exponent), 0.5);
-            ASSERT_TRUE(largest[i] == 0 ? scale[i] == 1 : largest[i] > 0.45 && largest[i] < 2.15)
-                << largest[i];
-        }
-        test.faults.allocation.set(1);
-        ASSERT_EQ(mf_equilibration(test.context, matrix_of(a), scale.data()), Status::MEMORY);
     }
 }
 

@@ -288,9 +288,12 @@ TEST(Engine, AFailureWithoutASentenceGetsThatOfItsStatusAndASolveLooksAtWhatItIs
     EXPECT_EQ(solve(2, no_values), Status::NULL_MATRIX);
     EXPECT_EQ(solve(2, broken), Status::STRUCTURE);
     EXPECT_EQ(solve(2, good), Status::OK);
-    a.values = {1, 1, 1};
-    EXPECT_EQ(run.factorise(a), Status::ILL_CONDITIONED);
-    EXPECT_STREQ(test.context.reason, status_text(Status::ILL_CONDITIONED));
+    test.context.settings.type = TYPE_SPD;
+    test.context.settings.growth_limit = 10;
+    a.values = {1e6, 1, 4};
+    EngineRun steep(test);
+    EXPECT_EQ(steep.run(a), Status::GROWTH);
+    EXPECT_STREQ(test.context.reason, status_text(Status::GROWTH));
 }
 
 TEST(MemoryShare, CountsWhatIsDefinedAndTheAdvisedLimitIsItsSum) {

@@ -96,6 +96,11 @@ TEST(FactorFiles, ModeOneWritesOnUntilTheReadBufferFits) {
     EXPECT_EQ(refused.flush(100, 1), Status::OK);
     EXPECT_EQ(refused.factor.files.count, 1); // a second number is not spent on one record
     EXPECT_EQ(refused.factor.read_buffer.bytes(), 176);
+
+    Nodes all(2);
+    all.factor.files.room_bytes = 0; // no buffer, but nothing left to write either
+    EXPECT_EQ(all.flush(1000, 1), Status::OK);
+    EXPECT_EQ(all.factor.files.count, 1);
 }
 
 TEST(FactorFiles, AnEmptyLastFileAndUsedUpNumbersAreToldAndNothingIsLost) {
@@ -117,6 +122,25 @@ TEST(FactorFiles, AnEmptyLastFileAndUsedUpNumbersAreToldAndNothingIsLost) {
     EXPECT_EQ(nodes.flush(100, 1), Status::EMPTY_FILE); // behind the one with the last node
     EXPECT_EQ(nodes.factor.files.held_bytes, 0);
 }
+
+#ifndef _WIN32
+TEST(FactorFiles, AFullDeviceIsToldByTheRecordItDoesNotTake) {
+    if (!fs::exists("/dev/full")) GTEST_SKIP();
+    const TempDirectory directory;
+    fs::create_symlink("/dev/full", "VYR_ 0.mmf");
+    Nodes nodes(1);
+    const std::vector<double> block(100000); // more than the C library keeps back
+    std::FILE* file = nullptr;
+    const auto step = [&](int operation) {
+        return mf_lu_file(nodes.context, nodes.factor, file, 0, 0, 100000, block.data(), 0, operation);
+    };
+    EXPECT_EQ(step(FILE_APPEND), Status::FACTOR_FILE); // not open
+    EXPECT_EQ(step(FILE_OPEN), Status::OK);
+    EXPECT_EQ(step(FILE_APPEND), Status::FACTOR_FILE);
+    (void)step(FILE_CLOSE);
+    EXPECT_EQ(file, nullptr);
+}
+#endif
 
 TEST(FactorFiles, ARecordOfTwoToThe31DoublesIsNotWrittenNorIsAnythingAfterIt) {
     const TempDirectory directory;

@@ -344,6 +344,7 @@ TEST(OutOfCore, EachFactorizationStartsAfreshAndAFailedOneTellsWhy) {
         EXPECT_STREQ(trip.context.reason, run.reason);
         if (run.status != Status::OK) continue;
         EXPECT_EQ(trip.run.factor.files.count > 0, run.files);
+        EXPECT_TRUE(run.core_mode == CORE_OUT || (trip.context.statistics.t_file_write > 0) == run.files);
         trip.expect_right(in_core_records(trip.road));
     }
 }

@@ -1,9 +1,10 @@
 // Extend-add by its definition: the entry of rows r <= c of an update goes to entry (r, c) of U.
-#include "dense.h"
+#include "factors.h"
 #include "numeric/update_passing.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <numeric>
 
 using namespace vyr;
@@ -21,21 +22,21 @@ TEST(UpdatePassing, AddsEveryEntryToTheOneThatHasItsRowAndColumn) {
         std::vector<std::int32_t> scratch(a.n);
         for (std::int32_t s = 0; s < run.analysis.n_snodes; ++s) {
             const mf_snode& node = run.analysis.snodes[s];
-            Dense update(node.nupd);
-            for (std::int32_t j = 0; j < node.nupd; ++j)
-                for (std::int32_t i = 0; i < node.nupd; ++i) {
-                    update(i, j) = i > j ? NAN : static_cast<double>(rng() % 99);
-                    const std::int32_t* rows = node.update_rows();
-                    if (i <= j) expected[entry_of(run.factor, rows[i], rows[j]) - values] += update(i, j);
-                }
+            const std::int32_t n = node.nupd;
+            std::vector<double> update(static_cast<std::size_t>(n) * n, NAN);
+            const std::int32_t* rows = node.update_rows();
+            for (std::int32_t j = 0; j < n; ++j)
+                for (std::int32_t i = 0; i <= j; ++i)
+                    expected[entry_of(run.factor, rows[i], rows[j]) - values] += update[i + j * n] =
+                        static_cast<double>(rng() % 99);
             if (rng() % 2 == 0) {
-                ASSERT_EQ(mf_pass_update(run.factor, s, update.a.data(), scratch.data()), Status::OK);
+                ASSERT_EQ(mf_pass_update(run.factor, s, update.data(), scratch.data()), Status::OK);
                 ASSERT_EQ(run.factor.blocks[s].flags, std::uint32_t{BLOCK_FINISHED});
                 continue;
             }
-            for (std::int32_t begin = 0, end = 0; begin < node.nupd; begin = end) {
-                end = std::uniform_int_distribution(begin + 1, node.nupd)(rng);
-                ASSERT_EQ(mf_pass_columns(run.factor, s, &update(0, begin), node.nupd, begin, end,
+            for (std::int32_t begin = 0, end = 0; begin < n; begin = end) {
+                end = std::uniform_int_distribution(begin + 1, n)(rng);
+                ASSERT_EQ(mf_pass_columns(run.factor, s, update.data() + begin * n, n, begin, end,
                                           scratch.data(), SharedNodes{}),
                           Status::OK);
             }

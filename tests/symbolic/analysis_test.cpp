@@ -304,12 +304,12 @@ TEST(Analysis, IsWhatItsDefinitionsSay) {
         context.log.messages = rng() % 2;
         context.statistics.max_width = 3;
         context.statistics.memory_estimate = 1000;
-        ASSERT_EQ(run.analyse(pattern_of(a)), Status::OK);
-        EXPECT_TRUE(run.ordering_ms >= 0 && run.ordering_ms < 1e5);
-
         Ints order(n);
-        std::iota(order.begin(), order.end(), 0);
-        ASSERT_EQ(mf_order(context, pattern_of(both_triangles(spd(n, edges))), order.data()), Status::OK);
+        const Status status = mf_order(context, pattern_of(both_triangles(spd(n, edges))), order.data());
+        ASSERT_EQ(run.analyse(pattern_of(a)), status);
+        EXPECT_TRUE(run.ordering_ms >= 0 && run.ordering_ms < 1e5);
+        if (status != Status::OK) continue; // the partitioner gave up
+
         const Ints perm = postordered(a, order);
         const Filled l = eliminate(a, perm);
         const Ints parent = parents(l), map = column_map(l, parent);
@@ -331,7 +331,7 @@ TEST(Analysis, IsWhatItsDefinitionsSay) {
 }
 
 TEST(Analysis, CutsLongChainsAtTheWidthLimitAndWhereTheSquareWraps) {
-    const std::int32_t n = 46504; // the partitioner fails, so the head comes first and all of L fills
+    const std::int32_t n = 46500; // in natural order: the head comes first, and all of L fills
     Trial run;
     ASSERT_EQ(run.analyse(pattern_of(spd(n, arrow_edges(n, 1)))), Status::OK);
     std::int32_t s = 0;

@@ -133,7 +133,8 @@ TEST(MatrixMarketMatrix, EveryHeaderAndOrderOfEntriesGivesTheSameMatrixToTheLast
         std::vector<std::string> lines;
         for (std::int32_t j = 0; j < a.n; ++j)
             for (std::int32_t k = a.col_ptr[j]; k < a.col_ptr[j + 1]; ++k) {
-                std::string row = std::to_string(a.row_ind[k] + 1), col = '+' + std::to_string(j + 1);
+                std::string row = std::to_string(a.row_ind[k] + 1),
+                            col = std::string("+").append(std::to_string(j + 1));
                 if (!general && rng() % 2 == 0) std::swap(row, col);
                 lines.push_back(row + "  " + col + '\t' + digits(a.values[k], rng));
                 if (general && a.row_ind[k] != j)
@@ -176,7 +177,7 @@ TEST(MatrixMarketDense, BothFormatsAndTheWriterGiveTheSameColumns) {
         std::string sizes = std::to_string(x.n_rows) + "\t" + std::to_string(x.n_cols);
         if (!array) {
             std::shuffle(lines.begin(), lines.end(), rng);
-            sizes += " " + std::to_string(lines.size());
+            sizes.append(" ").append(std::to_string(lines.size()));
         }
         const std::string header = std::string("%%MatrixMarket matrix ") +
                                    (array ? "array " : "coordinate ") +

@@ -24,7 +24,7 @@ TEST(FailureSentence, SaysWhatWentWrongAndWithWhichFigures) {
         return made;
     };
     SolveResult pivots = result(Status::SMALL_PIVOT), wrong, unknown, border;
-    pivots.failed_equation = 7, pivots.failed_pivot = -2.5, pivots.failed_equations = 3;
+    pivots.failed_equation = 7, pivots.failed_pivot = -2.5, pivots.failed_equations = 2;
     wrong.backward_error = 2e-8, unknown.backward_error = NAN, border.backward_error = 1e-8;
     const struct {
         SolveResult result;
@@ -41,7 +41,7 @@ TEST(FailureSentence, SaysWhatWentWrongAndWithWhichFigures) {
         {result(Status::STRUCTURE), "The library ended with status -6: the column pointers do not ascend"},
         {result(Status::NOT_SPD), "The matrix is not positive definite. Check that row"},
         {pivots,
-         "The matrix is not positive definite: the pivot of equation 7 is -2.5 (and 2 more failed). Check"},
+         "The matrix is not positive definite: the pivot of equation 7 is -2.5 (and 1 more failed). Check"},
         {wrong, "The backward error 2.0e-08 is above 1e-08: the matrix is too close to singular"},
         {unknown, "The backward error nan is above 1e-08"},
     };

@@ -1,4 +1,4 @@
-// What factors are held against: dense matrices by their definitions.
+// How tests look into a factor, and a pattern with fronts to share between threads.
 #pragma once
 
 #include "support/engine.h"
@@ -7,15 +7,6 @@
 #include <cmath>
 
 namespace vyr::test {
-
-/// A square matrix, column-major.
-struct Dense {
-    std::int32_t n = 0;
-    std::vector<double> a;
-
-    explicit Dense(std::int32_t order) : n(order), a(static_cast<std::size_t>(order) * order, 0.0) {}
-    double& operator()(std::int32_t i, std::int32_t j) { return a[i + static_cast<std::size_t>(j) * n]; }
-};
 
 /// Where entry (i, j) of U, i <= j in pivot order, is stored; null where the structure has none.
 inline double* entry_of(const Factor& factor, std::int32_t i, std::int32_t j) {
