@@ -1,13 +1,15 @@
-// VYR as hosts use it: positive definite in core through the nine functions, everything else through the
-// engine as `vyr solve` does. Statistics that the nine functions do not hand out come from their process-wide
-// state.
+// VYR as hosts use it: positive definite in core through the nine functions, everything else, and with
+// VYR_BENCH_SOLVER in the environment all of it, through vyr/solver.h. Statistics that the nine functions do
+// not hand out come from their process-wide state.
 #include "bench/direct_solver.h"
 
-#include "engine/system.h"
 #include "interface/handle.h"
 #include "interface/process_state.h"
 #include "report/report.h"
 #include "vyr.h"
+#include "vyr/solver.h"
+
+#include <cstdlib>
 
 namespace vyr::bench {
 
@@ -59,59 +61,63 @@ private:
     VYR_handle handle_ = nullptr;
 };
 
-class Engine final : public Vyr {
+class Library final : public Vyr {
 public:
-    explicit Engine(const Problem& problem)
-        : problem_(problem),
-          a_{{problem.matrix.n, problem.matrix.col_ptr.data(), problem.matrix.row_ind.data()},
-             problem.matrix.values.data()},
-          context_(memory_),
-          system_(memory_) {
-        const bool indefinite = problem.kind == Definiteness::INDEFINITE;
-        if (indefinite && in_files())
-            throw SolverError("is measured out of core on positive definite matrices only");
-        context_.settings.type = indefinite ? TYPE_LDLT : TYPE_SPD;
-        context_.settings.core_mode = in_files() ? CORE_OUT : CORE_IN;
-        context_.settings.directory = problem.folder.c_str();
+    explicit Library(const Problem& problem) : problem_(problem) {
+        const tool::SparseMatrix& a = problem.matrix;
+        vyr_matrix_lower(&matrix_, sizeof matrix_, a.n, a.col_ptr.data(), a.row_ind.data(), a.values.data());
+        vyr_options_default(&options_, sizeof options_);
+        options_.ordering = VYR_ORDERING_METIS;
+        if (problem.kind == Definiteness::INDEFINITE) options_.kind = VYR_KIND_INDEFINITE;
+        if (!problem.folder.empty()) options_.directory = problem.folder.c_str();
+        options_.memory_limit = problem.memory_limit_bytes;
+    }
+    ~Library() override {
+        vyr_factor_free(factor_);
+        vyr_analysis_free(analysis_);
     }
 
     void analyse() override {
-        require_ok("analysis", code(mf_analyse_system(context_, a_, problem_.memory_limit_bytes, system_)));
+        require_ok("analysis", vyr_analyse(&matrix_, &options_, &analysis_));
+        require_ok("factor", vyr_factor_create(analysis_, nullptr, &factor_));
     }
-
-    void factorise() override {
-        require_ok("factorization", code(mf_factorise_system(context_, a_, system_)));
-    }
-
+    void factorise() override { require_ok("factorization", vyr_factorise(factor_, &matrix_)); }
     void solve(tool::DenseMatrix& x) override {
-        const tool::DenseMatrix b = x;
-        int refinements = 0;
-        require_ok("solve", code(mf_solve_system(context_, system_, a_, b.values.data(), x.values.data(),
-                                                 x.n_cols, refinements)));
+        require_ok("solve", vyr_solve(factor_, x.n_cols, x.values.data(), x.n_rows, x.values.data(), x.n_rows,
+                                      nullptr));
     }
 
-    double flops() const override { return context_.statistics.flops; }
-    double factor_entries() const override { return static_cast<double>(system_.analysis.factor_entries); }
+    double flops() const override { return analysis_info().operations; }
+    double factor_entries() const override { return analysis_info().factor_bytes / sizeof(double); }
     double file_seconds() const override {
-        return in_files() ? context_.statistics.t_file_write / 1000 : DirectSolver::file_seconds();
+        vyr_factor_info info{};
+        info.size = sizeof info;
+        require_ok("figures", vyr_factor_get_info(factor_, &info));
+        return problem_.folder.empty() ? DirectSolver::file_seconds() : info.seconds_files;
     }
 
 private:
-    bool in_files() const { return !problem_.folder.empty(); }
+    vyr_analysis_info analysis_info() const {
+        vyr_analysis_info info{};
+        info.size = sizeof info;
+        require_ok("figures", vyr_analysis_get_info(analysis_, &info));
+        return info;
+    }
 
     const Problem& problem_;
-    const Matrix a_;
-    Accounting memory_;
-    Context context_;
-    System system_;
+    vyr_matrix matrix_;
+    vyr_options options_;
+    vyr_analysis* analysis_ = nullptr;
+    vyr_factor* factor_ = nullptr;
 };
 
 } // namespace
 
 std::unique_ptr<DirectSolver> make_vyr(const Problem& problem) {
-    if (problem.kind == Definiteness::POSITIVE && problem.folder.empty())
+    const bool other_door = std::getenv("VYR_BENCH_SOLVER") != nullptr;
+    if (problem.kind == Definiteness::POSITIVE && problem.folder.empty() && !other_door)
         return std::make_unique<NineFunctions>(problem);
-    return std::make_unique<Engine>(problem);
+    return std::make_unique<Library>(problem);
 }
 
 } // namespace vyr::bench

@@ -16,25 +16,40 @@ if(NOT TARGET vyr_openblas)
   target_link_libraries(vyr_openblas INTERFACE "${VYR_OPENBLAS_LIBRARY}")
 endif()
 
-# METIS: a build of our own, so that an ordering touches nothing of the process and can be cancelled.
-option(VYR_SYSTEM_METIS "Take the system's METIS instead of building one (docs/hosts.md says what that costs)" OFF)
-if(NOT TARGET vyr_metis)
+# METIS and AMD: builds of our own, so that an ordering touches nothing of the process and can be cancelled.
+option(VYR_SYSTEM_METIS "Take the system's METIS and AMD instead of building them (docs/hosts.md says what that costs)"
+       OFF)
+# vyr_find_ordering(<name> <header>): the target vyr_<name>, of the system or built by
+# cmake/<name>/build.sh, whose licence is installed then.
+function(vyr_find_ordering name header)
+  string(TOUPPER ${name} upper)
   if(VYR_SYSTEM_METIS)
-    find_path(VYR_METIS_INCLUDE metis.h REQUIRED DOC "folder of metis.h, METIS 5.1")
-    find_library(VYR_METIS_LIBRARY metis REQUIRED DOC "METIS 5.1")
+    find_path(VYR_${upper}_INCLUDE ${header} PATH_SUFFIXES suitesparse REQUIRED DOC "folder of ${header}")
+    find_library(VYR_${upper}_LIBRARY ${name} REQUIRED DOC "${upper}")
+    set(include "${VYR_${upper}_INCLUDE}")
+    set(library "${VYR_${upper}_LIBRARY}")
   else()
-    set(VYR_METIS_SCRIPT "${PROJECT_SOURCE_DIR}/cmake/metis/build.sh")
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${VYR_METIS_SCRIPT}"
-                 "${PROJECT_SOURCE_DIR}/cmake/metis/redirect.h")
-    execute_process(COMMAND "${VYR_METIS_SCRIPT}" "${CMAKE_C_COMPILER}" "${CMAKE_AR}"
-                    OUTPUT_VARIABLE VYR_METIS_FOLDER OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE failed)
+    file(GLOB sources "${PROJECT_SOURCE_DIR}/cmake/${name}/*")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${sources}
+                 "${PROJECT_SOURCE_DIR}/cmake/from-debian.sh")
+    execute_process(COMMAND "${PROJECT_SOURCE_DIR}/cmake/${name}/build.sh" "${CMAKE_C_COMPILER}" "${CMAKE_AR}"
+                    OUTPUT_VARIABLE folder OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE failed)
     if(failed)
-      message(FATAL_ERROR "METIS could not be built. -DVYR_SYSTEM_METIS=ON takes the system's instead.")
+      message(FATAL_ERROR "${upper} could not be built. -DVYR_SYSTEM_METIS=ON takes the system's instead.")
     endif()
-    set(VYR_METIS_INCLUDE "${VYR_METIS_FOLDER}/include")
-    set(VYR_METIS_LIBRARY "${VYR_METIS_FOLDER}/lib/libmetis.a")
+    set(VYR_${upper}_FOLDER "${folder}" PARENT_SCOPE)
+    set(include "${folder}/include")
+    set(library "${folder}/lib/lib${name}.a")
   endif()
-  add_library(vyr_metis INTERFACE)
-  target_include_directories(vyr_metis SYSTEM INTERFACE "${VYR_METIS_INCLUDE}")
-  target_link_libraries(vyr_metis INTERFACE "${VYR_METIS_LIBRARY}")
+  add_library(vyr_${name} INTERFACE)
+  target_include_directories(vyr_${name} SYSTEM INTERFACE "${include}")
+  target_link_libraries(vyr_${name} INTERFACE "${library}")
+endfunction()
+if(NOT TARGET vyr_metis)
+  vyr_find_ordering(metis metis.h)
+  vyr_find_ordering(amd amd.h)
+  target_link_libraries(vyr_metis INTERFACE vyr_amd)
+  if(VYR_AMD_FOLDER AND NOT WIN32) # AMD is inside
+    install(FILES "${VYR_AMD_FOLDER}/licence/AMD.txt" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+  endif()
 endif()

@@ -228,6 +228,7 @@ typedef struct vyr_factor_info {
     int32_t reserved;
     const char* kernels;      /* of the BLAS, by name, and of our own loops; valid as long as the library */
     double seconds_factorise;
+    double seconds_files;     /* spent writing factor files */
     double operations;
     double pivot_smallest;    /* in magnitude: of the diagonal of L, or of D with its 2 x 2 pivots' eigenvalues */
     double pivot_largest;
@@ -313,6 +314,11 @@ VYR_SOLVER_API vyr_status vyr_log_determinant(const vyr_factor* factor, double* 
 /* The diagonal of L (L L^T) or of D (L D L^T), n, in the order of elimination; beside: n, out, or null: entry k
  * couples k and k + 1 in a 2 x 2 pivot, 0 elsewhere. */
 VYR_SOLVER_API vyr_status vyr_factor_diagonal(const vyr_factor* factor, double* diagonal, double* beside);
+
+/* Pivots by equation, caller's numbering, n, out: the diagonal of L, or the entry of D; of the pivot that
+ * stopped an L L^T, the value before its root; not a number where none was computed. Also after
+ * VYR_STATUS_NOT_POSITIVE, to find what a model does not hold; after other failures NOT_FACTORISED. */
+VYR_SOLVER_API vyr_status vyr_factor_pivots(const vyr_factor* factor, double* pivots);
 
 /* The whole factor L by columns, in the order of elimination, rows ascending; unit diagonal entries stored.
  *

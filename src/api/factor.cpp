@@ -118,6 +118,7 @@ extern "C" vyr_status vyr_factor_get_info(const vyr_factor* factor, vyr_factor_i
     figures.threads = solver.n_threads;
     figures.kernels = factor->kernels;
     figures.seconds_factorise = solver.seconds;
+    figures.seconds_files = solver.seconds_files;
     figures.operations = solver.flops;
     figures.failed_equation = solver.failed_equation;
     figures.failed_pivot = solver.failed_pivot;

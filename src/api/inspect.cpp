@@ -7,6 +7,8 @@
 #include "solve/solve.h"
 
 #include <algorithm>
+#include <cfloat>
+#include <limits>
 
 using namespace vyr;
 using namespace vyr::api;
@@ -112,6 +114,37 @@ extern "C" vyr_status vyr_factor_diagonal(const vyr_factor* factor, double* diag
     SolveGrant grant(factor);
     if (grant.status() != VYR_STATUS_OK) return grant.status();
     return public_status(mf_factor_diagonal(grant.context(), factor->solver.factor(), diagonal, beside));
+}
+
+extern "C" vyr_status vyr_factor_pivots(const vyr_factor* factor, double* pivots) {
+    if (factor == nullptr || pivots == nullptr) return VYR_STATUS_NULL;
+    SolveGrant grant(factor);
+    if (grant.status() == VYR_STATUS_BUSY) return VYR_STATUS_BUSY;
+    if (factor->status != VYR_STATUS_OK && factor->status != VYR_STATUS_NOT_POSITIVE)
+        return VYR_STATUS_NOT_FACTORISED;
+    const SolverFactor& solver = factor->solver;
+    const Factor& inner = solver.factor();
+    const Analysis& analysis = *inner.analysis;
+    Buffer<double> diagonal(grant.context().memory, analysis.n);
+    Buffer<std::int32_t> order(grant.context().memory, analysis.n);
+    if (!diagonal || !order) return VYR_STATUS_MEMORY;
+    Status status = Status::OK;
+    if (solver.type == TYPE_SPD) {
+        std::copy_n(inner.diag_values.get(), analysis.n, diagonal.get());
+        std::copy_n(analysis.perm.get(), analysis.n, order.get());
+    } else {
+        status = mf_factor_diagonal(grant.context(), inner, diagonal.get(), nullptr);
+        Buffer<std::int64_t> ptr(grant.context().memory, std::int64_t{analysis.n} + 1);
+        if (!ptr) return VYR_STATUS_MEMORY;
+        if (status == Status::OK)
+            status = mf_factor_columns(grant.context(), inner, ptr.get(), nullptr, nullptr, order.get());
+    }
+    const std::int32_t* caller = caller_order(*factor);
+    for (std::int32_t k = 0; k < analysis.n && status == Status::OK; ++k) {
+        const std::int32_t equation = caller == nullptr ? order[k] : caller[order[k]];
+        pivots[equation] = diagonal[k] == -DBL_MAX ? std::numeric_limits<double>::quiet_NaN() : diagonal[k];
+    }
+    return public_status(status);
 }
 
 extern "C" vyr_status vyr_factor_columns(const vyr_factor* factor, int64_t* ptr, int32_t* ind, double* values,

@@ -69,7 +69,7 @@ struct SolverFactor {
     Buffer<double> paired_values; ///< scratch of factorizations with partners
     double norm = 0;              ///< infinity norm of the matrix, when it is kept
     std::int32_t n_threads = 1;   ///< of the last factorization
-    double seconds = 0, flops = 0;
+    double seconds = 0, seconds_files = 0, flops = 0;
     std::int32_t failed_equation = 0; ///< 1-based, caller's numbering; 0: none
     double failed_pivot = 0;
 

@@ -59,6 +59,7 @@ Status mf_solver_analyse(Context& context, const InputMatrix& input, Kind kind, 
     const Pairing& pairing = structure.pairing;
     // Only an ordering of whole groups keeps partners together.
     if (pairing.ties) settings.compress = true;
+    settings.compress_when_it_pays = true;
     settings.type = made.type;
     const Pattern pattern = pairing.ties
                                 ? Pattern{made.canonical.n, pairing.col_ptr.get(), pairing.row_ind.get()}

@@ -70,8 +70,8 @@ Status make_other_structure(Context& context, const Matrix& canonical, SolverFac
         status != Status::OK)
         return status;
     const Pairing& pairing = structure.pairing;
-    const Pattern pattern =
-        pairing.ties ? Pattern{canonical.n, pairing.col_ptr.get(), pairing.row_ind.get()} : solver.analysis.canonical.pattern();
+    const Pattern pattern = pairing.ties ? Pattern{canonical.n, pairing.col_ptr.get(), pairing.row_ind.get()}
+                                         : solver.analysis.canonical.pattern();
     context.settings.compress = pairing.ties;
     double ordering_ms = 0;
     return mf_analyse(context, pattern, structure.analysis, ordering_ms);
@@ -115,6 +115,14 @@ void find_failed_equation(const Context& context, SolverFactor& solver) noexcept
     if (first < analysis.n) solver.failed_equation = first + 1;
 }
 
+/// Says which limit would do.
+Status explain_limit(Context& context, const SolverFactor& solver, Status status) noexcept {
+    MemoryNeed need;
+    if (mf_solver_memory(context, solver.analysis, need) != Status::OK) return status;
+    const double bytes = need.least + static_cast<double>(platform::resident_bytes());
+    return fail(context, status, "out of core this matrix needs about %.0f MB", bytes / MEGABYTE);
+}
+
 } // namespace
 
 Status mf_solver_factorise(Context& context, const InputMatrix& input, SolverFactor& solver) noexcept {
@@ -129,9 +137,16 @@ Status mf_solver_factorise(Context& context, const InputMatrix& input, SolverFac
     if (solver.keep_matrix) status = mf_norm_inf(context, solver.matrix(), solver.norm);
     if (status == Status::OK) status = factorise(context, solver.matrix(), solver);
     if (failed_pivot(status)) find_failed_equation(context, solver);
+    const bool refused = status == Status::FACTOR_STORAGE || status == Status::MEMORY;
+    const Status files = solver.factor().files.status;
+    if (refused && (files == Status::FACTOR_FILE || files == Status::EMPTY_FILE))
+        status = fail(context, Status::FACTOR_FILE, "a factor file cannot be written, and memory is full");
+    else if (refused && solver.process_limit_bytes > 0)
+        status = explain_limit(context, solver, status);
     if (!solver.keep_matrix) solver.values.reset();
     solver.n_threads = context.settings.n_threads;
     solver.flops = context.statistics.flops;
+    solver.seconds_files = context.statistics.t_file_write / 1000;
     solver.seconds = (platform::clock_ms() - start_ms) / 1000;
     return status;
 }

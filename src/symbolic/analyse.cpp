@@ -42,9 +42,12 @@ Status allocate_columns(Context& context, const InputPattern& input, Analysis& a
     return Status::OK;
 }
 
-Status order(Context& context, const FullPattern& full, std::int32_t* perm, double& ordering_ms) noexcept {
+Status order(Context& context, const FullPattern& full, Analysis& analysis, double& ordering_ms) noexcept {
     const double start_ms = platform::clock_ms();
-    const Status status = mf_order(context, full.pattern(), perm);
+    OrderingMade made;
+    const Status status = mf_order(context, full.pattern(), analysis.perm.get(), &made);
+    analysis.ordering = made.ordering;
+    analysis.compressed = made.compressed;
     ordering_ms = platform::clock_ms() - start_ms;
     return status;
 }
@@ -63,11 +66,11 @@ Status build_structure(Context& context, const FullPattern& full, ColumnCounts& 
 
     invert();
     analysis.root_count =
-        mf_etree(full, analysis.perm.get(), inverse.get(), analysis.parent.get(), scratch.get());
+        mf_etree(full.pattern(), analysis.perm.get(), inverse.get(), analysis.parent.get(), scratch.get());
     Status status = mf_postorder(context, children, analysis);
     if (status != Status::OK) return status;
     invert();
-    status = mf_colcount(context, full, inverse.get(), nonzeros, analysis);
+    status = mf_colcount(context, full.pattern(), inverse.get(), nonzeros, analysis);
     if (status == Status::OK) status = mf_supernodes(context, children, nonzeros, analysis);
     if (status == Status::OK) status = mf_factor_positions(context, full, inverse.get(), analysis);
     if (status == Status::OK) status = mf_snode_finish(context, analysis);
@@ -94,7 +97,7 @@ Status analyse_pattern(Context& context, const InputPattern& input, Analysis& an
     ColumnCounts counts;
     Status status = mf_sym_full(context, input.lower, full);
     if (status == Status::OK) status = allocate_columns(context, input, analysis, counts);
-    if (status == Status::OK) status = order(context, full, analysis.perm.get(), ordering_ms);
+    if (status == Status::OK) status = order(context, full, analysis, ordering_ms);
     if (status == Status::OK) status = build_structure(context, full, counts, analysis);
     if (status == Status::OK) status = map_caller_entries(context, input, analysis);
     return status;

@@ -12,8 +12,9 @@ namespace vyr {
 /// analysis     out: a fresh object on entry; on failure it holds nothing of use
 /// ordering_ms  out: milliseconds spent on the fill-reducing ordering
 ///
-/// Reads `blocked`, `core_mode` and `n_threads` of the settings. Raises statistics.max_width to the widest
-/// supernode and adds the work memory of a factorization to statistics.memory_estimate.
+/// Reads the ordering and compression, `blocked`, `core_mode` and `n_threads` of the settings. Raises
+/// statistics.max_width to the widest supernode and adds the work memory of a factorization to
+/// statistics.memory_estimate.
 ///
 /// Returns NULL_MATRIX, EMPTY_MATRIX or STRUCTURE for a malformed pattern; MEMORY when the patterns and the
 /// arrays of the columns could not be had; FACTOR_STORAGE when later memory could not, or when the full

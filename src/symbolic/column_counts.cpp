@@ -23,8 +23,8 @@ std::int32_t find_root(std::int32_t node, std::int32_t* ancestor) noexcept {
 // elimination tree rooted at i; its leaves are found from first descendants, and each pair of neighbouring
 // leaves is corrected at its least common ancestor. Differences are kept per node and summed towards the
 // root. The tree is postordered, so the numbering itself is the traversal.
-Status mf_colcount(Context& context, const FullPattern& full, const std::int32_t* inverse,
-                   std::int32_t* nonzeros, const Analysis& analysis) noexcept {
+Status mf_colcount(Context& context, const Pattern& full, const std::int32_t* inverse, std::int32_t* nonzeros,
+                   const Analysis& analysis) noexcept {
     const std::int32_t n = analysis.n;
     const std::int32_t* parent = analysis.parent.get();
     Buffer<std::int32_t> first_descendant(context.memory, n, -1), largest_first(context.memory, n, -1),

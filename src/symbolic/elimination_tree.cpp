@@ -4,7 +4,7 @@ namespace vyr {
 
 // J. W. H. Liu, "A compact row storage scheme for Cholesky factors using elimination trees", ACM Trans. Math.
 // Softw. 12 (1986): each row's entries walk towards the root over a path-compressed ancestor forest.
-std::int32_t mf_etree(const FullPattern& full, const std::int32_t* perm, const std::int32_t* inverse,
+std::int32_t mf_etree(const Pattern& full, const std::int32_t* perm, const std::int32_t* inverse,
                       std::int32_t* parent, std::int32_t* ancestor) noexcept {
     const std::int32_t n = full.n;
     for (std::int32_t k = 0; k < n; ++k) {

@@ -7,6 +7,10 @@ namespace vyr {
 
 namespace {
 
+/// Vertices looked at to see whether compression pays, and the largest degree of those looked at closely.
+constexpr std::int32_t SAMPLES = 256;
+constexpr std::int32_t SAMPLED_DEGREE = 256;
+
 /// Numbers the groups; `representative` receives the first vertex of each. Candidates of j's group are j's
 /// larger neighbours. Members share j's closed neighbourhood, so a member adds no candidate of its own.
 void find_groups(std::int32_t n, const std::int32_t* xadj, const std::int32_t* adjacency,
@@ -33,6 +37,34 @@ void find_groups(std::int32_t n, const std::int32_t* xadj, const std::int32_t* a
 }
 
 } // namespace
+
+// Twins of a sampled vertex are looked for among its neighbours of equal degree, by the sum over their closed
+// neighbourhoods. Each group of several vertices loses at least half of them.
+bool mf_compression_pays(const Graph& graph) noexcept {
+    const auto degree = [&](std::int32_t j) { return graph.xadj[j + 1] - graph.xadj[j]; };
+    const auto sum = [&](std::int32_t j) {
+        auto total = static_cast<std::uint32_t>(j);
+        for (std::int32_t k = graph.xadj[j]; k < graph.xadj[j + 1]; ++k)
+            total += static_cast<std::uint32_t>(graph.adjacency[k]);
+        return total;
+    };
+    const auto has_twin = [&](std::int32_t j) {
+        if (degree(j) > SAMPLED_DEGREE) return false;
+        const std::uint32_t own = sum(j);
+        for (std::int32_t k = graph.xadj[j]; k < graph.xadj[j + 1]; ++k) {
+            const std::int32_t c = graph.adjacency[k];
+            if (degree(c) == degree(j) && sum(c) == own) return true;
+        }
+        return false;
+    };
+    const std::int32_t stride = 1 + graph.n / SAMPLES;
+    std::int32_t n_sampled = 0, n_twins = 0;
+    for (std::int32_t j = 0; j < graph.n; j += stride) {
+        ++n_sampled;
+        n_twins += has_twin(j) ? 1 : 0;
+    }
+    return n_twins * 5 >= n_sampled;
+}
 
 Status mf_graph_compress(Context& context, std::int32_t n, const std::int32_t* xadj,
                          const std::int32_t* adjacency, CompressedGraph& compressed) noexcept {

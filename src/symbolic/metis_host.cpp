@@ -1,15 +1,13 @@
-// What METIS, built with cmake/metis/redirect.h, gets instead of the C library: accounted memory, random
-// numbers of its own, and a way out.
+// What METIS, built with cmake/metis/redirect.h, and AMD, built with cmake/amd/amd_internal.h, get instead of
+// the C library: accounted memory, random numbers of their own, and a way out.
 //
-// METIS hands none of these functions anything of ours, so the call they belong to is found through the
-// thread. A failing one leaves METIS by longjmp, over frames of C; what METIS then holds is released by the
-// list of its blocks.
+// They hand none of these functions anything of ours, so the call they belong to is found through the thread.
+// A failing one leaves them by longjmp, over frames of C; what they then hold is released by the list of
+// their blocks.
 #include "core/accounting.h"
 #include "platform/process.h"
 #include "symbolic/metis_call.h"
 #include "symbolic/random.h"
-
-#include <metis.h>
 
 #include <algorithm>
 #include <csetjmp>
@@ -25,6 +23,9 @@ namespace {
 /// Numbers drawn between two looks at the clock that a progress callback needs: some 10 microseconds.
 constexpr unsigned DRAWS_PER_LOOK = 1024;
 
+/// Pivots of AMD between two looks: far below a millisecond, a few at its end.
+constexpr unsigned PIVOTS_PER_LOOK = 64;
+
 /// Stands before each block, in the list of its call.
 struct alignas(std::max_align_t) BlockHead {
     BlockHead* previous;
@@ -32,27 +33,27 @@ struct alignas(std::max_align_t) BlockHead {
     std::size_t bytes; ///< of the block behind
 };
 
-struct MetisCall {
-    explicit MetisCall(Context& of) noexcept : context(of) {}
+struct OrderingCall {
+    explicit OrderingCall(Context& of) noexcept : context(of) {}
 
     Context& context;
     BlockHead blocks{&blocks, &blocks, 0}; ///< a ring
     AdditiveRandom random;
-    unsigned draws = 0;
+    unsigned steps = 0; ///< random numbers, or pivots of AMD
     Status status = Status::OK;
     std::jmp_buf way_out;
 };
 
-MetisCall& running() noexcept {
-    return *static_cast<MetisCall*>(platform::ordering_call());
+OrderingCall& running() noexcept {
+    return *static_cast<OrderingCall*>(platform::ordering_call());
 }
 
-[[noreturn]] void leave(MetisCall& call, Status status) noexcept {
+[[noreturn]] void leave(OrderingCall& call, Status status) noexcept {
     call.status = status;
     std::longjmp(call.way_out, 1);
 }
 
-void look(MetisCall& call) noexcept {
+void look(OrderingCall& call) noexcept {
     const std::atomic<bool>* cancel = call.context.cancel;
     const bool cancelled = cancel != nullptr && cancel->load(std::memory_order_relaxed);
     if (cancelled || mf_stop(call.context)) leave(call, Status::CANCELLED);
@@ -62,7 +63,7 @@ BlockHead* head_of(void* block) noexcept {
     return static_cast<BlockHead*>(block) - 1;
 }
 
-void* allocate(MetisCall& call, std::size_t bytes) noexcept {
+void* allocate(OrderingCall& call, std::size_t bytes) noexcept {
     look(call);
     void* memory = bytes > SIZE_MAX - sizeof(BlockHead)
                        ? nullptr
@@ -74,24 +75,23 @@ void* allocate(MetisCall& call, std::size_t bytes) noexcept {
     return head + 1;
 }
 
-void release(MetisCall& call, BlockHead* head) noexcept {
+void release(OrderingCall& call, BlockHead* head) noexcept {
     head->previous->next = head->next;
     head->next->previous = head->previous;
     mf_free(call.context.memory, head);
 }
 
-/// Comes back by leave() or with METIS's own answer.
-Status run(MetisCall& call, int (*metis)(void* arguments), void* arguments) noexcept {
+/// Comes back by leave() or with the outcome of the call.
+Status run(OrderingCall& call, Status (*order)(Context& context, void* arguments), void* arguments) noexcept {
     if (setjmp(call.way_out) != 0) return call.status;
-    const int outcome = metis(arguments);
-    if (outcome == METIS_OK) return Status::OK;
-    return fail(call.context, Status::ORDERING, "METIS failed with code %d", outcome);
+    return order(call.context, arguments);
 }
 
 } // namespace
 
-Status mf_metis_call(Context& context, int (*call)(void* arguments), void* arguments) noexcept {
-    MetisCall state(context);
+Status mf_ordering_call(Context& context, Status (*call)(Context& context, void* arguments),
+                        void* arguments) noexcept {
+    OrderingCall state(context);
     // A progress callback may order another matrix on this thread.
     void* before = platform::exchange_ordering_call(&state);
     const Status status = run(state, call, arguments);
@@ -108,7 +108,8 @@ bool mf_ordering_can_be_cancelled() noexcept {
 
 using namespace vyr;
 
-// Named in cmake/metis/redirect.h. Called by METIS alone, inside mf_metis_call.
+// Named in cmake/metis/redirect.h and cmake/amd/amd_internal.h. Called by METIS and AMD alone, inside
+// mf_ordering_call.
 extern "C" {
 
 void* vyr_metis_malloc(std::size_t bytes) noexcept {
@@ -120,7 +121,7 @@ void vyr_metis_free(void* block) noexcept {
 }
 
 void* vyr_metis_realloc(void* block, std::size_t bytes) noexcept {
-    MetisCall& call = running();
+    OrderingCall& call = running();
     void* moved = allocate(call, bytes);
     if (block == nullptr) return moved;
     std::memcpy(moved, block, std::min(bytes, head_of(block)->bytes));
@@ -145,8 +146,8 @@ void vyr_metis_srand(unsigned seed) noexcept {
 }
 
 int vyr_metis_rand() noexcept {
-    MetisCall& call = running();
-    if (++call.draws % DRAWS_PER_LOOK == 0) look(call);
+    OrderingCall& call = running();
+    if (++call.steps % DRAWS_PER_LOOK == 0) look(call);
     return call.random.draw();
 }
 
@@ -154,8 +155,13 @@ void vyr_metis_look() noexcept {
     look(running());
 }
 
+void vyr_amd_step() noexcept {
+    OrderingCall& call = running();
+    if (++call.steps % PIVOTS_PER_LOOK == 0) look(call);
+}
+
 [[noreturn]] void vyr_metis_fail() noexcept {
-    MetisCall& call = running();
+    OrderingCall& call = running();
     leave(call, fail(call.context, Status::ORDERING, "METIS gave up"));
 }
 

@@ -1,8 +1,34 @@
 #include "symbolic/ordering.h"
 
+#include <algorithm>
+#include <numeric>
+
 namespace vyr {
 
 namespace {
+
+/// The graph of a pattern.
+struct PatternGraph {
+    Buffer<std::int32_t> storage;
+    Graph graph{};
+};
+
+Status make_graph(Context& context, const Pattern& full, PatternGraph& made) noexcept {
+    const std::int32_t n = full.n;
+    made.storage = Buffer<std::int32_t>(context.memory, std::int64_t{n} + full.col_ptr[n] + 1);
+    if (!made.storage) return out_of_memory(context, Status::FACTOR_STORAGE);
+    std::int32_t* xadj = made.storage.get();
+    std::int32_t* adjacency = xadj + n + 1;
+    std::int32_t place = 0;
+    for (std::int32_t j = 0; j < n; ++j) {
+        xadj[j] = place;
+        for (std::int32_t e = full.col_ptr[j]; e < full.col_ptr[j + 1]; ++e)
+            if (full.row_ind[e] != j) adjacency[place++] = full.row_ind[e];
+    }
+    xadj[n] = place;
+    made.graph = {n, xadj, adjacency, nullptr};
+    return Status::OK;
+}
 
 /// Lists, group by group in their new order, the members of each group in decreasing index order.
 Status expand_groups(Context& context, std::int32_t n, const CompressedGraph& graph,
@@ -20,49 +46,65 @@ Status expand_groups(Context& context, std::int32_t n, const CompressedGraph& gr
     return Status::OK;
 }
 
-Status order_compressed(Context& context, std::int32_t n, CompressedGraph& graph,
-                        std::int32_t* perm) noexcept {
-    Buffer<std::int32_t> group_order(context.memory, graph.n_groups), inverse(context.memory, graph.n_groups);
-    if (!group_order || !inverse) return out_of_memory(context, Status::FACTOR_STORAGE);
-    const Status ordered =
-        METIS_NodeWND_order(context, graph.n_groups, graph.xadj.get(), graph.adjacency.get(),
-                            graph.weights.get(), group_order.get(), inverse.get());
-    if (ordered != Status::OK) return ordered;
-    return expand_groups(context, n, graph, group_order.get(), perm);
+/// By METIS or AMD, as settings.ordering says; `ordering` tells which.
+Status order_graph(Context& context, const Graph& graph, std::int32_t n_unknowns, std::int32_t* perm,
+                   int& ordering) noexcept {
+    ordering = context.settings.ordering;
+    if (ordering == ORDERING_AUTOMATIC)
+        return mf_order_automatically(context, graph, n_unknowns, perm, ordering);
+    double operations = 0;
+    if (ordering == ORDERING_AMD) return mf_minimum_degree(context, graph, perm, operations);
+    return mf_nested_dissection(context, graph, perm);
 }
 
-/// Orders the graph as it is.
-Status order_plain(Context& context, std::int32_t n, std::int32_t* xadj, std::int32_t* adjacency,
-                   std::int32_t* perm) noexcept {
-    Buffer<std::int32_t> inverse(context.memory, n);
-    if (!inverse) return out_of_memory(context, Status::FACTOR_STORAGE);
-    return METIS_NodeND_order(context, n, xadj, adjacency, perm, inverse.get());
+Status order_compressed(Context& context, std::int32_t n, CompressedGraph& compressed, std::int32_t* perm,
+                        int& ordering) noexcept {
+    Buffer<std::int32_t> group_order(context.memory, compressed.n_groups);
+    if (!group_order) return out_of_memory(context, Status::FACTOR_STORAGE);
+    const Graph graph{compressed.n_groups, compressed.xadj.get(), compressed.adjacency.get(),
+                      compressed.weights.get()};
+    if (const Status status = order_graph(context, graph, n, group_order.get(), ordering);
+        status != Status::OK)
+        return status;
+    return expand_groups(context, n, compressed, group_order.get(), perm);
+}
+
+/// True when the order is one that is given, which perm then holds.
+bool order_given(const Settings& settings, const Pattern& full, std::int32_t* perm,
+                 OrderingMade& made) noexcept {
+    made.ordering = settings.ordering;
+    if (settings.ordering == ORDERING_USER) {
+        std::copy_n(settings.permutation, full.n, perm);
+        return true;
+    }
+    const bool apart = settings.compress || settings.blocked; // groups may lie apart in the natural order
+    const bool narrow = settings.ordering == ORDERING_AUTOMATIC && !apart && mf_natural_pays(full);
+    if (settings.ordering != ORDERING_NATURAL && !narrow) return false;
+    made.ordering = ORDERING_NATURAL;
+    std::iota(perm, perm + full.n, 0);
+    return true;
 }
 
 } // namespace
 
-Status mf_order(Context& context, const Pattern& full, std::int32_t* perm) noexcept {
-    const std::int32_t n = full.n;
-    if (n < 1) return Status::OK;
-    Buffer<std::int32_t> graph(context.memory, 2 * std::int64_t{n} + full.col_ptr[n] + 1);
-    if (!graph) return out_of_memory(context, Status::FACTOR_STORAGE);
-    std::int32_t* xadj = graph.get();
-    std::int32_t* adjacency = xadj + n + 1;
-    std::int32_t place = 0;
-    for (std::int32_t j = 0; j < n; ++j) {
-        xadj[j] = place;
-        for (std::int32_t e = full.col_ptr[j]; e < full.col_ptr[j + 1]; ++e)
-            if (full.row_ind[e] != j) adjacency[place++] = full.row_ind[e];
-    }
-    xadj[n] = place;
-
-    if (context.settings.blocked || context.settings.compress) {
+Status mf_order(Context& context, const Pattern& full, std::int32_t* perm, OrderingMade* made) noexcept {
+    OrderingMade unwanted;
+    OrderingMade& how = made != nullptr ? *made : unwanted;
+    how = OrderingMade{};
+    const Settings& settings = context.settings;
+    if (full.n < 1 || order_given(settings, full, perm, how)) return Status::OK;
+    PatternGraph plain;
+    if (const Status status = make_graph(context, full, plain); status != Status::OK) return status;
+    const Graph& graph = plain.graph;
+    if (settings.blocked || settings.compress ||
+        (settings.compress_when_it_pays && mf_compression_pays(graph))) {
         CompressedGraph compressed;
-        const Status status = mf_graph_compress(context, n, xadj, adjacency, compressed);
+        const Status status = mf_graph_compress(context, graph.n, graph.xadj, graph.adjacency, compressed);
         if (status != Status::OK) return status;
-        if (compressed.n_groups < n) return order_compressed(context, n, compressed, perm);
+        how.compressed = compressed.n_groups < graph.n;
+        if (how.compressed) return order_compressed(context, graph.n, compressed, perm, how.ordering);
     }
-    return order_plain(context, n, xadj, adjacency, perm);
+    return order_graph(context, graph, graph.n, perm, how.ordering);
 }
 
 } // namespace vyr

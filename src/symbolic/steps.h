@@ -15,13 +15,13 @@ namespace vyr {
 
 /// Computes the elimination tree of P A P^T.
 ///
-/// full      both triangles of A, caller's numbering
+/// full      both triangles of A, caller's numbering, with or without the diagonal
 /// perm      n: perm[new] = old; inverse: n: inverse[old] = new
 /// parent    out, n, new numbering: -1 for roots
 /// ancestor  scratch, n
 ///
 /// Returns the number of roots. Cost: nearly linear in the entries.
-std::int32_t mf_etree(const FullPattern& full, const std::int32_t* perm, const std::int32_t* inverse,
+std::int32_t mf_etree(const Pattern& full, const std::int32_t* perm, const std::int32_t* inverse,
                       std::int32_t* parent, std::int32_t* ancestor) noexcept;
 
 /// Renumbers parent and perm to a postorder of the elimination forest. Children are visited in increasing,
@@ -32,13 +32,14 @@ std::int32_t mf_etree(const FullPattern& full, const std::int32_t* perm, const s
 /// Cost: linear in n.
 [[nodiscard]] Status mf_postorder(Context& context, std::int32_t* children, Analysis& analysis) noexcept;
 
-/// Counts the nonzeros of every column of L, the diagonal included.
+/// Counts the nonzeros of every column of L, the diagonal included, from n, perm and parent of the analysis.
 ///
+/// full      as for mf_etree
 /// inverse   n: inverse[old] = new, of the final (postordered) permutation
 /// nonzeros  out, n
 ///
 /// Cost: nearly linear in the entries of the pattern.
-[[nodiscard]] Status mf_colcount(Context& context, const FullPattern& full, const std::int32_t* inverse,
+[[nodiscard]] Status mf_colcount(Context& context, const Pattern& full, const std::int32_t* inverse,
                                  std::int32_t* nonzeros, const Analysis& analysis) noexcept;
 
 /// Groups consecutive columns into relaxed supernodes and links these to the assembly tree, from the parents,

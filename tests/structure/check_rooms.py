@@ -16,8 +16,9 @@ ROOMS = {
     "report": {"core", "platform"},
     "engine": BELOW_ENGINE,
     "interface": BELOW_ENGINE | {"engine"},
+    "api": BELOW_ENGINE | {"engine"},
 }
-PUBLIC_HEADER = {"interface": "vyr.h"}
+PUBLIC_HEADER = {"interface": "vyr.h", "api": "vyr/solver.h"}
 SLOTS = re.compile(r"\b(mf_ctrl|mf_info|(CTRL|INFO)_[A-Z])")
 
 
@@ -43,6 +44,7 @@ def self_test():
         ("solve", "a.cpp", '#include "numeric/spd.h"\n#include "../engine/engine.h"\n', 2),
         ("engine", "a.cpp", '#include "interface/handle.h"\n#include "vyr.h"\n', 2),
         ("interface", "a.cpp", '#include "vyr.h"\n#include "engine/engine.h"\nmf_info[INFO_ROWS] = 1;', 0),
+        ("api", "a.cpp", '#include "vyr/solver.h"\n#include "interface/handle.h"\n', 1),
         ("report", "a.cpp", "print(mf_info[0]); // mf_ctrl", 1),
         ("numeric", "a.cpp", "// INFO_FLOPS\n", 0),
         ("core", "a.h", 'extern int counter;\nextern "C" int f(void);', 1),
@@ -62,6 +64,10 @@ def main():
         room = path.relative_to(root).parts[0]
         said = findings_of(room, path.name, path.read_text()) if room in ROOMS else ["stands in no room"]
         findings += [f"{path}: {finding}" for finding in said]
+    for path in sorted((root.parent / "tools").rglob("*.*")):
+        for include in re.findall(r'^\s*#\s*include\s*"([^"]+)"', path.read_text(), re.MULTILINE):
+            if not include.startswith(("tools/", "vyr/")) and include != "vyr.h":
+                findings.append(f"{path}: a program includes {include}")
     print("\n".join(findings))
     return 1 if findings else 0
 

@@ -171,6 +171,13 @@ double backward_error(const Csc& lower, const double* x, const double* b) {
     return residual == 0 ? 0 : residual / (norm_a * norm_x + norm_b);
 }
 
+double worst_error(const Csc& lower, const std::vector<double>& x, const std::vector<double>& b) {
+    double worst = 0;
+    for (std::size_t at = 0; at < b.size(); at += lower.n)
+        worst = std::max(worst, backward_error(lower, &x[at], &b[at]));
+    return worst;
+}
+
 std::vector<double> dense_cholesky(const Csc& lower, const std::vector<std::int32_t>& perm) {
     const std::size_t n = perm.size();
     std::vector<std::size_t> inverse(n);

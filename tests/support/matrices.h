@@ -56,6 +56,9 @@ std::vector<double> random_vector(std::int32_t n, std::uint64_t seed);
 /// ||b - A x|| / (||A|| ||x|| + ||b||), infinity norms, A by its lower triangle.
 double backward_error(const Csc& lower, const double* x, const double* b);
 
+/// The largest backward error of several columns.
+double worst_error(const Csc& lower, const std::vector<double>& x, const std::vector<double>& b);
+
 /// The upper Cholesky factor of perm' A perm, dense, column-major, by the textbook loops. A must be small.
 std::vector<double> dense_cholesky(const Csc& lower, const std::vector<std::int32_t>& perm);
 

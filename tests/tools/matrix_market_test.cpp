@@ -45,7 +45,7 @@ TEST(MatrixMarketMatrix, EveryFaultIsNamedWithItsLine) {
         {"", "f:1: the file is empty"},
         {"1 1 1\n1 1 1\n", "f:1: the first line must begin"},
         {"%%MatrixMarket matrix array real symmetric\n1 1\n1\n", "f:1: the format 'array'"},
-        {"%%MatrixMarket matrix coordinate pattern symmetric\n", "f:1: the field 'pattern' cannot be used"},
+        {"%%MatrixMarket matrix coordinate pattern symmetric\n", "f:1: the field 'pattern' is not served:"},
         {"%%MatrixMarket matrix coordinate real hermitian\n", "f:1: the symmetry 'hermitian' cannot be used"},
         {"%%MatrixMarket matrix coordinate real\n", "f:1: the symmetry is missing"},
         {"%%MatrixMarket matrix coordinate real symmetric extra\n", "f:1: unexpected 'extra'"},

@@ -1,13 +1,11 @@
 #include "tools/vyr/command_pivots.h"
 
-#include "platform/platform.h"
 #include "tools/vyr/matrix_market.h"
 #include "tools/vyr/pivots.h"
+#include "tools/vyr/process_facts.h"
 #include "tools/vyr/ticker.h"
 
 #include <cstdio>
-
-#include <omp.h>
 
 namespace vyr::tool {
 
@@ -36,16 +34,15 @@ CLI::App* add_pivots(CLI::App& app, PivotsOptions& options) {
 }
 
 bool run_pivots(const PivotsOptions& options) {
-    const bool live = platform::is_terminal(stdout);
-    if (options.threads > 0) omp_set_num_threads(options.threads);
+    const bool live = is_terminal(stdout);
     SparseMatrix a;
     {
         const Ticker ticker("read", live);
         a = read_symmetric(options.matrix);
     }
-    const PivotResult result = find_pivots(a, options.smallest, options.growth, live);
+    const PivotResult result = find_pivots(a, options.smallest, options.growth, options.threads, live);
     std::printf("%s\n%s", options.matrix.c_str(), pivots_text(result, options.count).c_str());
-    return result.status == Status::OK;
+    return accepted(result);
 }
 
 } // namespace vyr::tool

@@ -1,8 +1,10 @@
 #include "tools/vyr/environment.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #ifdef __linux__
+#include <dlfcn.h>
 #include <sys/auxv.h>
 #include <unistd.h>
 #endif
@@ -34,17 +36,21 @@ std::vector<std::pair<const char*, std::string>> missing_settings(const std::str
 
 #ifdef __linux__
 
-// Weak, because another BLAS may have been linked instead.
-extern "C" [[gnu::weak]] char* openblas_get_corename(void);
+/// The kernels that OpenBLAS chose in this process; empty when another BLAS was loaded.
+std::string chosen_kernels() {
+    void* const found = dlsym(RTLD_DEFAULT, "openblas_get_corename");
+    char* (*corename)(void) = nullptr;
+    std::memcpy(&corename, &found, sizeof found);
+    return corename != nullptr ? corename() : "";
+}
 
 void restart_with_settings(char** argv) {
     constexpr const char* DONE = "VYR_TOOL_ENVIRONMENT";
     if (std::getenv(DONE) != nullptr) return;
     // Started by hand through the dynamic loader, /proc/self/exe is the loader and not this program.
     if (getauxval(AT_BASE) == 0) return;
-    const std::string kernels = openblas_get_corename != nullptr ? openblas_get_corename() : "";
     const auto settings =
-        missing_settings(kernels, [](const char* name) -> const char* { return std::getenv(name); });
+        missing_settings(chosen_kernels(), [](const char* name) -> const char* { return std::getenv(name); });
     if (settings.empty() || setenv(DONE, "1", 1) != 0) return;
     for (const auto& [name, value] : settings)
         if (setenv(name, value.c_str(), 0) != 0) return;

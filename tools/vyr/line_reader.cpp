@@ -1,5 +1,6 @@
 #include "tools/vyr/line_reader.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -8,9 +9,13 @@
 #include <cstring>
 #include <memory>
 
+#include <zlib.h>
+
 namespace vyr::tool {
 
 namespace {
+
+constexpr std::size_t MOST_READ = std::size_t{1} << 30; ///< bytes of one read
 
 constexpr bool is_blank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f';
@@ -34,16 +39,21 @@ std::string_view without_plus(std::string_view token) {
 } // namespace
 
 std::string read_file(const std::string& path) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    // zlib reads plain files as they are.
+    const gzFile file = path == "-" ? gzdopen(0, "rb") : gzopen(path.c_str(), "rb");
     if (file == nullptr) throw FileError(path + ": cannot be opened: " + std::strerror(errno));
+    const std::unique_ptr<gzFile_s, int (*)(gzFile)> owner(file, gzclose);
     std::string text;
-    for (std::size_t room = std::size_t{1} << 20;; room = text.size()) { // doubles: reads pipes as well
+    for (std::size_t room = std::size_t{1} << 20;; room = std::min(text.size(), MOST_READ)) { // doubles
         const std::size_t held = text.size();
         text.resize(held + room);
-        const std::size_t got = std::fread(text.data() + held, 1, room, file.get());
-        text.resize(held + got);
-        if (std::ferror(file.get())) throw FileError(path + ": cannot be read: " + std::strerror(errno));
-        if (got < room) return text;
+        const int got = gzread(file, text.data() + held, static_cast<unsigned>(room));
+        text.resize(held + static_cast<std::size_t>(std::max(got, 0)));
+        int code = Z_OK;
+        const char* why = gzerror(file, &code);
+        if (got < 0 || (code != Z_OK && code != Z_STREAM_END))
+            throw FileError(path + ": cannot be read: " + (code == Z_ERRNO ? std::strerror(errno) : why));
+        if (static_cast<std::size_t>(got) < room) return text;
     }
 }
 
@@ -91,7 +101,13 @@ std::int64_t LineReader::integer(const char* what, std::int64_t least, std::int6
 
 double LineReader::number(const char* what) {
     const std::string_view found = token();
-    const std::string_view digits = without_plus(found);
+    std::string_view digits = without_plus(found);
+    std::string fortran; // 4.0D0 for 4.0E0
+    if (const std::size_t mark = digits.find_first_of("dD"); mark != std::string_view::npos) {
+        fortran = digits;
+        fortran[mark] = 'e';
+        digits = fortran;
+    }
     double value = 0;
     const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
     if (error == std::errc::invalid_argument || stop != digits.data() + digits.size())

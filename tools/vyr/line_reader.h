@@ -13,7 +13,8 @@ struct FileError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The whole contents of a file. Throws FileError when it cannot be read.
+/// The whole contents of a file; of standard input for "-". A gzip file is unpacked. Throws FileError when it
+/// cannot be read.
 std::string read_file(const std::string& path);
 
 /// A cursor over `text`, which must outlive it. Lines end with LF or CRLF; blanks and tabs separate tokens.
@@ -31,7 +32,8 @@ public:
     std::string_view token();
     /// The next token as a whole number in least .. most. `what` names it in errors: "the row number".
     std::int64_t integer(const char* what, std::int64_t least, std::int64_t most);
-    /// The next token as a finite number. Magnitudes below the smallest double read as 0.
+    /// The next token as a finite number; the exponent may be marked with D as in Fortran. Magnitudes below
+    /// the smallest double read as 0.
     double number(const char* what);
     /// Requires that nothing but blanks is left on the line.
     void end_of_line();

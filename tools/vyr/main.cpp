@@ -1,10 +1,11 @@
 // The command line: parses options, calls the library of the tool, turns outcomes into exit codes.
-#include "platform/platform.h"
+#include "tools/vyr/command_analyse.h"
 #include "tools/vyr/command_pivots.h"
 #include "tools/vyr/environment.h"
 #include "tools/vyr/generators.h"
 #include "tools/vyr/matrix_market.h"
 #include "tools/vyr/norms.h"
+#include "tools/vyr/process_facts.h"
 #include "tools/vyr/run_report.h"
 #include "tools/vyr/solve_report.h"
 #include "tools/vyr/ticker.h"
@@ -13,11 +14,10 @@
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <string>
 #include <vector>
-
-#include <omp.h>
 
 namespace {
 
@@ -31,6 +31,8 @@ struct Options {
     int threads = 0; ///< 0: as many as OpenMP reports
     int repeat = 1;
     bool indefinite = false;
+    bool automatic = false;
+    std::string ordering = "automatic";
     bool json = false;
     std::string file_directory;
     double memory_limit_mb = 0; ///< 0: none
@@ -58,6 +60,11 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
         ->option_text("x.mtx");
     command->add_flag("--indefinite", options.indefinite,
                       "A is not positive definite: eigenvalues of both signs, zeros on the diagonal");
+    command->add_flag("--automatic", options.automatic,
+                      "As --indefinite, but only when A is not positive definite");
+    command->add_option("--ordering", options.ordering, "automatic (default), metis, amd or natural")
+        ->option_text("NAME")
+        ->check(CLI::IsMember({"automatic", "metis", "amd", "natural"}));
     command->add_option("--threads", options.threads, "Threads to use, default what OpenMP reports")
         ->option_text("T")
         ->check(CLI::Range(1, 4096));
@@ -102,9 +109,25 @@ CLI::App* add_generate(CLI::App& app, Options& options) {
     return command;
 }
 
+std::int32_t ordering_of(const std::string& name) {
+    if (name == "metis") return VYR_ORDERING_METIS;
+    if (name == "amd") return VYR_ORDERING_AMD;
+    return name == "natural" ? VYR_ORDERING_NATURAL : VYR_ORDERING_AUTOMATIC;
+}
+
+/// The solution must not take the place of what it is made from.
+void refuse_overwriting(const Options& options) {
+    for (const std::string& input : {options.matrix, options.rhs}) {
+        std::error_code ignored;
+        if (options.solution.empty() || input.empty()) continue;
+        if (input == options.solution || std::filesystem::equivalent(input, options.solution, ignored))
+            throw FileError(options.solution + ": the output would overwrite the input");
+    }
+}
+
 int run_solve(const Options& options) {
-    const bool live = !options.json && vyr::platform::is_terminal(stdout);
-    if (options.threads > 0) omp_set_num_threads(options.threads);
+    refuse_overwriting(options);
+    const bool live = !options.json && is_terminal(stdout);
     SparseMatrix a;
     DenseMatrix b, x;
     {
@@ -112,14 +135,23 @@ int run_solve(const Options& options) {
         a = read_symmetric(options.matrix);
         b = options.rhs.empty() ? known_right_hand_sides(a, options.n_rhs) : read_dense(options.rhs, a.n);
     }
-    const SolveResult result = solve(
-        a, b, x,
-        {options.indefinite, options.repeat, live, options.file_directory, options.memory_limit_mb * 1e6});
+    SolveOptions chosen;
+    chosen.kind = options.automatic    ? VYR_KIND_AUTOMATIC
+                  : options.indefinite ? VYR_KIND_INDEFINITE
+                                       : VYR_KIND_POSITIVE;
+    chosen.ordering = ordering_of(options.ordering);
+    chosen.threads = options.threads;
+    chosen.repeat = options.repeat;
+    chosen.live = live;
+    chosen.directory = options.file_directory;
+    chosen.memory_limit = options.memory_limit_mb * 1e6;
+    const SolveResult result = solve(a, b, x, chosen);
+    const bool solved = result.status == VYR_STATUS_OK || result.status == VYR_STATUS_INACCURATE;
     if (options.json)
         std::fputs(result_json(result).c_str(), stdout);
-    else if (result.status == vyr::Status::OK)
+    else if (solved)
         std::printf("%s\n%s", options.matrix.c_str(), result_table(result).c_str());
-    if (result.status == vyr::Status::OK && !options.solution.empty())
+    if (solved && !options.solution.empty())
         write_dense(options.solution, x, "solution of " + options.matrix);
     if (!options.report_directory.empty()) write_run_report(options.report_directory, result);
     const std::string sentence = failure_sentence(result);
@@ -128,7 +160,7 @@ int run_solve(const Options& options) {
 }
 
 int run_generate(const Options& options) {
-    const Ticker ticker("generate", vyr::platform::is_terminal(stdout));
+    const Ticker ticker("generate", is_terminal(stdout));
     const SparseMatrix a = generate(options.kind, options.side);
     write_symmetric(options.generated, a,
                     "vyr generate " + options.kind + " " + std::to_string(options.side));
@@ -146,11 +178,14 @@ int run(int argc, char** argv) {
     add_generate(app, options);
     PivotsOptions pivots_options;
     const CLI::App* pivots_command = add_pivots(app, pivots_options);
+    AnalyseOptions analyse_options;
+    const CLI::App* analyse_command = add_analyse(app, analyse_options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? EXIT_SOLVED : EXIT_BAD_INPUT;
     }
+    if (analyse_command->parsed()) return run_analyse(analyse_options) ? EXIT_SOLVED : EXIT_NOT_SOLVED;
     if (pivots_command->parsed()) return run_pivots(pivots_options) ? EXIT_SOLVED : EXIT_NOT_SOLVED;
     return solve_command->parsed() ? run_solve(options) : run_generate(options);
 }

@@ -11,7 +11,8 @@
 namespace vyr::tool {
 
 /// Reads a symmetric matrix: coordinate, real or integer. Of a `symmetric` file an entry may lie in either
-/// triangle, but only once; a `general` file must hold both triangles with equal values.
+/// triangle, but only once; a `general` file must hold both triangles, equal but for the last
+/// places of the values; the lower one counts.
 SparseMatrix read_symmetric(const std::string& path);
 
 /// As read_symmetric for text already in memory; `name` stands for the file in errors.

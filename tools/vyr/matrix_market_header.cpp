@@ -14,9 +14,9 @@ std::string word(LineReader& reader) {
     return text;
 }
 
-/// Reads one word that must be `first` or `second`; true when it is `first`.
-bool choose(LineReader& reader, const char* first, const char* second, const char* what) {
-    const std::string found = word(reader);
+/// The word `found` must be `first` or `second`; true when it is `first`.
+bool choose(const LineReader& reader, const std::string& found, const char* first, const char* second,
+            const char* what) {
     if (found == first) return true;
     if (found == second) return false;
     reader.fail(std::string(what) + (found.empty() ? " is missing" : " '" + found + "' cannot be used") +
@@ -30,9 +30,13 @@ MatrixMarketHeader read_header(LineReader& reader) {
     if (word(reader) != "%%matrixmarket" || word(reader) != "matrix")
         reader.fail("the first line must begin with '%%MatrixMarket matrix'");
     MatrixMarketHeader header;
-    header.array = choose(reader, "array", "coordinate", "the format");
-    header.integer = choose(reader, "integer", "real", "the field");
-    header.symmetric = choose(reader, "symmetric", "general", "the symmetry");
+    header.array = choose(reader, word(reader), "array", "coordinate", "the format");
+    const std::string field = word(reader);
+    if (field == "complex" || field == "pattern")
+        reader.fail("the field '" + field +
+                    "' is not served: only real matrices with values are ('real' or 'integer')");
+    header.integer = choose(reader, field, "integer", "real", "the field");
+    header.symmetric = choose(reader, word(reader), "symmetric", "general", "the symmetry");
     reader.end_of_line();
     return header;
 }

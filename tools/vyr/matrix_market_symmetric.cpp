@@ -4,6 +4,7 @@
 #include "tools/vyr/matrix_market_header.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -123,6 +124,12 @@ SparseMatrix by_columns(std::int32_t n, const Triplets& triplets, bool transpose
     return a;
 }
 
+/// Halves written by programs that round differ in the last places.
+bool nearly_equal(double a, double b) {
+    constexpr double TOLERANCE = 1e-12;
+    return std::fabs(a - b) <= TOLERANCE * std::max(std::fabs(a), std::fabs(b));
+}
+
 /// Requires that the upper triangle, transposed into columns of the lower one, repeats `lower` off the
 /// diagonal. An absent entry differs from a stored zero.
 void require_mirrored(const SparseMatrix& lower, const SparseMatrix& upper, const Source& source) {
@@ -138,7 +145,7 @@ void require_mirrored(const SparseMatrix& lower, const SparseMatrix& upper, cons
                 source.fail({lower.row_ind[l], j}, "has no mirror image: the matrix is not symmetric");
             if (l == l_end || upper.row_ind[u] < lower.row_ind[l])
                 source.fail({j, upper.row_ind[u]}, "has no mirror image: the matrix is not symmetric");
-            if (lower.values[l] != upper.values[u])
+            if (!nearly_equal(lower.values[l], upper.values[u]))
                 source.fail({j, upper.row_ind[u]},
                             "differs from its mirror image: the matrix is not symmetric");
         }

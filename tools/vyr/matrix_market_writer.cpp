@@ -4,21 +4,26 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 namespace vyr::tool {
 
 namespace {
 
-/// A file written through a buffer; any failure throws, at the latest in finish().
+/// A file written through a buffer under a name of its own and renamed in finish(), so that none is ever left
+/// half; any failure throws, at the latest in finish(). What is no regular file is written as it is.
 class TextFile {
 public:
-    explicit TextFile(const std::string& path) : path_(path), file_(std::fopen(path.c_str(), "wb")) {
+    explicit TextFile(const std::string& path)
+        : path_(path),
+          written_(beside(path) ? path + ".part" : path),
+          file_(std::fopen(written_.c_str(), "wb")) {
         if (file_ == nullptr) fail("cannot be opened for writing");
     }
     TextFile(const TextFile&) = delete;
     TextFile& operator=(const TextFile&) = delete;
     ~TextFile() {
-        if (file_ != nullptr) std::fclose(file_);
+        if (file_ != nullptr) abandon();
     }
 
     TextFile& operator<<(const std::string& text) {
@@ -41,11 +46,25 @@ public:
         const bool closed = std::fclose(file_) == 0;
         file_ = nullptr;
         if (!closed) fail("cannot be written in full");
+        if (written_ == path_) return;
+        std::error_code failed;
+        std::filesystem::rename(written_, path_, failed);
+        if (failed) fail("cannot be written");
     }
 
 private:
     static constexpr std::size_t FLUSH_BYTES = std::size_t{1} << 16;
 
+    static bool beside(const std::string& path) {
+        std::error_code ignored;
+        return !std::filesystem::exists(path, ignored) || std::filesystem::is_regular_file(path, ignored);
+    }
+    void abandon() {
+        if (file_ != nullptr) std::fclose(file_);
+        file_ = nullptr;
+        std::error_code ignored;
+        if (written_ != path_) std::filesystem::remove(written_, ignored);
+    }
     void flush() {
         if (std::fwrite(buffer_.data(), 1, buffer_.size(), file_) != buffer_.size())
             fail("cannot be written in full");
@@ -53,12 +72,12 @@ private:
     }
     [[noreturn]] void fail(const char* what) {
         const std::string reason = std::strerror(errno);
-        if (file_ != nullptr) std::fclose(file_);
-        file_ = nullptr;
+        abandon();
         throw FileError(path_ + ": " + what + ": " + reason);
     }
 
     std::string path_;
+    std::string written_;
     std::FILE* file_;
     std::string buffer_;
 };

@@ -1,53 +1,55 @@
 #include "tools/vyr/pivots.h"
 
-#include "engine/system.h"
+#include "tools/vyr/library.h"
 #include "tools/vyr/ticker.h"
 
 #include <algorithm>
-#include <cfloat>
 #include <cmath>
 
 namespace vyr::tool {
 
 namespace {
 
-constexpr double NOT_COMPUTED = -DBL_MAX;
-
 /// Marks what explains the failure: every pivot that is too small, or the two extremes that spread too far.
 void mark_failed(PivotResult& result) {
+    result.marks.assign(result.pivots.size(), 0);
     for (std::size_t i = 0; i < result.pivots.size(); ++i) {
-        const bool computed = result.pivots[i] != NOT_COMPUTED;
-        const bool too_small = result.status == Status::SMALL_PIVOT && result.pivots[i] <= result.smallest;
-        result.marks[i] = !computed ? -1 : too_small ? 1 : 0;
+        if (std::isnan(result.pivots[i]))
+            result.marks[i] = -1;
+        else if (result.status == VYR_STATUS_NOT_POSITIVE && result.pivots[i] <= result.smallest)
+            result.marks[i] = 1;
     }
-    if (result.status != Status::GROWTH) return;
-    for (const bool largest : {false, true})
-        for (const std::int32_t i : extreme_pivots(result, 1, largest))
-            result.marks[static_cast<std::size_t>(i)] = 1;
+    if (result.status != VYR_STATUS_OK || !(result.growth > 1)) return;
+    const auto low = extreme_pivots(result, 1, false), high = extreme_pivots(result, 1, true);
+    if (low.empty()) return;
+    const auto least = static_cast<std::size_t>(low[0]), most = static_cast<std::size_t>(high[0]);
+    result.spread = std::fabs(result.pivots[most]) > result.growth * std::fabs(result.pivots[least]);
+    if (result.spread) result.marks[least] = result.marks[most] = 1;
 }
 
 } // namespace
 
-PivotResult find_pivots(const SparseMatrix& a, double smallest, double growth, bool live) {
+PivotResult find_pivots(const SparseMatrix& a, double smallest, double growth, std::int32_t threads,
+                        bool live) {
     PivotResult result;
     result.smallest = smallest;
     result.growth = growth;
-    Accounting memory;
-    Context context(memory);
-    context.settings.pivot_min = smallest;
-    context.settings.growth_limit = growth;
-    System system(memory);
-    const Matrix matrix{{a.n, a.col_ptr.data(), a.row_ind.data()}, a.values.data()};
+    vyr_options options;
+    vyr_options_default(&options, sizeof options);
+    options.pivot_min = smallest;
+    options.threads = threads;
+    const vyr_matrix matrix = library_matrix(a);
     const Ticker ticker("factorise", live);
-    result.status = mf_analyse_system(context, matrix, 0, system);
-    const bool analysed = result.status == Status::OK;
-    if (analysed) result.status = mf_factorise_system(context, matrix, system);
-    if (result.status != Status::OK) result.bytes_needed = memory.refused.load();
-    if (!analysed) return result;
+    Analysis analysis;
+    result.status = analysis.make(matrix, options);
+    result.message = analysis.message();
+    if (result.status != VYR_STATUS_OK) return result;
+    Factor factor;
+    result.status = factor.make(analysis, options);
+    if (result.status == VYR_STATUS_OK) result.status = vyr_factorise(factor.get(), &matrix);
+    result.message = vyr_factor_message(factor.get());
     result.pivots.resize(static_cast<std::size_t>(a.n));
-    result.marks.resize(static_cast<std::size_t>(a.n));
-    for (std::int32_t k = 0; k < a.n; ++k)
-        result.pivots[static_cast<std::size_t>(system.analysis.perm[k])] = system.factor.diag_values[k];
+    if (vyr_factor_pivots(factor.get(), result.pivots.data()) != VYR_STATUS_OK) result.pivots.clear();
     mark_failed(result);
     return result;
 }
@@ -55,8 +57,7 @@ PivotResult find_pivots(const SparseMatrix& a, double smallest, double growth, b
 std::vector<std::int32_t> extreme_pivots(const PivotResult& result, int count, bool largest) {
     std::vector<std::int32_t> equations;
     for (std::size_t i = 0; i < result.pivots.size(); ++i)
-        if (result.marks[i] != -1 && !std::isnan(result.pivots[i]))
-            equations.push_back(static_cast<std::int32_t>(i));
+        if (!std::isnan(result.pivots[i])) equations.push_back(static_cast<std::int32_t>(i));
     const auto magnitude = [&](std::int32_t i) {
         return std::fabs(result.pivots[static_cast<std::size_t>(i)]);
     };

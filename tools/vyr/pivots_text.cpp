@@ -23,8 +23,7 @@ std::string number(double value) {
 
 /// Why the library marked a pivot.
 std::string reason(const PivotResult& result, double pivot, bool is_smallest) {
-    if (result.status == Status::GROWTH)
-        return is_smallest ? "smallest in magnitude" : "largest in magnitude";
+    if (result.spread) return is_smallest ? "smallest in magnitude" : "largest in magnitude";
     if (pivot < 0.0) return "negative: the matrix is not positive definite";
     if (pivot == 0.0) return "zero: nothing holds this equation";
     return "not above the limit " + number(result.smallest);
@@ -50,21 +49,20 @@ std::string extreme_rows(const PivotResult& result, int count, bool largest) {
 }
 
 std::string failure(const PivotResult& result) {
-    if (result.status == Status::GROWTH)
+    if (result.spread)
         return "The pivots spread over more than the allowed ratio " + number(result.growth) + ".\n";
-    if (result.status == Status::SMALL_PIVOT)
+    if (result.status == VYR_STATUS_NOT_POSITIVE)
         return "A pivot is not above the limit " + number(result.smallest) + ".\n";
-    if (result.status == Status::NOT_SPD) return "The matrix is not positive definite.\n";
     SolveResult other;
     other.status = result.status;
-    other.bytes_needed = result.bytes_needed;
+    other.message = result.message;
     return failure_sentence(other) + "\n";
 }
 
 } // namespace
 
 std::string pivots_text(const PivotResult& result, int count) {
-    std::string text = result.status == Status::OK ? "" : failure(result) + marked_rows(result);
+    std::string text = accepted(result) ? "" : failure(result) + marked_rows(result);
     std::size_t n_computed = 0;
     for (const int mark : result.marks) n_computed += mark != -1;
     if (n_computed == 0) return text;
@@ -74,7 +72,7 @@ std::string pivots_text(const PivotResult& result, int count) {
     text += extreme_rows(result, count, false) + extreme_rows(result, count, true);
     const std::vector<std::int32_t> low = extreme_pivots(result, 1, false);
     const std::vector<std::int32_t> high = extreme_pivots(result, 1, true);
-    if (result.status == Status::OK && !low.empty())
+    if (accepted(result) && !low.empty())
         text += "Ratio of the largest to the smallest: " +
                 number(std::fabs(result.pivots[static_cast<std::size_t>(high[0])] /
                                  result.pivots[static_cast<std::size_t>(low[0])])) +

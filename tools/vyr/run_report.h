@@ -7,8 +7,8 @@
 
 namespace vyr::tool {
 
-/// Writes the report on a run, body included, into an existing directory. Throws std::runtime_error when the
-/// file cannot be written in full.
+/// Writes a report with the tags of docs/report.md into an existing directory, what nobody measured as 0.
+/// Throws std::runtime_error when the file cannot be written in full.
 void write_run_report(const std::string& directory, const SolveResult& result);
 
 } // namespace vyr::tool

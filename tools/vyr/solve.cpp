@@ -1,16 +1,13 @@
 #include "tools/vyr/solve.h"
 
-#include "engine/memory_share.h"
-#include "engine/system.h"
-#include "platform/platform.h"
-#include "tools/vyr/norms.h"
+#include "tools/vyr/library.h"
+#include "tools/vyr/process_facts.h"
 #include "tools/vyr/ticker.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <vector>
-
-#include <omp.h>
 
 namespace vyr::tool {
 
@@ -23,128 +20,84 @@ double median(std::vector<double> samples) {
     return samples.size() % 2 != 0 ? samples[middle] : 0.5 * (samples[middle - 1] + samples[middle]);
 }
 
-/// One run: the matrix, its place in the engine, and the result in the making.
-class Run {
-public:
-    Run(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, const SolveOptions& options)
-        : matrix_{{a.n, a.col_ptr.data(), a.row_ind.data()}, a.values.data()},
-          b_(b),
-          x_(x),
-          options_(options),
-          context_(memory_),
-          system_(memory_) {
-        context_.settings.type = options.indefinite ? TYPE_LDLT : TYPE_SPD;
-        context_.settings.directory = options.directory.c_str();
-        if (!options.directory.empty()) context_.settings.core_mode = CORE_OUT;
-        result_.out_of_core = !options.directory.empty();
-        result_.n = a.n;
-        result_.nnz = a.nnz();
-        result_.n_rhs = b.n_cols;
-        result_.threads = omp_get_max_threads();
-        result_.backward_error = std::numeric_limits<double>::quiet_NaN();
-        context_.statistics.rows = context_.statistics.cols = a.n;
-        context_.statistics.nnz = a.nnz();
-        context_.statistics.symmetry = context_.statistics.symmetry_origin = 1;
-    }
+/// Runs `work`, shows its name meanwhile, and returns the seconds it took.
+template <typename Work>
+double timed(const char* phase, bool live, Work work) {
+    const Ticker ticker(phase, live);
+    const double start = seconds_now();
+    work();
+    return seconds_now() - start;
+}
 
-    /// True when x got the solutions.
-    bool run() {
-        result_.seconds_analyse = timed("order and analyse", [&] {
-            result_.status = mf_analyse_system(context_, matrix_, options_.memory_limit_bytes, system_);
-        });
-        if (result_.status != Status::OK) return false;
-        result_.nnz_factor = mf_factor_nnz(system_.analysis);
-        std::vector<double> factorise, substitute;
-        for (int round = 0; result_.status == Status::OK && round < options_.repeat; ++round)
-            run_once(factorise, substitute);
-        result_.seconds_factorise = median(factorise);
-        result_.seconds_solve = median(substitute);
-        return result_.status == Status::OK;
-    }
+vyr_options library_options(const SolveOptions& options) {
+    vyr_options chosen;
+    vyr_options_default(&chosen, sizeof chosen);
+    chosen.kind = options.kind;
+    chosen.ordering = options.ordering;
+    chosen.threads = options.threads;
+    chosen.pivot_min = options.pivot_min;
+    chosen.backward_error_limit = LARGEST_BACKWARD_ERROR;
+    if (!options.directory.empty()) chosen.directory = options.directory.c_str();
+    chosen.memory_limit = options.memory_limit;
+    return chosen;
+}
 
-    template <typename Work>
-    double timed(const char* phase, Work work) const {
-        const Ticker ticker(phase, options_.live);
-        const double start = platform::clock_ms();
-        work();
-        return (platform::clock_ms() - start) * 1e-3;
-    }
-
-    /// The result, with what only the end of the run can tell.
-    SolveResult finish() {
-        Statistics& statistics = context_.statistics;
-        statistics.status = code(result_.status);
-        statistics.mem = static_cast<double>(memory_.current.load()) / MEGABYTE;
-        statistics.peak = mf_mem_peak(memory_) / MEGABYTE;
-        result_.settings = context_.settings;
-        result_.settings.directory = "";
-        result_.statistics = statistics;
-        result_.peak_bytes = platform::peak_resident_bytes();
-        if (result_.status != Status::OK) result_.bytes_needed = memory_.refused.load();
-        return result_;
-    }
-
-    SolveResult& result() { return result_; }
-
-private:
-    void run_once(std::vector<double>& factorise, std::vector<double>& substitute) {
-        context_.statistics.numeric_start = platform::clock_ms();
-        factorise.push_back(
-            timed("factorise", [&] { result_.status = mf_factorise_system(context_, matrix_, system_); }));
-        context_.statistics.t_num = factorise.back();
-        result_.flops = context_.statistics.flops;
-        if (result_.out_of_core) report_files();
-        if (result_.status != Status::OK) return find_failed_equations();
-        substitute.push_back(timed("solve", [&] {
-            result_.status = mf_solve_system(context_, system_, matrix_, b_.values.data(), x_.values.data(),
-                                             b_.n_cols, result_.refinements);
-        }));
-    }
-
-    void report_files() {
-        const FactorFiles& files = system_.factor.files;
-        result_.n_files = files.count;
-        result_.file_bytes = static_cast<double>(files.doubles) * sizeof(double);
-        result_.seconds_written = context_.statistics.t_file_write / 1000;
-        if (result_.status != Status::FACTOR_STORAGE && result_.status != Status::MEMORY) return;
-        result_.files_unwritable = files.status == Status::FACTOR_FILE || files.status == Status::EMPTY_FILE;
-        if (!result_.files_unwritable && options_.memory_limit_bytes > 0)
-            (void)mf_least_limit(context_, system_, result_.least_limit_bytes);
-    }
-
-    /// Which pivots were too small; the first equation is kept.
-    void find_failed_equations() {
-        if (result_.status != Status::SMALL_PIVOT) return;
-        const Factor& factor = system_.factor;
-        std::int32_t first = result_.n;
-        for (std::int32_t k = 0; k < result_.n; ++k) {
-            const double pivot = factor.diag_values[k];
-            if (pivot == -std::numeric_limits<double>::max() || pivot > context_.settings.pivot_min) continue;
-            ++result_.failed_equations;
-            if (system_.analysis.perm[k] >= first) continue;
-            first = system_.analysis.perm[k];
-            result_.failed_pivot = pivot;
-        }
-        result_.failed_equation = first + 1;
-    }
-
-    const Matrix matrix_;
-    const DenseMatrix& b_;
-    DenseMatrix& x_;
-    const SolveOptions& options_;
-    Accounting memory_;
-    Context context_;
-    System system_;
-    SolveResult result_;
-};
+/// Factorises and solves once; the status tells how far it came.
+vyr_status run_once(const vyr_matrix& matrix, Factor& factor, const DenseMatrix& b, DenseMatrix& x, bool live,
+                    SolveResult& result, std::vector<double>& factorise, std::vector<double>& substitute) {
+    vyr_status status = VYR_STATUS_OK;
+    factorise.push_back(timed("factorise", live, [&] { status = vyr_factorise(factor.get(), &matrix); }));
+    result.factor = factor.info();
+    result.message = vyr_factor_message(factor.get());
+    if (status != VYR_STATUS_OK) return status;
+    vyr_solve_info info{};
+    info.size = sizeof info;
+    timed("solve", live, [&] {
+        status =
+            vyr_solve(factor.get(), b.n_cols, b.values.data(), b.n_rows, x.values.data(), x.n_rows, &info);
+    });
+    substitute.push_back(info.seconds);
+    result.refinements = info.refinements;
+    result.backward_error = info.backward_error;
+    return status;
+}
 
 } // namespace
 
 SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, const SolveOptions& options) {
+    SolveResult result;
+    result.n = a.n;
+    result.nnz = a.nnz();
+    result.n_rhs = b.n_cols;
+    result.backward_error = result.condition = std::numeric_limits<double>::quiet_NaN();
+    result.out_of_core = !options.directory.empty();
+    result.memory_limit = options.memory_limit;
+    result.value_min = std::numeric_limits<double>::max();
+    for (const double value : a.values) {
+        result.value_max = std::max(result.value_max, std::fabs(value));
+        if (value != 0) result.value_min = std::min(result.value_min, std::fabs(value));
+    }
     x = DenseMatrix{b.n_rows, b.n_cols, std::vector<double>(b.values.size())};
-    Run run(a, b, x, options);
-    if (run.run()) run.timed("check", [&] { run.result().backward_error = backward_error(a, x, b); });
-    return run.finish();
+
+    const vyr_options chosen = library_options(options);
+    const vyr_matrix matrix = library_matrix(a);
+    Analysis analysis;
+    timed("order and analyse", options.live, [&] { result.status = analysis.make(matrix, chosen); });
+    result.message = analysis.message();
+    if (result.status == VYR_STATUS_OK) {
+        result.analysis = analysis.info();
+        Factor factor;
+        result.status = factor.make(analysis, chosen);
+        std::vector<double> factorise, substitute;
+        for (int round = 0; result.status == VYR_STATUS_OK && round < options.repeat; ++round)
+            result.status = run_once(matrix, factor, b, x, options.live, result, factorise, substitute);
+        result.seconds_factorise = median(factorise);
+        result.seconds_solve = median(substitute);
+        if (result.status == VYR_STATUS_OK || result.status == VYR_STATUS_INACCURATE)
+            timed("check", options.live, [&] { (void)vyr_condition(factor.get(), 1, &result.condition); });
+    }
+    result.peak_bytes = peak_resident_bytes();
+    return result;
 }
 
 } // namespace vyr::tool

@@ -1,65 +1,54 @@
-// The work of `vyr solve`: one matrix through the engine, timed and judged.
+// The work of `vyr solve`: one matrix through the library, timed and judged.
 #pragma once
 
-#include "core/settings.h"
-#include "core/statistics.h"
-#include "core/status.h"
 #include "tools/vyr/sparse_matrix.h"
+#include "vyr/solver.h"
 
 #include <cstdint>
 #include <string>
 
 namespace vyr::tool {
 
+/// A solution with a larger backward error than this one is not accepted.
+inline constexpr double LARGEST_BACKWARD_ERROR = 1e-8;
+
 /// What the user asked for.
 struct SolveOptions {
-    bool indefinite = false;       ///< by L D L^T, with partners for weak diagonals and refinement
-    int repeat = 1;                ///< factorise and solve so often
-    bool live = false;             ///< show on standard output which phase is running
-    std::string directory;         ///< for the factor files; empty: the factor stays in memory
-    double memory_limit_bytes = 0; ///< of the whole process, out of core; 0: what the machine has
+    std::int32_t kind = VYR_KIND_POSITIVE;
+    std::int32_t ordering = VYR_ORDERING_AUTOMATIC;
+    std::int32_t threads = 0; ///< 0: as many as OpenMP reports
+    int repeat = 1;           ///< factorise and solve so often
+    bool live = false;        ///< show on standard output which phase is running
+    std::string directory;    ///< for the factor files; empty: the factor stays in memory
+    double memory_limit = 0;  ///< bytes of the whole process, out of core; 0: what the machine has
+    double pivot_min = 0;     ///< a pivot of L L^T that is not above this fails
 };
 
 /// What was measured. Times are seconds, medians over the repetitions.
 struct SolveResult {
-    Status status = Status::OK;
+    vyr_status status = VYR_STATUS_OK;
+    std::string message; ///< of the object that failed
     std::int32_t n = 0;
-    std::int32_t nnz = 0;        ///< stored entries, lower triangle
-    std::int64_t nnz_factor = 0; ///< entries of L, the diagonal included
-    double flops = 0;            ///< of one factorization
-    double seconds_analyse = 0;  ///< ordering included
+    std::int32_t nnz = 0; ///< stored entries, lower triangle
+    std::int32_t n_rhs = 0;
+    vyr_analysis_info analysis{};
+    vyr_factor_info factor{};
     double seconds_factorise = 0;
     double seconds_solve = 0;     ///< all right-hand sides
     std::uint64_t peak_bytes = 0; ///< largest resident size of the process
-    int threads = 0;
-    std::int32_t n_rhs = 0;
-    int refinements = 0;       ///< steps that improved the solutions
-    double backward_error = 0; ///< not a number until solved
-
-    std::int32_t failed_equation = 0;  ///< 1-based; 0: none is known
-    std::int32_t failed_equations = 0; ///< how many pivots were too small
-    double failed_pivot = 0;
-    double bytes_needed = 0; ///< the request that was refused; 0: none was
-
-    // Out of core.
+    int refinements = 0;          ///< steps that improved the solutions
+    double backward_error = 0;    ///< not a number until solved
+    double condition = 0;         ///< of the equilibrated matrix, estimated; not a number until solved
     bool out_of_core = false;
-    std::int32_t n_files = 0;
-    double file_bytes = 0;         ///< in all files
-    double seconds_written = 0;    ///< spent writing them, last factorization
-    double least_limit_bytes = 0;  ///< when the limit was too small: one that should do
-    bool files_unwritable = false; ///< a file could not be written
-
-    // For the statistics report.
-    Settings settings;
-    Statistics statistics;
+    double memory_limit = 0;
+    double value_max = 0, value_min = 0; ///< magnitudes of the stored values that are not zero
 };
 
-/// Analyses, then factorises and solves, with as many threads as OpenMP reports.
+/// Analyses, then factorises and solves.
 ///
 /// x   out: n x b.n_cols solutions
 ///
-/// A failure of the library ends in `status`; no exception but std::bad_alloc leaves. By L D L^T the entries
-/// of L and the operations are those of the matrix with partners tied; everything else is about `a` itself.
+/// A failure of the library ends in `status`; no exception but std::bad_alloc leaves.
 SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, const SolveOptions& options);
 
 } // namespace vyr::tool

@@ -7,13 +7,13 @@
 
 namespace vyr::tool {
 
-/// A solution with a larger backward error than this one is not accepted.
-inline constexpr double LARGEST_BACKWARD_ERROR = 1e-8;
+/// Of an equilibrated matrix with a larger condition number no digit of a solution is certain: 1 / epsilon.
+inline constexpr double LARGEST_CONDITION = 4503599627370496.0;
 
-/// True when the library succeeded and its solution is accurate.
+/// True when the library succeeded and its solution can be trusted.
 bool accepted(const SolveResult& result);
 
-/// A table for people. Only for results without a failed status.
+/// A table for people. Only for results with a solution.
 std::string result_table(const SolveResult& result);
 
 /// One JSON object, for any result.

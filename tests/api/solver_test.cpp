@@ -1,0 +1,217 @@
+// Systems of every kind through the library interface.
+#include "api/host.h"
+#include "support/capture.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <thread>
+
+#include <omp.h>
+
+namespace vyr::test {
+namespace {
+
+/// Applies P, L, D, L^T and P^T one after the other.
+std::vector<double> by_parts(const Factor& factor, std::vector<double> x) {
+    for (const std::int32_t part : {VYR_PART_P, VYR_PART_L, VYR_PART_D, VYR_PART_LT, VYR_PART_PT})
+        factor.solve_part(part, x);
+    return x;
+}
+
+TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
+    const TempDirectory place;
+    const std::uint64_t seed = test_seed();
+    struct Row {
+        Csc a;
+        std::int32_t kind, used;
+    };
+    const Row rows[] = {
+        {spd(600, grid_edges(10, 10, 6), seed), VYR_KIND_POSITIVE, VYR_KIND_POSITIVE},
+        {spd(50, dense_edges(50), seed), VYR_KIND_AUTOMATIC, VYR_KIND_POSITIVE},
+        {shifted(spd(400, grid_edges(20, 20), seed), 2.5), VYR_KIND_INDEFINITE, VYR_KIND_INDEFINITE},
+        {shifted(spd(400, grid_edges(20, 20), seed), 1.2), VYR_KIND_AUTOMATIC, VYR_KIND_INDEFINITE},
+        {saddle(15, seed), VYR_KIND_AUTOMATIC, VYR_KIND_INDEFINITE},
+        {saddle(15, seed), VYR_KIND_INDEFINITE, VYR_KIND_INDEFINITE},
+    };
+    for (const Row& row : rows)
+        for (const bool files : {false, true})
+            for (const std::int32_t threads : {1, 3}) {
+                Options options;
+                options.kind = row.kind;
+                options.threads = threads;
+                options.directory = files ? "." : nullptr;
+                Csc a = row.a;
+                const Analysis analysis(view_of(a), options);
+                Factor factor(analysis);
+                for (int round = 0; round < 2; ++round) {
+                    factor.factorise(view_of(a));
+                    EXPECT_EQ(factor.info().kind, row.used);
+                    EXPECT_EQ(factor.info().threads, threads);
+                    EXPECT_EQ(factor.info().files > 0, files);
+                    std::vector<double> b = random_vector(3 * a.n, seed + round), x(b.size());
+                    const vyr_solve_info info = factor.solve(b, x, 3);
+                    EXPECT_LT(worst_error(a, x, b), 1e-13);
+                    EXPECT_NEAR(info.backward_error, worst_error(a, x, b), 1e-16);
+                    const std::vector<double> one(b.begin(), b.begin() + a.n);
+                    EXPECT_LT(backward_error(a, by_parts(factor, one).data(), one.data()), 1e-9);
+                    factor.solve(b, b, 3); // in place
+                    EXPECT_EQ(b, x);
+                    for (double& value : a.values) value *= 1.5;
+                }
+            }
+    EXPECT_TRUE(std::filesystem::is_empty(place.path())) << "the files go with their factor";
+}
+
+TEST(Solver, TellsInertiaDeterminantPivotsAndConditionOfADiagonal) {
+    const Csc a = diagonal({4, -2, 1, -0.5, 8});
+    Options options;
+    options.kind = VYR_KIND_AUTOMATIC;
+    const Analysis analysis(view_of(a), options);
+    Factor factor(analysis);
+    factor.factorise(view_of(a));
+    const vyr_factor_info info = factor.info();
+    EXPECT_EQ(info.positive, 3);
+    EXPECT_EQ(info.negative, 2);
+    EXPECT_EQ(info.zero, 0);
+    EXPECT_DOUBLE_EQ(info.pivot_smallest, 0.5);
+    EXPECT_DOUBLE_EQ(info.pivot_largest, 8);
+    const auto [logarithm, sign] = factor.log_determinant();
+    EXPECT_NEAR(logarithm, std::log(32.0), 1e-14);
+    EXPECT_EQ(sign, 1);
+    EXPECT_DOUBLE_EQ(factor.condition(), 16);
+    EXPECT_DOUBLE_EQ(factor.condition(true), 2) << "scales are powers of two";
+    std::vector<double> pivots(5);
+    check(vyr_factor_pivots(factor.get(), pivots.data()));
+    EXPECT_EQ(pivots, a.values);
+}
+
+TEST(Solver, TheFactorByColumnsMultipliesBackToTheMatrix) {
+    for (const Csc& a : {spd(60, grid_edges(10, 6)), saddle(6, 3)}) {
+        Options options;
+        options.kind = VYR_KIND_AUTOMATIC;
+        const Analysis analysis(view_of(a), options);
+        Factor factor(analysis);
+        factor.factorise(view_of(a));
+        const std::int32_t n = a.n;
+        std::vector<std::int64_t> ptr(n + 1);
+        check(vyr_factor_columns(factor.get(), ptr.data(), nullptr, nullptr, nullptr));
+        std::vector<std::int32_t> ind(ptr.back()), order(n);
+        std::vector<double> values(ptr.back()), d(n), beside(n), l(n * n), product(n * n);
+        check(vyr_factor_columns(factor.get(), ptr.data(), ind.data(), values.data(), order.data()));
+        check(vyr_factor_diagonal(factor.get(), d.data(), beside.data()));
+        if (factor.info().kind == VYR_KIND_POSITIVE) std::fill(d.begin(), d.end(), 1.0);
+        for (std::int32_t j = 0; j < n; ++j)
+            for (std::int64_t k = ptr[j]; k < ptr[j + 1]; ++k) l[ind[k] * n + j] = values[k];
+        for (std::int32_t i = 0; i < n; ++i)
+            for (std::int32_t j = 0; j < n; ++j)
+                for (std::int32_t k = 0; k < n; ++k) {
+                    product[i * n + j] += l[i * n + k] * d[k] * l[j * n + k];
+                    if (k + 1 < n)
+                        product[i * n + j] +=
+                            beside[k] * (l[i * n + k] * l[j * n + k + 1] + l[i * n + k + 1] * l[j * n + k]);
+                }
+        std::vector<double> dense(n * n);
+        for (std::int32_t j = 0; j < n; ++j)
+            for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
+                dense[a.rowind[k] * n + j] = dense[j * n + a.rowind[k]] = a.values[k];
+        for (std::int32_t i = 0; i < n; ++i)
+            for (std::int32_t j = 0; j < n; ++j)
+                EXPECT_NEAR(product[i * n + j], dense[order[i] * n + order[j]], 1e-9);
+    }
+}
+
+TEST(Solver, ThreadsShareAnAnalysisAndAFactorThatOutliveTheirHandles) {
+    const Csc a = spd(900, grid_edges(30, 30));
+    auto analysis = std::make_unique<Analysis>(view_of(a));
+    std::vector<std::unique_ptr<Factor>> factors;
+    for (int k = 0; k < 4; ++k) factors.push_back(std::make_unique<Factor>(*analysis));
+    analysis.reset();
+    const auto together = [](const auto& body) {
+        std::vector<std::thread> threads;
+        for (int k = 0; k < 4; ++k) threads.emplace_back(body, k);
+        for (std::thread& thread : threads) thread.join();
+    };
+    together([&](int k) {
+        Csc scaled = a;
+        for (double& value : scaled.values) value *= k + 1;
+        factors[k]->factorise(view_of(scaled));
+    });
+    together([&](int k) {
+        for (int f = 0; f < 4; ++f) {
+            const std::vector<double> b = random_vector(a.n, k);
+            std::vector<double> x(b.size());
+            factors[f]->solve(b, x);
+            for (double& value : x) value *= f + 1;
+            EXPECT_LT(backward_error(a, x.data(), b.data()), 1e-14);
+        }
+    });
+}
+
+TEST(Solver, InsideAParallelRegionOfTheHostItTakesOneThreadAndLeavesItsSettingsAlone) {
+    const Csc a = spd(400, grid_edges(20, 20));
+    omp_set_num_threads(3);
+    std::int32_t inside = 0;
+#pragma omp parallel num_threads(2)
+    {
+#pragma omp single
+        inside = Analysis(view_of(a)).info().threads;
+    }
+    EXPECT_EQ(inside, 1);
+    Factor factor{Analysis(view_of(a))};
+    factor.factorise(view_of(a));
+    EXPECT_EQ(factor.info().threads, 3);
+    EXPECT_EQ(omp_get_max_threads(), 3);
+}
+
+struct Host {
+    std::vector<double> fractions;
+    std::string log;
+    int calls_left = 1 << 30;
+    vyr_factor* factor = nullptr;
+    vyr_status inner = VYR_STATUS_OK;
+    std::thread::id thread = std::this_thread::get_id();
+
+    static std::int32_t progress(void* user, std::int32_t, double fraction) {
+        Host& host = *static_cast<Host*>(user);
+        EXPECT_EQ(std::this_thread::get_id(), host.thread);
+        host.fractions.push_back(fraction);
+        double x[1] = {};
+        if (host.factor != nullptr) host.inner = vyr_solve(host.factor, 1, x, 1, x, 1, nullptr);
+        return --host.calls_left < 0;
+    }
+    static void write(void* user, std::int32_t, const char* text) {
+        static_cast<Host*>(user)->log += std::string(text) + "\n";
+    }
+};
+
+TEST(Solver, ACallbackIsToldOfProgressMayCancelAndIsRefusedTheObject) {
+    const Csc a = spd(8000, grid_edges(20, 20, 20));
+    Host host;
+    Options options;
+    options.progress = Host::progress;
+    options.log = Host::write;
+    options.progress_user = options.log_user = &host;
+    const Analysis analysis(view_of(a), options);
+    EXPECT_FALSE(host.fractions.empty());
+    Factor factor(analysis);
+    host.factor = factor.get();
+    host.fractions.clear();
+    factor.factorise(view_of(a));
+    EXPECT_EQ(host.inner, VYR_STATUS_BUSY);
+    EXPECT_TRUE(std::is_sorted(host.fractions.begin(), host.fractions.end()));
+    host.factor = nullptr;
+    std::vector<double> x = random_vector(a.n, 1);
+    host.calls_left = 0;
+    EXPECT_EQ(vyr_factorise(factor.get(), &static_cast<const vyr_matrix&>(view_of(a))), VYR_STATUS_CANCELLED);
+    host.calls_left = 1 << 30;
+    EXPECT_EQ(vyr_solve(factor.get(), 1, x.data(), a.n, x.data(), a.n, nullptr), VYR_STATUS_NOT_FACTORISED);
+    factor.factorise(view_of(a));
+    host.calls_left = 0;
+    EXPECT_EQ(vyr_solve(factor.get(), 1, x.data(), a.n, x.data(), a.n, nullptr), VYR_STATUS_CANCELLED);
+    host.calls_left = 0;
+    EXPECT_THROW(Analysis(view_of(a), options), Error);
+}
+
+} // namespace
+} // namespace vyr::test

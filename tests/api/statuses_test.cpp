@@ -1,0 +1,195 @@
+// What the library interface answers to hosts that err: every status, and structures of other sizes.
+#include "api/host.h"
+#include "vyr.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <limits>
+
+namespace vyr::test {
+namespace {
+
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+
+/// A host that does everything right but for what a row of the table changes.
+struct Road {
+    Csc a = spd(12, grid_edges(4, 3));
+    Options options;
+    vyr_matrix matrix = view_of(a), values;
+    double b[12] = {1, 2, 3}, x[12] = {};
+    std::int32_t nrhs = 1;
+    std::int64_t ldb = 12, ldx = 12;
+
+    /// The first status that is not OK, and its sentence.
+    std::pair<vyr_status, std::string> run() {
+        vyr_analysis* analysis = nullptr;
+        vyr_factor* factor = nullptr;
+        vyr_status status = vyr_analyse(&matrix, &options, &analysis);
+        std::string message = vyr_analysis_message(analysis);
+        if (status == VYR_STATUS_OK) status = vyr_factor_create(analysis, nullptr, &factor);
+        if (status == VYR_STATUS_OK) {
+            status = vyr_factorise(factor, values.size != 0 ? &values : &matrix);
+            message = vyr_factor_message(factor);
+        }
+        if (status == VYR_STATUS_OK) status = vyr_solve(factor, nrhs, b, ldb, x, ldx, nullptr);
+        vyr_factor_free(factor);
+        vyr_analysis_free(analysis);
+        return {status, message};
+    }
+    Road() { values.size = 0; }
+};
+
+TEST(Statuses, EveryMistakeHasItsStatusAndASentence) {
+    const struct {
+        const char* what;
+        std::function<void(Road&)> mistake;
+        vyr_status status;
+        const char* sentence;
+    } rows[] = {
+        {"none", [](Road&) {}, VYR_STATUS_OK, ""},
+        {"options size", [](Road& r) { r.options.size = 3; }, VYR_STATUS_ARGUMENT, "options.size is 3"},
+        {"kind", [](Road& r) { r.options.kind = 3; }, VYR_STATUS_ARGUMENT, "options.kind is 3"},
+        {"ordering", [](Road& r) { r.options.ordering = -1; }, VYR_STATUS_ARGUMENT, "options.ordering"},
+        {"no permutation", [](Road& r) { r.options.ordering = VYR_ORDERING_USER; }, VYR_STATUS_ARGUMENT,
+         "permutation is null"},
+        {"bad permutation",
+         [](Road& r) {
+             static const std::int32_t twice[12] = {0, 1, 1};
+             r.options.ordering = VYR_ORDERING_USER, r.options.permutation = twice;
+         },
+         VYR_STATUS_ARGUMENT, "entry 2 is 1"},
+        {"threads", [](Road& r) { r.options.threads = -1; }, VYR_STATUS_ARGUMENT, "options.threads"},
+        {"refinements", [](Road& r) { r.options.refinements = -2; }, VYR_STATUS_ARGUMENT,
+         "options.refinements"},
+        {"pivot", [](Road& r) { r.options.pivot_min = NOT_A_NUMBER; }, VYR_STATUS_ARGUMENT,
+         "options.pivot_min"},
+        {"error limit", [](Road& r) { r.options.backward_error_limit = NOT_A_NUMBER; }, VYR_STATUS_ARGUMENT,
+         "backward_error"},
+        {"limit alone", [](Road& r) { r.options.memory_limit = 9; }, VYR_STATUS_ARGUMENT,
+         "needs options.directory"},
+        {"negative limit", [](Road& r) { r.options.memory_limit = -9; }, VYR_STATUS_ARGUMENT, "memory_limit"},
+        {"duplicates", [](Road& r) { r.options.duplicates = 2; }, VYR_STATUS_ARGUMENT, "duplicates"},
+        {"directory", [](Road& r) { r.options.directory = "/nowhere/at all"; }, VYR_STATUS_FILE,
+         "/nowhere/at all"},
+        {"matrix size", [](Road& r) { r.matrix.size = 0; }, VYR_STATUS_ARGUMENT, "matrix.size"},
+        {"triangle", [](Road& r) { r.matrix.triangle = 7; }, VYR_STATUS_ARGUMENT, "matrix.triangle is 7"},
+        {"layout", [](Road& r) { r.matrix.layout = 7; }, VYR_STATUS_ARGUMENT, "matrix.layout is 7"},
+        {"no pointers", [](Road& r) { r.matrix.ptr = nullptr; }, VYR_STATUS_NULL, nullptr},
+        {"order", [](Road& r) { r.matrix.n = 0; }, VYR_STATUS_EMPTY, nullptr},
+        {"huge", [](Road& r) { r.matrix.n = std::int64_t{1} << 40; }, VYR_STATUS_TOO_LARGE, nullptr},
+        {"row", [](Road& r) { r.a.rowind[1] = 12; }, VYR_STATUS_STRUCTURE, nullptr},
+        {"upper", [](Road& r) { r.matrix.triangle = VYR_UPPER; }, VYR_STATUS_STRUCTURE, nullptr},
+        {"half", [](Road& r) { r.matrix.triangle = VYR_BOTH; }, VYR_STATUS_NOT_SYMMETRIC, nullptr},
+        {"twice", [](Road& r) { r.a.rowind[1] = r.a.rowind[0], r.options.duplicates = 1; },
+         VYR_STATUS_DUPLICATE, nullptr},
+        {"nan", [](Road& r) { r.a.values[3] = NOT_A_NUMBER; }, VYR_STATUS_NOT_FINITE, nullptr},
+        {"other pattern",
+         [](Road& r) {
+             static const Csc other = spd(12, [] {
+                 Edges e = grid_edges(4, 3);
+                 e.back() = {0, 11};
+                 return e;
+             }());
+             r.values = view_of(other);
+         },
+         VYR_STATUS_PATTERN, nullptr},
+        {"no values", [](Road& r) { r.matrix.values = nullptr; }, VYR_STATUS_NULL, nullptr},
+        {"not positive", [](Road& r) { r.a.values[0] = -1; }, VYR_STATUS_NOT_POSITIVE,
+         "equation 1: pivot -1 is not positive"},
+        {"singular",
+         [](Road& r) {
+             r.options.kind = VYR_KIND_INDEFINITE;
+             std::fill(r.a.values.begin(), r.a.values.end(), 0.0);
+         },
+         VYR_STATUS_SINGULAR, nullptr},
+        {"b", [](Road& r) { r.b[5] = INFINITY; }, VYR_STATUS_NOT_FINITE, nullptr},
+        {"nrhs", [](Road& r) { r.nrhs = 0; }, VYR_STATUS_ARGUMENT, nullptr},
+        {"ldb", [](Road& r) { r.ldb = 11; }, VYR_STATUS_ARGUMENT, nullptr},
+        {"ldx", [](Road& r) { r.ldx = INT64_MAX; }, VYR_STATUS_ARGUMENT, nullptr},
+        {"accuracy", [](Road& r) { r.options.backward_error_limit = 1e-300; }, VYR_STATUS_INACCURATE,
+         nullptr},
+    };
+    for (const auto& row : rows) {
+        Road road;
+        row.mistake(road);
+        const auto [status, message] = road.run();
+        EXPECT_EQ(status, row.status) << row.what << ": " << message;
+        EXPECT_STRNE(vyr_status_text(status), "an unknown status") << row.what;
+        if (row.sentence == nullptr) continue;
+        EXPECT_NE(message.find(row.sentence), std::string::npos) << row.what << ": " << message;
+    }
+}
+
+TEST(Statuses, NullIsRefusedEverywhereAndFreedQuietly) {
+    double x = 0;
+    std::int32_t sign = 0;
+    EXPECT_EQ(vyr_analyse(nullptr, nullptr, nullptr), VYR_STATUS_NULL);
+    vyr_analysis* analysis = nullptr;
+    EXPECT_EQ(vyr_analyse(nullptr, nullptr, &analysis), VYR_STATUS_NULL);
+    vyr_factor* factor = nullptr;
+    EXPECT_EQ(vyr_factor_create(analysis, nullptr, &factor), VYR_STATUS_NULL)
+        << "what the analysis failed with";
+    vyr_analysis_free(analysis);
+    vyr_analysis_free(nullptr);
+    vyr_factor_free(nullptr);
+    EXPECT_EQ(vyr_factor_create(nullptr, nullptr, &factor), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_factorise(nullptr, nullptr), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_solve(nullptr, 1, &x, 1, &x, 1, nullptr), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_solve_part(nullptr, VYR_PART_L, 1, &x, 1), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_condition(nullptr, 0, &x), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_log_determinant(nullptr, &x, &sign), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_factor_diagonal(nullptr, &x, nullptr), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_factor_pivots(nullptr, &x), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_factor_columns(nullptr, nullptr, nullptr, nullptr, nullptr), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_analysis_get_info(nullptr, nullptr), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_analysis_permutation(nullptr, nullptr), VYR_STATUS_NULL);
+    EXPECT_EQ(vyr_factor_get_info(nullptr, nullptr), VYR_STATUS_NULL);
+    EXPECT_STREQ(vyr_analysis_message(nullptr), "");
+    EXPECT_STREQ(vyr_factor_message(nullptr), "");
+}
+
+TEST(Statuses, AHostOfAnotherVersionKeepsItsStructuresWhole) {
+    const Csc a = spd(12, grid_edges(4, 3));
+    // A newer host: members that this library does not know follow.
+    struct {
+        vyr_options options;
+        double later;
+    } newer;
+    vyr_options_default(&newer.options, sizeof newer);
+    EXPECT_EQ(newer.later, 0.0);
+    EXPECT_EQ(newer.options.size, sizeof newer);
+    const Analysis analysis(view_of(a), newer.options);
+    // An older one: its info ends early, and what lies behind is not touched.
+    vyr_analysis_info info;
+    std::memset(&info, 7, sizeof info);
+    info.size = offsetof(vyr_analysis_info, operations);
+    EXPECT_EQ(vyr_analysis_get_info(analysis.get(), &info), VYR_STATUS_OK);
+    EXPECT_EQ(info.n, 12);
+    EXPECT_NE(info.operations, analysis.info().operations);
+    info.size = 0;
+    EXPECT_EQ(vyr_analysis_get_info(analysis.get(), &info), VYR_STATUS_ARGUMENT);
+    EXPECT_EQ(vyr_version() / 1000, VYR_SOLVER_VERSION_MAJOR);
+    EXPECT_NE(vyr_abilities() & VYR_ABILITY_METIS, 0);
+}
+
+TEST(Statuses, BothDoorsWorkInOneProcess) {
+    const Csc a = spd(12, grid_edges(4, 3));
+    std::vector<double> b = random_vector(12, 1), x(12), param(VYR_PARAM_COUNT);
+    ASSERT_EQ(
+        VYR_init_ld(a.n, a.n, a.colptr.data(), a.rowind.data(), a.values.data(), VYR_TYPE_SPD, param.data()),
+        0);
+    VYR_handle h = VYR_symbol_ld(nullptr, a.n, a.colptr.data(), a.rowind.data());
+    ASSERT_EQ(VYR_numeric_ld(nullptr, a.n, a.colptr.data(), a.rowind.data(), a.values.data(), h), 0);
+    Factor factor{Analysis(view_of(a))};
+    factor.factorise(view_of(a));
+    factor.solve(b, x);
+    VYR_solve_ld(h, nullptr, a.n, a.colptr.data(), a.rowind.data(), a.values.data(), b.data());
+    VYR_clear_ld(h);
+    for (int i = 0; i < 12; ++i) EXPECT_NEAR(x[i], b[i], 1e-14);
+}
+
+} // namespace
+} // namespace vyr::test
