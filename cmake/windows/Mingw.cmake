@@ -14,6 +14,7 @@ add_compile_definitions(__USE_MINGW_ANSI_STDIO=1)
 
 # Run times go into each program and library: what is delivered needs nothing but Windows itself.
 add_link_options(-static)
+set(ZLIB_USE_STATIC_LIBS ON)
 execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=libgomp.a OUTPUT_VARIABLE gomp
   OUTPUT_STRIP_TRAILING_WHITESPACE)
 set(OpenMP_gomp_LIBRARY "${gomp}" CACHE FILEPATH "OpenMP run time")

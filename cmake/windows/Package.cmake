@@ -7,10 +7,14 @@ find_program(VYR_DLLTOOL NAMES llvm-dlltool llvm-dlltool-19 llvm-dlltool-14 DOC 
 if(NOT VYR_DLLTOOL)
   message(FATAL_ERROR "llvm-dlltool was not found (Debian: llvm); it writes the import library for Visual Studio.")
 endif()
-set(implib "${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/vyr.lib")
-add_custom_command(OUTPUT "${implib}" COMMAND "${VYR_DLLTOOL}" -m i386:x86-64 -d "${PROJECT_BINARY_DIR}/vyr.def" -l "${implib}"
-  DEPENDS "${PROJECT_BINARY_DIR}/vyr.def" VERBATIM)
-add_custom_target(vyr_msvc_implib ALL DEPENDS "${implib}")
+foreach(library IN ITEMS vyr vyrsolver)
+  set(implib "${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/${library}.lib")
+  set(names "${PROJECT_BINARY_DIR}/${library}.def")
+  add_custom_command(OUTPUT "${implib}" COMMAND "${VYR_DLLTOOL}" -m i386:x86-64 -d "${names}" -l "${implib}"
+    DEPENDS "${names}" VERBATIM)
+  add_custom_target(${library}_msvc_implib ALL DEPENDS "${implib}")
+  install(FILES "${implib}" "${names}" DESTINATION lib)
+endforeach()
 
 # The linker may leave an import library beside a program, too; it must not be the DLL's.
 if(TARGET vyr_tool)
@@ -19,9 +23,9 @@ endif()
 
 write_basic_package_version_file(vyrConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES cmake/windows/package/vyrConfig.cmake "${PROJECT_BINARY_DIR}/vyrConfigVersion.cmake" DESTINATION cmake)
-install(FILES "${implib}" "${PROJECT_BINARY_DIR}/vyr.def" DESTINATION lib)
 install(FILES cmake/windows/package/README.md DESTINATION .)
-install(FILES examples/solve.c examples/CMakeLists.txt DESTINATION examples)
+file(GLOB examples examples/*.c examples/*.cpp examples/*.h examples/CMakeLists.txt)
+install(FILES ${examples} DESTINATION examples)
 install(FILES LICENSE DESTINATION licences RENAME VYR.txt)
 if(VYR_WINDOWS_DEPENDENCIES)
   install(DIRECTORY "${VYR_WINDOWS_DEPENDENCIES}/licences/" DESTINATION licences)

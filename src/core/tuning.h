@@ -1,7 +1,7 @@
-// Tuning constants of the numeric phase and the solves, each with unit, reason and measurement.
+// Tuning constants, each with unit, reason and measurement.
 //
-// Measured on two cores of an Intel Xeon (Emerald Rapids, AVX-512) with OpenBLAS 0.3.21, SkylakeX kernels;
-// the matrices are those of docs/performance.md.
+// Unless one says otherwise, measured on two cores of an Intel Xeon (Emerald Rapids, AVX-512) with OpenBLAS
+// 0.3.21, SkylakeX kernels; the matrices are those of docs/performance.md.
 #pragma once
 
 #include <cstdint>
@@ -48,5 +48,32 @@ inline constexpr std::int32_t NARROW_RHS = 32;
 /// microseconds of work, against a few for starting the threads, and milliseconds when another process holds
 /// a core.
 inline constexpr double THREADED_PRODUCT_FLOPS = 4e6;
+
+// The automatic ordering. Measured on one core of an AMD EPYC (Zen 4) with OpenBLAS 0.3.21, SkylakeX kernels,
+// in processor seconds of analysis, factorization and one solve together; docs/performance.md has the table.
+// What counts is the gain of a factorization against the time of METIS, which is proportional to the entries
+// of the adjacency it orders: about a microsecond each, or 35,000 operations. Threads are left out, so that
+// the order depends on the matrix alone.
+
+/// Operations by AMD an adjacency entry from which METIS is tried, too. Total by METIS over total by AMD:
+/// 2.5e4 (plate_100) 1.24, 3.2e4 (p3d_30) 1.29, 5.7e4 (p3d_35) 0.99, 7.5e4 (ela_15) 0.71, 8.7e4 (p3d_40)
+/// 0.87, 2.4e5 (p3d_50) 0.65.
+inline constexpr double DISSECTION_OPERATIONS = 6.5e4;
+
+/// A mesh of depth d is taken for a body when it has more than this many times d^2 vertices: plane ones have
+/// at most 1, plate_200 has 3, cubes have 4.6 (p3d_40) and more.
+inline constexpr double BODY_THICKNESS = 4;
+
+/// m^3 / (entries * degree^1.5) of a body, m the unknowns a level, from which METIS is taken without a look
+/// at AMD, which would cost up to a twentieth of the whole: 14 for ela_10 (METIS over AMD 1.07), 20 for
+/// p3d_35 (0.99), 30 for p3d_40 (0.87), 40 for ela_15 (0.71).
+inline constexpr double BODY_LEVEL_COST = 25;
+
+/// Most operations and entries in the profile, each an entry of the full pattern, with which the natural
+/// order is kept. Natural over AMD: bcsstk16 (275 and 2.1) 0.5, full bands of half-width 3 to 50 (1.5 to 25
+/// and 0.5) 0.4 to 0.9. A strip of 50 x 20,000 points (630 and 13) is faster by 0.8, too, but takes three
+/// times the memory.
+inline constexpr double NATURAL_OPERATIONS = 300;
+inline constexpr double NATURAL_FILL = 3;
 
 } // namespace vyr::tuning

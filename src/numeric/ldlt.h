@@ -61,8 +61,8 @@ struct LdltFront {
     std::int32_t npiv;
     std::int32_t width; ///< npiv + nupd
     bool in_place;      ///< update the trailing pivot columns in strips; otherwise all columns in one piece
-    bool blas_interchange; ///< exchange rows and columns by dswap instead of loops
-    std::int32_t threads;  ///< for large products; see LdltMode
+    bool blas_interchange;            ///< exchange rows and columns by dswap instead of loops
+    std::int32_t threads;             ///< for large products; see LdltMode
     const Context* context = nullptr; ///< may end the elimination early; null: nobody will
 
     bool stopped() const noexcept { return context != nullptr && mf_stop(*context); }
@@ -114,8 +114,8 @@ void mf_update_trailing(const LdltFront& front, std::int32_t first, std::int32_t
                         std::int32_t row) noexcept;
 
 /// Writes the update matrix -Z^T U of the coupling block in strips of columns; only the upper triangle (and
-/// what the strips cover beside it) is written. update: nupd x nupd, leading dimension ld. Ends early when the
-/// call is to end.
+/// what the strips cover beside it) is written. update: nupd x nupd, leading dimension ld. Ends early when
+/// the call is to end.
 void mf_form_update(const LdltFront& front, double* update, std::int32_t ld) noexcept;
 
 /// Adds -Z^T U of the coupling block to `update`, whole square.

@@ -1,5 +1,7 @@
 #include "symbolic/ordering.h"
 
+#include <algorithm>
+
 // Idea: C. Ashcraft, "Compressed graphs and the minimum degree algorithm", SIAM J. Sci. Comput. 16 (1995).
 // Only vertices with identical closed neighbourhoods are merged here.
 
@@ -57,11 +59,12 @@ bool mf_compression_pays(const Graph& graph) noexcept {
         }
         return false;
     };
-    const std::int32_t stride = 1 + graph.n / SAMPLES;
-    std::int32_t n_sampled = 0, n_twins = 0;
-    for (std::int32_t j = 0; j < graph.n; j += stride) {
-        ++n_sampled;
-        n_twins += has_twin(j) ? 1 : 0;
+    const std::int32_t n_sampled = std::min(graph.n, SAMPLES);
+    std::int32_t n_twins = 0;
+    for (std::int32_t i = 0; i < n_sampled; ++i) {
+        // Golden sections of the numbers, which no regular numbering follows.
+        const std::uint64_t section = static_cast<std::uint32_t>(i) * std::uint32_t{2654435769};
+        n_twins += has_twin(static_cast<std::int32_t>(section * static_cast<std::uint32_t>(graph.n) >> 32));
     }
     return n_twins * 5 >= n_sampled;
 }

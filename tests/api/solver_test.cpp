@@ -1,10 +1,12 @@
 // Systems of every kind through the library interface.
 #include "api/host.h"
+#include "engine/dense.h"
 #include "support/capture.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 #include <thread>
 
 #include <omp.h>
@@ -38,8 +40,7 @@ TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
         for (const bool files : {false, true})
             for (const std::int32_t threads : {1, 3}) {
                 Options options;
-                options.kind = row.kind;
-                options.threads = threads;
+                options.kind = row.kind, options.threads = threads;
                 options.directory = files ? "." : nullptr;
                 Csc a = row.a;
                 const Analysis analysis(view_of(a), options);
@@ -111,41 +112,53 @@ TEST(Solver, TheFactorByColumnsMultipliesBackToTheMatrix) {
                         product[i * n + j] +=
                             beside[k] * (l[i * n + k] * l[j * n + k + 1] + l[i * n + k + 1] * l[j * n + k]);
                 }
-        std::vector<double> dense(n * n);
-        for (std::int32_t j = 0; j < n; ++j)
-            for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
-                dense[a.rowind[k] * n + j] = dense[j * n + a.rowind[k]] = a.values[k];
+        const Dense expected = dense(a);
         for (std::int32_t i = 0; i < n; ++i)
             for (std::int32_t j = 0; j < n; ++j)
-                EXPECT_NEAR(product[i * n + j], dense[order[i] * n + order[j]], 1e-9);
+                EXPECT_NEAR(product[i * n + j], expected[order[i]][order[j]], 1e-9);
     }
 }
 
-TEST(Solver, ThreadsShareAnAnalysisAndAFactorThatOutliveTheirHandles) {
-    const Csc a = spd(900, grid_edges(30, 30));
-    auto analysis = std::make_unique<Analysis>(view_of(a));
-    std::vector<std::unique_ptr<Factor>> factors;
-    for (int k = 0; k < 4; ++k) factors.push_back(std::make_unique<Factor>(*analysis));
-    analysis.reset();
+TEST(Solver, ThreadsAnalyseFactoriseAndSolveAtTheSameTimeWhatEachDoesAlone) {
+    const TempDirectory place;
     const auto together = [](const auto& body) {
         std::vector<std::thread> threads;
         for (int k = 0; k < 4; ++k) threads.emplace_back(body, k);
         for (std::thread& thread : threads) thread.join();
     };
-    together([&](int k) {
-        Csc scaled = a;
-        for (double& value : scaled.values) value *= k + 1;
-        factors[k]->factorise(view_of(scaled));
-    });
-    together([&](int k) {
-        for (int f = 0; f < 4; ++f) {
-            const std::vector<double> b = random_vector(a.n, k);
-            std::vector<double> x(b.size());
-            factors[f]->solve(b, x);
-            for (double& value : x) value *= f + 1;
-            EXPECT_LT(backward_error(a, x.data(), b.data()), 1e-14);
+    for (const std::int32_t kind : {VYR_KIND_POSITIVE, VYR_KIND_INDEFINITE})
+        for (const char* directory : {static_cast<const char*>(nullptr), "."}) {
+            Options options;
+            options.kind = kind, options.threads = 1, options.directory = directory;
+            const auto matrix = [&](int k) {
+                return shifted(spd(900, grid_edges(30, 30), k), kind == VYR_KIND_POSITIVE ? 0 : 2.3);
+            };
+            const auto solution = [&](const Factor& factor, int k) {
+                std::vector<double> x = random_vector(900, k);
+                factor.solve(x, x);
+                return x;
+            };
+            std::vector<std::unique_ptr<Factor>> own(4), shared(4); // which outlive their analyses
+            together(
+                [&](int k) { own[k] = std::make_unique<Factor>(Analysis(view_of(matrix(k)), options)); });
+            {
+                const Analysis analysis(view_of(matrix(0)), options);
+                for (auto& factor : shared) factor = std::make_unique<Factor>(analysis);
+            }
+            together([&](int k) {
+                for (auto* factors : {&own, &shared}) (*factors)[k]->factorise(view_of(matrix(k)));
+            });
+            together([&](int k) {
+                for (int f = 0; f < 4; ++f) {
+                    EXPECT_LT(backward_error(matrix(f), solution(*shared[f], k).data(),
+                                             random_vector(900, k).data()),
+                              1e-13);
+                    Factor alone{Analysis(view_of(matrix(f)), options)};
+                    alone.factorise(view_of(matrix(f)));
+                    EXPECT_EQ(solution(*own[f], k), solution(alone, k));
+                }
+            });
         }
-    });
 }
 
 TEST(Solver, InsideAParallelRegionOfTheHostItTakesOneThreadAndLeavesItsSettingsAlone) {

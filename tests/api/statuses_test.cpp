@@ -12,6 +12,7 @@
 namespace vyr::test {
 namespace {
 
+constexpr vyr_status ARGUMENT = VYR_STATUS_ARGUMENT;
 constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
 /// A host that does everything right but for what a row of the table changes.
@@ -50,33 +51,30 @@ TEST(Statuses, EveryMistakeHasItsStatusAndASentence) {
         const char* sentence;
     } rows[] = {
         {"none", [](Road&) {}, VYR_STATUS_OK, ""},
-        {"options size", [](Road& r) { r.options.size = 3; }, VYR_STATUS_ARGUMENT, "options.size is 3"},
-        {"kind", [](Road& r) { r.options.kind = 3; }, VYR_STATUS_ARGUMENT, "options.kind is 3"},
-        {"ordering", [](Road& r) { r.options.ordering = -1; }, VYR_STATUS_ARGUMENT, "options.ordering"},
-        {"no permutation", [](Road& r) { r.options.ordering = VYR_ORDERING_USER; }, VYR_STATUS_ARGUMENT,
+        {"options size", [](Road& r) { r.options.size = 3; }, ARGUMENT, "options.size is 3"},
+        {"kind", [](Road& r) { r.options.kind = 3; }, ARGUMENT, "options.kind is 3"},
+        {"ordering", [](Road& r) { r.options.ordering = -1; }, ARGUMENT, "options.ordering"},
+        {"no permutation", [](Road& r) { r.options.ordering = VYR_ORDERING_USER; }, ARGUMENT,
          "permutation is null"},
         {"bad permutation",
          [](Road& r) {
              static const std::int32_t twice[12] = {0, 1, 1};
              r.options.ordering = VYR_ORDERING_USER, r.options.permutation = twice;
          },
-         VYR_STATUS_ARGUMENT, "entry 2 is 1"},
-        {"threads", [](Road& r) { r.options.threads = -1; }, VYR_STATUS_ARGUMENT, "options.threads"},
-        {"refinements", [](Road& r) { r.options.refinements = -2; }, VYR_STATUS_ARGUMENT,
-         "options.refinements"},
-        {"pivot", [](Road& r) { r.options.pivot_min = NOT_A_NUMBER; }, VYR_STATUS_ARGUMENT,
-         "options.pivot_min"},
-        {"error limit", [](Road& r) { r.options.backward_error_limit = NOT_A_NUMBER; }, VYR_STATUS_ARGUMENT,
+         ARGUMENT, "entry 2 is 1"},
+        {"threads", [](Road& r) { r.options.threads = -1; }, ARGUMENT, "options.threads"},
+        {"refinements", [](Road& r) { r.options.refinements = -2; }, ARGUMENT, "options.refinements"},
+        {"pivot", [](Road& r) { r.options.pivot_min = NOT_A_NUMBER; }, ARGUMENT, "options.pivot_min"},
+        {"error limit", [](Road& r) { r.options.backward_error_limit = NOT_A_NUMBER; }, ARGUMENT,
          "backward_error"},
-        {"limit alone", [](Road& r) { r.options.memory_limit = 9; }, VYR_STATUS_ARGUMENT,
-         "needs options.directory"},
-        {"negative limit", [](Road& r) { r.options.memory_limit = -9; }, VYR_STATUS_ARGUMENT, "memory_limit"},
-        {"duplicates", [](Road& r) { r.options.duplicates = 2; }, VYR_STATUS_ARGUMENT, "duplicates"},
+        {"limit alone", [](Road& r) { r.options.memory_limit = 9; }, ARGUMENT, "needs options.directory"},
+        {"negative limit", [](Road& r) { r.options.memory_limit = -9; }, ARGUMENT, "memory_limit"},
+        {"duplicates", [](Road& r) { r.options.duplicates = 2; }, ARGUMENT, "duplicates"},
         {"directory", [](Road& r) { r.options.directory = "/nowhere/at all"; }, VYR_STATUS_FILE,
          "/nowhere/at all"},
-        {"matrix size", [](Road& r) { r.matrix.size = 0; }, VYR_STATUS_ARGUMENT, "matrix.size"},
-        {"triangle", [](Road& r) { r.matrix.triangle = 7; }, VYR_STATUS_ARGUMENT, "matrix.triangle is 7"},
-        {"layout", [](Road& r) { r.matrix.layout = 7; }, VYR_STATUS_ARGUMENT, "matrix.layout is 7"},
+        {"matrix size", [](Road& r) { r.matrix.size = 0; }, ARGUMENT, "matrix.size"},
+        {"triangle", [](Road& r) { r.matrix.triangle = 7; }, ARGUMENT, "matrix.triangle is 7"},
+        {"layout", [](Road& r) { r.matrix.layout = 7; }, ARGUMENT, "matrix.layout is 7"},
         {"no pointers", [](Road& r) { r.matrix.ptr = nullptr; }, VYR_STATUS_NULL, nullptr},
         {"order", [](Road& r) { r.matrix.n = 0; }, VYR_STATUS_EMPTY, nullptr},
         {"huge", [](Road& r) { r.matrix.n = std::int64_t{1} << 40; }, VYR_STATUS_TOO_LARGE, nullptr},
@@ -88,11 +86,7 @@ TEST(Statuses, EveryMistakeHasItsStatusAndASentence) {
         {"nan", [](Road& r) { r.a.values[3] = NOT_A_NUMBER; }, VYR_STATUS_NOT_FINITE, nullptr},
         {"other pattern",
          [](Road& r) {
-             static const Csc other = spd(12, [] {
-                 Edges e = grid_edges(4, 3);
-                 e.back() = {0, 11};
-                 return e;
-             }());
+             static const Csc other = spd(12, grid_edges(3, 4));
              r.values = view_of(other);
          },
          VYR_STATUS_PATTERN, nullptr},
@@ -106,12 +100,11 @@ TEST(Statuses, EveryMistakeHasItsStatusAndASentence) {
          },
          VYR_STATUS_SINGULAR, nullptr},
         {"b", [](Road& r) { r.b[5] = INFINITY; }, VYR_STATUS_NOT_FINITE, nullptr},
-        {"nrhs", [](Road& r) { r.nrhs = 0; }, VYR_STATUS_ARGUMENT, nullptr},
-        {"ldb", [](Road& r) { r.ldb = 11; }, VYR_STATUS_ARGUMENT, nullptr},
-        {"ldx", [](Road& r) { r.ldx = INT64_MAX; }, VYR_STATUS_ARGUMENT, nullptr},
+        {"nrhs", [](Road& r) { r.nrhs = 0; }, ARGUMENT, nullptr},
+        {"ldb", [](Road& r) { r.ldb = 11; }, ARGUMENT, nullptr},
+        {"ldx", [](Road& r) { r.ldx = INT64_MAX; }, ARGUMENT, nullptr},
         {"accuracy", [](Road& r) { r.options.backward_error_limit = 1e-300; }, VYR_STATUS_INACCURATE,
-         nullptr},
-    };
+         nullptr}};
     for (const auto& row : rows) {
         Road road;
         row.mistake(road);
@@ -135,18 +128,19 @@ TEST(Statuses, NullIsRefusedEverywhereAndFreedQuietly) {
     vyr_analysis_free(analysis);
     vyr_analysis_free(nullptr);
     vyr_factor_free(nullptr);
-    EXPECT_EQ(vyr_factor_create(nullptr, nullptr, &factor), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_factorise(nullptr, nullptr), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_solve(nullptr, 1, &x, 1, &x, 1, nullptr), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_solve_part(nullptr, VYR_PART_L, 1, &x, 1), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_condition(nullptr, 0, &x), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_log_determinant(nullptr, &x, &sign), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_factor_diagonal(nullptr, &x, nullptr), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_factor_pivots(nullptr, &x), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_factor_columns(nullptr, nullptr, nullptr, nullptr, nullptr), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_analysis_get_info(nullptr, nullptr), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_analysis_permutation(nullptr, nullptr), VYR_STATUS_NULL);
-    EXPECT_EQ(vyr_factor_get_info(nullptr, nullptr), VYR_STATUS_NULL);
+    const vyr_status refused[] = {vyr_factor_create(nullptr, nullptr, &factor),
+                                  vyr_factorise(nullptr, nullptr),
+                                  vyr_solve(nullptr, 1, &x, 1, &x, 1, nullptr),
+                                  vyr_solve_part(nullptr, VYR_PART_L, 1, &x, 1),
+                                  vyr_condition(nullptr, 0, &x),
+                                  vyr_log_determinant(nullptr, &x, &sign),
+                                  vyr_factor_diagonal(nullptr, &x, nullptr),
+                                  vyr_factor_pivots(nullptr, &x),
+                                  vyr_factor_columns(nullptr, nullptr, nullptr, nullptr, nullptr),
+                                  vyr_factor_get_info(nullptr, nullptr),
+                                  vyr_analysis_get_info(nullptr, nullptr),
+                                  vyr_analysis_permutation(nullptr, nullptr)};
+    for (const vyr_status& status : refused) EXPECT_EQ(status, VYR_STATUS_NULL) << &status - refused;
     EXPECT_STREQ(vyr_analysis_message(nullptr), "");
     EXPECT_STREQ(vyr_factor_message(nullptr), "");
 }
@@ -170,7 +164,7 @@ TEST(Statuses, AHostOfAnotherVersionKeepsItsStructuresWhole) {
     EXPECT_EQ(info.n, 12);
     EXPECT_NE(info.operations, analysis.info().operations);
     info.size = 0;
-    EXPECT_EQ(vyr_analysis_get_info(analysis.get(), &info), VYR_STATUS_ARGUMENT);
+    EXPECT_EQ(vyr_analysis_get_info(analysis.get(), &info), ARGUMENT);
     EXPECT_EQ(vyr_version() / 1000, VYR_SOLVER_VERSION_MAJOR);
     EXPECT_NE(vyr_abilities() & VYR_ABILITY_METIS, 0);
 }
@@ -178,15 +172,14 @@ TEST(Statuses, AHostOfAnotherVersionKeepsItsStructuresWhole) {
 TEST(Statuses, BothDoorsWorkInOneProcess) {
     const Csc a = spd(12, grid_edges(4, 3));
     std::vector<double> b = random_vector(12, 1), x(12), param(VYR_PARAM_COUNT);
-    ASSERT_EQ(
-        VYR_init_ld(a.n, a.n, a.colptr.data(), a.rowind.data(), a.values.data(), VYR_TYPE_SPD, param.data()),
-        0);
-    VYR_handle h = VYR_symbol_ld(nullptr, a.n, a.colptr.data(), a.rowind.data());
-    ASSERT_EQ(VYR_numeric_ld(nullptr, a.n, a.colptr.data(), a.rowind.data(), a.values.data(), h), 0);
+    const std::int32_t *ptr = a.colptr.data(), *ind = a.rowind.data();
+    ASSERT_EQ(VYR_init_ld(12, 12, ptr, ind, a.values.data(), VYR_TYPE_SPD, param.data()), 0);
+    VYR_handle h = VYR_symbol_ld(nullptr, 12, ptr, ind);
+    ASSERT_EQ(VYR_numeric_ld(nullptr, 12, ptr, ind, a.values.data(), h), 0);
     Factor factor{Analysis(view_of(a))};
     factor.factorise(view_of(a));
     factor.solve(b, x);
-    VYR_solve_ld(h, nullptr, a.n, a.colptr.data(), a.rowind.data(), a.values.data(), b.data());
+    VYR_solve_ld(h, nullptr, 12, ptr, ind, a.values.data(), b.data());
     VYR_clear_ld(h);
     for (int i = 0; i < 12; ++i) EXPECT_NEAR(x[i], b[i], 1e-14);
 }

@@ -4,7 +4,6 @@
 #include "support/matrices.h"
 
 #include <limits>
-#include <vector>
 
 namespace vyr::test {
 

@@ -4,8 +4,12 @@
 #include "core/context.h"
 #include "core/factor.h"
 #include "core/faults.h"
+#include "engine/engine.h"
 #include "support/matrices.h"
 
+#include <gtest/gtest.h>
+
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -26,10 +30,22 @@ struct TestContext {
     Context context{memory};
     std::string text; ///< messages, once context.log.messages is set
 
-    TestContext();
-    ~TestContext();
-    TestContext(const TestContext&) = delete;
-    TestContext& operator=(const TestContext&) = delete;
+    TestContext() {
+        memory.faults = &faults;
+        context.log = {append, &text, false};
+        memory.log = &context.log;
+    }
+    ~TestContext() {
+        EXPECT_EQ(memory.current.load(), 0u);
+        EXPECT_EQ(memory.alloc_count.load(), memory.free_count.load());
+    }
+
+private:
+    static void append(void* text, const char* format, std::va_list arguments) {
+        char line[1024];
+        std::vsnprintf(line, sizeof line, format, arguments);
+        *static_cast<std::string*>(text) += line;
+    }
 };
 
 /// One matrix through the engine.
@@ -40,17 +56,25 @@ struct EngineRun {
     Analysis analysis;
     Factor factor;
 
-    /// mf_symbol; type, core mode, threads and the rest are those of the context's settings.
-    [[nodiscard]] Status analyse(const Csc& a);
-    /// mf_factorise after the analysis.
-    [[nodiscard]] Status factorise(const Csc& a);
+    /// Type, core mode, threads and the rest are those of the context's settings.
+    Status analyse(const Csc& a) { return mf_symbol(context, pattern_of(a), analysis, factor); }
+    Status factorise(const Csc& a) { return mf_factorise(context, a.values.data(), factor); }
     /// Both: the first status that is not OK, or OK.
-    [[nodiscard]] Status run(const Csc& a);
+    Status run(const Csc& a) {
+        const Status status = analyse(a);
+        return status == Status::OK ? factorise(a) : status;
+    }
     /// The solutions for n x nrhs right-hand sides; the status must be OK.
-    std::vector<double> solve(const Csc& a, std::vector<double> b, std::int32_t nrhs = 1) const;
+    std::vector<double> solve(const Csc& a, std::vector<double> b, std::int32_t nrhs = 1) const {
+        EXPECT_EQ(mf_solve_system(context, factor, matrix_of(a), b.data(), nrhs, nrhs > 1), Status::OK);
+        return b;
+    }
 };
 
 /// Backward error of a solve with a random right-hand side.
-double solve_error(const EngineRun& run, const Csc& lower, std::uint64_t seed = 7);
+inline double solve_error(const EngineRun& run, const Csc& lower, std::uint64_t seed = 7) {
+    const std::vector<double> b = random_vector(lower.n, seed);
+    return backward_error(lower, run.solve(lower, b).data(), b.data());
+}
 
 } // namespace vyr::test

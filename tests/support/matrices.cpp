@@ -4,8 +4,42 @@
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
+#include <map>
+#include <numeric>
 
 namespace vyr::test {
+
+namespace {
+
+using Entries = std::map<std::pair<std::int32_t, std::int32_t>, double>; // by column and row
+
+Csc from_entries(std::int32_t n, const Entries& entries) {
+    Csc a{n, std::vector<std::int32_t>(static_cast<std::size_t>(n) + 1), {}, {}};
+    for (const auto& [place, value] : entries) {
+        ++a.colptr[place.first + 1];
+        a.rowind.push_back(place.second);
+        a.values.push_back(value);
+    }
+    std::partial_sum(a.colptr.begin(), a.colptr.end(), a.colptr.begin());
+    return a;
+}
+
+/// action(row, column, value) for every entry stored.
+template <typename Matrix, typename Action>
+void each_entry(Matrix& a, Action&& action) {
+    for (std::int32_t j = 0; j < a.n; ++j)
+        for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k) action(a.rowind[k], j, a.values[k]);
+}
+
+/// The infinity norm; NaN when an entry is.
+double norm(const std::vector<double>& x) {
+    double largest = 0;
+    for (const double entry : x)
+        if (!std::isnan(largest) && !(std::abs(entry) <= largest)) largest = std::abs(entry);
+    return largest;
+}
+
+} // namespace
 
 std::uint64_t test_seed() {
     const char* text = std::getenv("VYR_TEST_SEED");
@@ -16,11 +50,8 @@ std::uint64_t test_seed() {
 
 Edges random_edges(std::int32_t n, std::int64_t count, Rng& rng) {
     std::uniform_int_distribution<std::int32_t> vertex(0, n - 1);
-    Edges edges;
-    for (std::int64_t k = 0; k < count; ++k) {
-        const std::int32_t i = vertex(rng);
-        edges.emplace_back(i, vertex(rng));
-    }
+    Edges edges(count);
+    for (auto& edge : edges) edge = {vertex(rng), vertex(rng)};
     return edges;
 }
 
@@ -51,10 +82,6 @@ Edges grid_edges(std::int32_t nx, std::int32_t ny, std::int32_t nz) {
     return edges;
 }
 
-Edges dense_edges(std::int32_t n) {
-    return band_edges(n, n - 1);
-}
-
 Edges disconnected_grid_edges(std::int32_t blocks, std::int32_t nx, std::int32_t ny) {
     Edges edges;
     for (std::int32_t block = 0; block < blocks; ++block)
@@ -63,38 +90,27 @@ Edges disconnected_grid_edges(std::int32_t blocks, std::int32_t nx, std::int32_t
 }
 
 Csc spd(std::int32_t n, const Edges& edges, std::uint64_t seed) {
-    Edges lower; // (column, row)
-    for (auto [i, j] : edges) lower.emplace_back(std::min(i, j), std::max(i, j));
-    for (std::int32_t j = 0; j < n; ++j) lower.emplace_back(j, j);
-    std::sort(lower.begin(), lower.end());
-    lower.erase(std::unique(lower.begin(), lower.end()), lower.end());
-    Csc a;
-    a.n = n;
-    a.colptr.assign(static_cast<std::size_t>(n) + 1, 0);
-    for (auto [column, row] : lower) {
-        ++a.colptr[column + 1];
-        a.rowind.push_back(row);
-    }
-    for (std::int32_t j = 0; j < n; ++j) a.colptr[j + 1] += a.colptr[j];
+    Entries entries;
+    for (std::int32_t j = 0; j < n; ++j) entries[{j, j}] = 0;
+    for (auto [i, j] : edges) entries[std::minmax(i, j)] = 0;
+    Csc a = from_entries(n, entries);
     refill(a, seed);
     return a;
 }
 
 void refill(Csc& a, std::uint64_t seed) {
-    Rng rng(seed);
-    std::uniform_real_distribution<double> value(-1.0, 1.0);
-    a.values.assign(a.rowind.size(), 0.0);
+    const std::vector<double> values = random_vector(a.nnz(), seed);
+    auto value = values.begin();
     std::vector<double> row_sum(a.n, 1.0);
-    for (std::int32_t j = 0; j < a.n; ++j)
-        for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k) {
-            if (a.rowind[k] == j) continue;
-            a.values[k] = value(rng);
-            row_sum[j] += std::abs(a.values[k]);
-            row_sum[a.rowind[k]] += std::abs(a.values[k]);
-        }
-    for (std::int32_t j = 0; j < a.n; ++j)
-        for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
-            if (a.rowind[k] == j) a.values[k] = row_sum[j];
+    each_entry(a, [&](std::int32_t i, std::int32_t j, double& entry) {
+        if (i == j) return;
+        entry = *value++;
+        row_sum[i] += std::abs(entry);
+        row_sum[j] += std::abs(entry);
+    });
+    each_entry(a, [&](std::int32_t i, std::int32_t j, double& entry) {
+        if (i == j) entry = row_sum[j];
+    });
 }
 
 Csc diagonal(const std::vector<double>& values) {
@@ -104,24 +120,11 @@ Csc diagonal(const std::vector<double>& values) {
 }
 
 Csc both_triangles(const Csc& lower) {
-    std::vector<std::vector<std::pair<std::int32_t, double>>> columns(lower.n);
-    for (std::int32_t j = 0; j < lower.n; ++j)
-        for (std::int32_t k = lower.colptr[j]; k < lower.colptr[j + 1]; ++k) {
-            const std::int32_t i = lower.rowind[k];
-            columns[j].emplace_back(i, lower.values[k]);
-            if (i != j) columns[i].emplace_back(j, lower.values[k]);
-        }
-    Csc full;
-    full.n = lower.n;
-    for (auto& column : columns) {
-        std::sort(column.begin(), column.end());
-        for (auto [row, value] : column) {
-            full.rowind.push_back(row);
-            full.values.push_back(value);
-        }
-        full.colptr.push_back(static_cast<std::int32_t>(full.rowind.size()));
-    }
-    return full;
+    Entries entries;
+    each_entry(lower, [&](std::int32_t i, std::int32_t j, double value) {
+        entries[{i, j}] = entries[{j, i}] = value;
+    });
+    return from_entries(lower.n, entries);
 }
 
 Csc shuffled(const Csc& a, Rng& rng) {
@@ -137,12 +140,10 @@ Csc shuffled(const Csc& a, Rng& rng) {
 
 std::vector<double> multiply(const Csc& lower, const std::vector<double>& x) {
     std::vector<double> y(lower.n, 0.0);
-    for (std::int32_t j = 0; j < lower.n; ++j)
-        for (std::int32_t k = lower.colptr[j]; k < lower.colptr[j + 1]; ++k) {
-            const std::int32_t i = lower.rowind[k];
-            y[i] += lower.values[k] * x[j];
-            if (i != j) y[j] += lower.values[k] * x[i];
-        }
+    each_entry(lower, [&](std::int32_t i, std::int32_t j, double value) {
+        y[i] += value * x[j];
+        if (i != j) y[j] += value * x[i];
+    });
     return y;
 }
 
@@ -155,27 +156,20 @@ std::vector<double> random_vector(std::int32_t n, std::uint64_t seed) {
 }
 
 double backward_error(const Csc& lower, const double* x, const double* b) {
-    const auto n = static_cast<std::size_t>(lower.n);
     Csc magnitudes = lower;
     for (double& value : magnitudes.values) value = std::abs(value);
-    const std::vector<double> row_sums = multiply(magnitudes, std::vector<double>(n, 1.0));
-    const std::vector<double> product = multiply(lower, std::vector<double>(x, x + n));
-    double residual = 0, norm_a = 0, norm_x = 0, norm_b = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        const double r = std::abs(b[i] - product[i]);
-        if (!(r <= residual)) residual = r; // a NaN stays
-        norm_a = std::max(norm_a, row_sums[i]);
-        norm_x = std::max(norm_x, std::abs(x[i]));
-        norm_b = std::max(norm_b, std::abs(b[i]));
-    }
-    return residual == 0 ? 0 : residual / (norm_a * norm_x + norm_b);
+    const double norm_a = norm(multiply(magnitudes, std::vector<double>(lower.n, 1.0)));
+    std::vector<double> residual = multiply(lower, {x, x + lower.n});
+    for (std::int32_t i = 0; i < lower.n; ++i) residual[i] -= b[i];
+    const double largest = norm(residual);
+    return largest == 0 ? 0 : largest / (norm_a * norm({x, x + lower.n}) + norm({b, b + lower.n}));
 }
 
 double worst_error(const Csc& lower, const std::vector<double>& x, const std::vector<double>& b) {
-    double worst = 0;
+    std::vector<double> errors;
     for (std::size_t at = 0; at < b.size(); at += lower.n)
-        worst = std::max(worst, backward_error(lower, &x[at], &b[at]));
-    return worst;
+        errors.push_back(backward_error(lower, &x[at], &b[at]));
+    return norm(errors);
 }
 
 std::vector<double> dense_cholesky(const Csc& lower, const std::vector<std::int32_t>& perm) {
@@ -183,11 +177,10 @@ std::vector<double> dense_cholesky(const Csc& lower, const std::vector<std::int3
     std::vector<std::size_t> inverse(n);
     for (std::size_t k = 0; k < n; ++k) inverse[perm[k]] = k;
     std::vector<double> u(n * n, 0.0);
-    for (std::int32_t j = 0; j < lower.n; ++j)
-        for (std::int32_t k = lower.colptr[j]; k < lower.colptr[j + 1]; ++k) {
-            const auto [low, high] = std::minmax(inverse[j], inverse[lower.rowind[k]]);
-            u[low + high * n] = lower.values[k];
-        }
+    each_entry(lower, [&](std::int32_t i, std::int32_t j, double value) {
+        const auto [low, high] = std::minmax(inverse[i], inverse[j]);
+        u[low + high * n] = value;
+    });
     for (std::size_t j = 0; j < n; ++j)
         for (std::size_t i = 0; i <= j; ++i) {
             double sum = u[i + j * n];

@@ -32,7 +32,9 @@ Edges band_edges(std::int32_t n, std::int32_t half_width);
 Edges arrow_edges(std::int32_t n, std::int32_t heads);
 /// Nearest neighbours in a grid; nz = 1 gives the five-point pattern.
 Edges grid_edges(std::int32_t nx, std::int32_t ny, std::int32_t nz = 1);
-Edges dense_edges(std::int32_t n);
+inline Edges dense_edges(std::int32_t n) {
+    return band_edges(n, n - 1);
+}
 /// `blocks` grids side by side, no edge between them.
 Edges disconnected_grid_edges(std::int32_t blocks, std::int32_t nx, std::int32_t ny);
 

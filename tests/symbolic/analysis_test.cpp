@@ -5,6 +5,7 @@
 #include "symbolic/pattern.h"
 
 #include <gtest/gtest.h>
+#include <metis.h>
 #include <omp.h>
 
 #include <algorithm>
@@ -38,13 +39,12 @@ Ints inverse_of(const Ints& perm) {
 Filled eliminate(const Csc& a, const Ints& perm) {
     const Ints place = inverse_of(perm);
     Filled l(a.n, Ints(a.n));
-    for (std::int32_t j = 0; j < a.n; ++j) {
-        l[j][j] = 1;
+    for (std::int32_t j = 0; j < a.n; ++j) l[j][j] = 1;
+    for (std::int32_t j = 0; j < a.n; ++j)
         for (std::int32_t e = a.colptr[j]; e < a.colptr[j + 1]; ++e) {
             const auto [low, high] = std::minmax(place[j], place[a.rowind[e]]);
             l[low][high] = 1;
         }
-    }
     for (std::int32_t k = 0; k < a.n; ++k)
         for (std::int32_t j = k + 1; j < a.n; ++j)
             for (std::int32_t i = j; i < a.n; ++i) l[j][i] |= l[k][j] & l[k][i];
@@ -52,10 +52,11 @@ Filled eliminate(const Csc& a, const Ints& perm) {
 }
 
 Ints parents(const Filled& l) {
-    Ints parent(l.size(), -1);
-    for (std::size_t j = 0; j < l.size(); ++j)
-        for (std::size_t i = l.size() - 1; i > j; --i)
-            if (l[j][i]) parent[j] = static_cast<std::int32_t>(i);
+    Ints parent;
+    for (const Ints& column : l) {
+        const auto below = std::find(column.begin() + std::ssize(parent) + 1, column.end(), 1);
+        parent.push_back(below == column.end() ? -1 : static_cast<std::int32_t>(below - column.begin()));
+    }
     return parent;
 }
 
@@ -96,7 +97,6 @@ Ints column_map(const Filled& l, const Ints& parent) {
 void expect_nodes(const Analysis& got, const Filled& l, const Ints& map, bool in_core,
                   const Statistics& counted) {
     std::int64_t start = 0, front = 0, peak = 0, widest = 0, update = 0, max_level = 0;
-    const auto raise = [](auto& largest, auto value) { largest = std::max<std::int64_t>(largest, value); };
     std::int32_t first = 0;
     for (std::int32_t s = 0; s < got.n_snodes; first += got.snodes[s++].npiv) {
         SCOPED_TRACE("supernode " + std::to_string(s));
@@ -118,9 +118,7 @@ void expect_nodes(const Analysis& got, const Filled& l, const Ints& map, bool in
             if (got.snode_parent[c] == s) ++children, level = std::max(level, before.level + 1);
             if (got.snode_parent[c] > s) waiting += before.nupd * (before.nupd + 1) / 2;
         }
-        EXPECT_EQ(node.child_count, children);
-        EXPECT_EQ(node.level, level);
-
+        EXPECT_TRUE(node.child_count == children && node.level == level);
         Ints places(npiv), segments;
         for (std::int32_t t = npiv; t < node.n_rows(); ++t)
             places.push_back(position(got.snodes[parent], rows[t]));
@@ -135,18 +133,14 @@ void expect_nodes(const Analysis& got, const Filled& l, const Ints& map, bool in
         EXPECT_EQ(list(node.rel_index, node.n_rows()), places);
         EXPECT_EQ(list(node.anc_rows, node.anc_count), segments);
         EXPECT_EQ(node.flags, flags);
-
-        raise(front, node.n_rows() * (in_core ? npiv : 16));
-        raise(peak, waiting);
-        raise(widest, npiv);
-        raise(update, node.nupd);
-        raise(max_level, level);
+        front = std::max<std::int64_t>(front, node.n_rows() * (in_core ? npiv : 16));
+        peak = std::max<std::int64_t>(peak, waiting);
+        widest = std::max<std::int64_t>(widest, npiv);
+        update = std::max<std::int64_t>(update, node.nupd);
+        max_level = std::max<std::int64_t>(max_level, level);
     }
-    EXPECT_EQ(got.factor_entries, start);
-    EXPECT_EQ(got.largest_front, front);
-    EXPECT_EQ(got.update_stack_peak, peak);
-    EXPECT_EQ(got.largest_update, update);
-    EXPECT_EQ(got.max_level, max_level);
+    EXPECT_TRUE(got.factor_entries == start && got.largest_front == front && got.max_level == max_level);
+    EXPECT_TRUE(got.update_stack_peak == peak && got.largest_update == update);
     EXPECT_EQ(counted.max_width, static_cast<double>(std::max<std::int64_t>(3, widest)));
     const auto work = std::max<std::int64_t>(update * update, got.n) + 4 * 16 * widest + front;
     EXPECT_EQ(counted.memory_estimate, 1000 + 8.0 * static_cast<double>(work));
@@ -166,19 +160,13 @@ void expect_value_map(const Analysis& got, const Csc& a, const Ints& perm) {
     EXPECT_EQ(got.repeated_entries, !canonical);
 }
 
-struct Subtrees {
-    Ints roots; ///< of those that become tasks, costliest first
-    std::string text;
-};
-
-Subtrees subtrees(const Analysis& got, std::int64_t work_entries) {
+/// The roots of the subtrees that become tasks, costliest first.
+Ints subtrees(const Analysis& got) {
     std::vector<double> cost(got.n_snodes);
-    double total = 0, smallest = DBL_MAX, sum = 0;
+    double total = 0, smallest = DBL_MAX;
     for (std::int32_t s = 0; s < got.n_snodes; ++s) {
-        const double p = got.snodes[s].npiv, u = got.snodes[s].nupd;
-        const double own = 0.5 * (0.6666 * p * p * p + 2 * p * u * u + (u + u) * p * p);
-        total += own;
-        cost[s] += own;
+        total += mf_node_cost(got.snodes[s]);
+        cost[s] += mf_node_cost(got.snodes[s]);
         if (got.snode_parent[s] != -1) cost[got.snode_parent[s]] += cost[s];
     }
     Ints roots;
@@ -198,17 +186,7 @@ Subtrees subtrees(const Analysis& got, std::int64_t work_entries) {
         roots.erase(roots.begin());
         insert_children(head, 0.005);
     }
-    for (const std::int32_t root : roots) sum += cost[root];
-    const double ldw = got.largest_update, most = roots.empty() ? 0 : cost[roots[0]] / total;
-    char text[400];
-    std::snprintf(text, sizeof text,
-                  "\t_OPENMP:num_threads=%d\r\n\r\n\t\tnzLU=%d,nNodes=%d,ldw=%g,W_temp=%g"
-                  "\r\n\t\tnTask=%d,ksi=%g,max=%g,min=%g,critical=%g\r\n",
-                  threads, static_cast<int>(got.factor_entries), got.n_snodes, ldw,
-                  ldw > 0 ? static_cast<double>(work_entries) / (ldw * ldw) : 0.0,
-                  static_cast<int>(roots.size()), sum / total, most,
-                  roots.empty() ? 0 : cost[roots.back()] / total, got.schedule.critical_share);
-    return {roots, text};
+    return roots;
 }
 
 void expect_schedule(const Analysis& got, const Ints& roots) {
@@ -250,7 +228,7 @@ void expect_schedule(const Analysis& got, const Ints& roots) {
     EXPECT_EQ(schedule.critical_share, static_cast<double>(n_shared) / got.n_snodes);
 }
 
-/// A forest grown at random with some edges more, scattered edges, an arrow, all edges or none.
+/// Scattered edges, an arrow, all edges or none, a forest grown at random with some edges more or with twins.
 Edges random_graph(std::int32_t n, Rng& rng) {
     const auto kind = rng() % 6, reach = 1 + rng() % n;
     if (kind == 0) return random_edges(n, static_cast<std::int64_t>(rng() % (3 * n)), rng);
@@ -259,26 +237,26 @@ Edges random_graph(std::int32_t n, Rng& rng) {
     for (std::int32_t j = 0; j + 1 < n; ++j)
         for (auto k = 1 + rng() % kind; k > 1 && rng() % 50 > 0; --k)
             edges.emplace_back(j, j + 1 + rng() % std::min<std::uint64_t>(n - j - 1, reach));
+    for (std::int32_t i = 4; kind == 2 && i < n; i += static_cast<std::int32_t>(1 + rng() % 9))
+        for (std::size_t e = edges.size(); e-- > 0;)
+            if (edges[e].first == i % 3) edges.insert(edges.end(), {{i, edges[e].second}, {i, i % 3}});
     return edges;
 }
 
 /// The pattern as a host may store it: the sorted lower triangle, or in any order, triangle and number.
 Csc stored(std::int32_t n, Edges edges, Rng& rng) {
-    const bool messy = rng() % 2;
+    if (rng() % 2) return spd(n, edges);
     for (std::int32_t j = 0; j < n; ++j)
-        for (auto copies = rng() % 8 > 0 || j == 0 ? 1 + rng() % 2 : 0; copies > 0; --copies)
-            edges.emplace_back(j, j);
-    for (auto& [i, j] : edges)
-        if (messy ? rng() % 2 : i > j) std::swap(i, j); // (column, row)
+        if (rng() % 8 > 0 || j == 0) edges.insert(edges.end(), 1 + rng() % 2, {j, j});
+    for (auto& [i, j] : edges) // (column, row)
+        if (rng() % 2) std::swap(i, j);
     std::sort(edges.begin(), edges.end());
-    if (!messy) edges.erase(std::unique(edges.begin(), edges.end()), edges.end());
     Csc a{n, Ints(n + 1), {}, std::vector<double>(edges.size())};
     for (auto [column, row] : edges) a.rowind.push_back(row), ++a.colptr[column + 1];
     std::partial_sum(a.colptr.begin(), a.colptr.end(), a.colptr.begin());
-    return messy ? shuffled(a, rng) : a;
+    return shuffled(a, rng);
 }
 
-/// One analysis and what it counts into.
 struct Trial {
     TestContext test;
     Analysis got;
@@ -286,7 +264,50 @@ struct Trial {
     Status analyse(const Pattern& pattern) { return mf_analyse(test.context, pattern, got, ordering_ms); }
 };
 
+/// The order by the partitioner; vertices with one closed neighbourhood go in as one when `compress`.
+Status order_of(Context& context, const Csc& full, bool compress, Ints& order) {
+    std::vector<Ints> closed, members;
+    Ints group, xadj{0}, adjacency, weights;
+    for (std::int32_t j = 0; j < full.n; ++j) {
+        closed.emplace_back(&full.rowind[full.colptr[j]], full.rowind.data() + full.colptr[j + 1]);
+        const auto like = compress ? std::find(closed.begin(), closed.end(), closed[j]) - closed.begin() : j;
+        if (like == j) members.emplace_back();
+        group.push_back(like == j ? static_cast<std::int32_t>(members.size()) - 1 : group[like]);
+        members[group[j]].insert(members[group[j]].begin(), j); // decreasing
+    }
+    for (const Ints& vertices : members) {
+        for (const std::int32_t c : closed[vertices.back()])
+            if (c != vertices.back() && members[group[c]].back() == c) adjacency.push_back(group[c]);
+        xadj.push_back(static_cast<std::int32_t>(adjacency.size()));
+        weights.push_back(static_cast<std::int32_t>(vertices.size()));
+    }
+    const auto n = static_cast<std::int32_t>(members.size());
+    Ints perm(n), inverse(n);
+    const Status status = n < full.n ? METIS_NodeWND_order(context, n, xadj.data(), adjacency.data(),
+                                                           weights.data(), perm.data(), inverse.data())
+                                     : METIS_NodeND_order(context, n, xadj.data(), adjacency.data(),
+                                                          perm.data(), inverse.data());
+    for (const std::int32_t k : perm) order.insert(order.end(), members[k].begin(), members[k].end());
+    return status;
+}
+
 } // namespace
+
+/// In place of the partitioner, for all of this program: the natural order or one drawn from the arguments;
+/// for n = 3, 10, 17, ... it fails.
+int METIS_NodeND(idx_t* n, idx_t* xadj, idx_t* adjacency, idx_t* weights, idx_t* options, idx_t* perm,
+                 idx_t* inverse) {
+    EXPECT_EQ(options[METIS_OPTION_NUMBERING], 0);
+    EXPECT_EQ(options[METIS_OPTION_COMPRESS], weights == nullptr ? -1 : 0);
+    Ints print(xadj, xadj + *n + 1);
+    print.insert(print.end(), adjacency, adjacency + xadj[*n]);
+    if (weights != nullptr) print.insert(print.end(), weights, weights + *n);
+    std::seed_seq seed(print.begin(), print.end());
+    std::iota(perm, perm + *n, 0);
+    if (Rng rng(seed); rng() % 2 && *n < 1000) std::shuffle(perm, perm + *n, rng);
+    std::fill_n(inverse, *n, -1);
+    return *n % 7 == 3 ? METIS_ERROR : METIS_OK;
+}
 
 TEST(Analysis, IsWhatItsDefinitionsSay) {
     Rng rng(test_seed());
@@ -299,21 +320,20 @@ TEST(Analysis, IsWhatItsDefinitionsSay) {
         const Analysis& got = run.got;
         Context& context = run.test.context;
         context.settings.blocked = rng() % 2;
+        context.settings.compress = rng() % 2;
         context.settings.core_mode = rng() % 2 ? CORE_IN : CORE_OUT;
-        context.settings.n_threads = std::vector{0, 1, 2, 3, 8}[rng() % 5];
+        const int threads = context.settings.n_threads = std::vector{0, 1, 2, 3, 8}[rng() % 5];
         context.log.messages = rng() % 2;
         context.statistics.max_width = 3;
         context.statistics.memory_estimate = 1000;
-        Ints order(n);
-        const Status status = mf_order(context, pattern_of(both_triangles(spd(n, edges))), order.data());
+        Ints order;
+        const bool compress = context.settings.blocked || context.settings.compress;
+        const Status status = order_of(context, both_triangles(spd(n, edges)), compress, order);
         ASSERT_EQ(run.analyse(pattern_of(a)), status);
-        EXPECT_TRUE(run.ordering_ms >= 0 && run.ordering_ms < 1e5);
         if (status != Status::OK) continue; // the partitioner gave up
-
         const Ints perm = postordered(a, order);
         const Filled l = eliminate(a, perm);
         const Ints parent = parents(l), map = column_map(l, parent);
-        EXPECT_EQ(got.n, n);
         ASSERT_EQ(list(got.perm.get(), n), perm);
         ASSERT_EQ(list(got.parent.get(), n), parent);
         EXPECT_EQ(got.root_count, std::count(parent.begin(), parent.end(), -1));
@@ -322,11 +342,9 @@ TEST(Analysis, IsWhatItsDefinitionsSay) {
         expect_nodes(got, l, map, context.settings.core_mode == CORE_IN, context.statistics);
         if (HasFailure()) return; // the rest stands on the records
         expect_value_map(got, a, perm);
-        const std::int32_t wanted = context.settings.n_threads;
-        ASSERT_EQ(got.schedule.n_threads, wanted > 0 ? wanted : omp_get_max_threads());
-        const auto [roots, text] = subtrees(got, got.schedule.work_entries[context.settings.blocked]);
-        expect_schedule(got, roots);
-        EXPECT_EQ(run.test.text, context.log.messages ? text : "");
+        ASSERT_EQ(got.schedule.n_threads, threads > 0 ? threads : omp_get_max_threads());
+        expect_schedule(got, subtrees(got));
+        EXPECT_EQ(run.test.text.empty(), !context.log.messages);
     }
 }
 
@@ -344,45 +362,21 @@ TEST(Analysis, CutsLongChainsAtTheWidthLimitAndWhereTheSquareWraps) {
 }
 
 TEST(Analysis, MalformedPatternsAreRefused) {
-    const Ints good{0, 1, 3}, decreasing{0, 4, 3}, negative{0, -1, 3}, late{1, 1, 3}, empty{0, 0, 0};
-    const Ints rows{0, 1, 1}, low{0, -1, 1}, high{0, 1, 2};
-    const auto analyse = [](std::int32_t n, const Ints* col_ptr, const Ints* row_ind) {
-        Trial run;
-        const Status status =
-            run.analyse({n, col_ptr ? col_ptr->data() : nullptr, row_ind ? row_ind->data() : nullptr});
-        EXPECT_GE(run.ordering_ms, 0);
-        return status;
-    };
-    EXPECT_EQ(analyse(2, &good, &rows), Status::OK);
-    EXPECT_EQ(analyse(2, nullptr, &rows), Status::NULL_MATRIX);
-    EXPECT_EQ(analyse(0, &good, nullptr), Status::NULL_MATRIX);
-    EXPECT_EQ(analyse(0, &late, &rows), Status::EMPTY_MATRIX);
-    EXPECT_EQ(analyse(2, &empty, &rows), Status::EMPTY_MATRIX);
-    EXPECT_EQ(analyse(2, &decreasing, &rows), Status::STRUCTURE);
-    EXPECT_EQ(analyse(2, &negative, &rows), Status::STRUCTURE);
-    EXPECT_EQ(analyse(2, &late, &rows), Status::STRUCTURE);
-    EXPECT_EQ(analyse(2, &good, &low), Status::STRUCTURE);
-    EXPECT_EQ(analyse(2, &good, &high), Status::STRUCTURE);
-    EXPECT_EQ(mf_full_entries({2, good.data(), &low[1]}), 6 - 1); // the diagonal of column 1 alone
-}
-
-TEST(Analysis, EveryFailedAllocationIsAStatusAndLeavesNothing) {
-    for (int form = 0; form < 8; ++form) {
-        Csc a = spd(12, form & 1 ? dense_edges(12) : grid_edges(4, 3));
-        if (form & 2) a = both_triangles(a);
-        Status last = Status::MEMORY; // FACTOR_STORAGE comes later
-        for (std::int64_t k = 1;; ++k) {
-            SCOPED_TRACE("form " + std::to_string(form) + ", allocation " + std::to_string(k));
-            Trial run;
-            run.test.context.settings.blocked = form & 4;
-            run.test.faults.allocation.set(k);
-            const Status status = run.analyse(pattern_of(a));
-            ASSERT_EQ(status == Status::OK, run.test.faults.allocation.armed());
-            if (status == Status::OK) break;
-            EXPECT_TRUE(status == last || status == Status::FACTOR_STORAGE);
-            EXPECT_NE(run.test.context.reason[0], '\0');
-            last = status;
-        }
-        EXPECT_EQ(last, Status::FACTOR_STORAGE);
+    using enum Status;
+    const auto analyse = [](const Pattern& pattern) { return Trial().analyse(pattern); };
+    for (const auto& [at, value, status] : {std::tuple{0, 0, OK},
+                                            {0, 1, STRUCTURE},
+                                            {1, 4, STRUCTURE},
+                                            {1, -1, STRUCTURE},
+                                            {2, 0, EMPTY_MATRIX},
+                                            {4, -1, STRUCTURE},
+                                            {4, 2, STRUCTURE}}) {
+        Ints pattern{0, 1, 3, 0, 1, 1};
+        pattern[at] = value;
+        EXPECT_EQ(analyse({2, &pattern[0], &pattern[3]}), status) << at << " " << value;
     }
+    const Ints one{1, 1, 1};
+    EXPECT_EQ(analyse({2, nullptr, &one[0]}), NULL_MATRIX);
+    EXPECT_EQ(analyse({0, &one[0], nullptr}), NULL_MATRIX);
+    EXPECT_EQ(analyse({0, &one[0], &one[0]}), EMPTY_MATRIX);
 }

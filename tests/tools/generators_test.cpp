@@ -44,8 +44,6 @@ TEST(Generators, EveryKindIsALowerTriangleInOrderOfItsInertia) {
         EXPECT_EQ(a.n, row.n) << row.name;
         EXPECT_EQ(negative_pivots(a), row.negative) << row.name << " " << row.side;
         ASSERT_EQ(a.values.size(), a.row_ind.size());
-        ASSERT_EQ(a.col_ptr.size(), static_cast<std::size_t>(a.n) + 1);
-        EXPECT_EQ(a.col_ptr.front(), 0);
         EXPECT_EQ(a.col_ptr.back(), a.nnz());
         for (std::int32_t j = 0; j < a.n; ++j)
             for (std::int32_t k = a.col_ptr[j], last = j - 1; k < a.col_ptr[j + 1]; last = a.row_ind[k++])
@@ -57,45 +55,36 @@ TEST(Generators, EveryKindIsALowerTriangleInOrderOfItsInertia) {
     EXPECT_EQ(kkt(2).values, (std::vector<double>{4, -1, -1, 1, 4, -1, -1, 4, -1, 1, 4, -1}));
 }
 
-TEST(Generators, AnElasticBrickHasNoForceUnderRigidMotionAwayFromItsClamp) {
+TEST(Generators, AnElasticBrickHasNoForceUnderRigidMotionAndObeysHookesLaw) {
     const std::int32_t nx = 4, ny = 2, nz = 3;
-    const SparseMatrix a = elasticity_brick(nx, ny, nz);
-    ASSERT_EQ(a.n, 3 * nx * (ny + 1) * (nz + 1));
     // Infinitesimal turn about the axis through (1, 2, 3), plus a shift. Nodes next to the clamp feel it.
     std::vector<double> u;
     for (std::int32_t z = 0; z <= nz; ++z)
         for (std::int32_t y = 0; y <= ny; ++y)
             for (std::int32_t x = 1; x <= nx; ++x)
-                for (const double displacement :
-                     {2.0 * z - 3.0 * y + 1, 3.0 * x - 1.0 * z + 2, 1.0 * y - 2.0 * x + 3})
-                    u.push_back(displacement);
+                u.insert(u.end(), {2.0 * z - 3.0 * y + 1, 3.0 * x - 1.0 * z + 2, 1.0 * y - 2.0 * x + 3});
+    const SparseMatrix a = elasticity_brick(nx, ny, nz);
+    ASSERT_EQ(a.n, u.size());
     const std::vector<double> force = multiply(a, u.data());
-    double at_clamp = 0;
+    double at_clamp = 0, elsewhere = 0;
     for (std::size_t i = 0; i < force.size(); ++i) {
-        const bool next_to_clamp = i / 3 % static_cast<std::size_t>(nx) == 0;
-        if (next_to_clamp)
-            at_clamp = std::max(at_clamp, std::abs(force[i]));
-        else
-            EXPECT_NEAR(force[i], 0.0, 1e-12) << i;
+        double& most = i / 3 % nx == 0 ? at_clamp : elsewhere;
+        most = std::max(most, std::abs(force[i]));
     }
+    EXPECT_LT(elsewhere, 1e-12);
     EXPECT_GT(at_clamp, 0.1);
-}
 
-TEST(Generators, AStretchedElementCarriesTheStressOfHookesLaw) {
-    // One element, pulled by 1 in x while its sides are held: the face carries E (1 - v) / ((1 + v)(1 - 2
-    // v)).
-    const SparseMatrix a = elasticity_brick(1, 1, 1);
-    std::vector<double> u;
-    for (int node = 0; node < 4; ++node) u.insert(u.end(), {1.0, 0.0, 0.0});
-    const std::vector<double> force = multiply(a, u.data());
-    EXPECT_NEAR(force[0] + force[3] + force[6] + force[9], 0.7 / (1.3 * 0.4), 1e-14);
+    // One element, pulled by 1 in x while its sides are held: Hooke's law gives the force of its face,
+    // E (1 - v) / ((1 + v) (1 - 2 v)).
+    const std::vector<double> pulled =
+        multiply(elasticity_brick(1, 1, 1), std::data({1., 0., 0., 1., 0., 0., 1., 0., 0., 1., 0., 0.}));
+    EXPECT_NEAR(pulled[0] + pulled[3] + pulled[6] + pulled[9], 0.7 / (1.3 * 0.4), 1e-14);
 }
 
 TEST(Generators, SizesThatMakeNoSenseAreRefused) {
     EXPECT_THROW(generate("poisson4d", 3), std::invalid_argument);
     for (const Generator& generator : generators()) {
-        EXPECT_THROW(generator.make(0), std::invalid_argument) << generator.name;
-        EXPECT_THROW(generator.make(-5), std::invalid_argument) << generator.name;
+        for (const int side : {0, -5}) EXPECT_THROW(generator.make(side), std::invalid_argument) << side;
         EXPECT_THROW(generator.make(INT32_MAX), std::length_error) << generator.name;
     }
     EXPECT_THROW(shifted3d(1), std::invalid_argument);

@@ -1,5 +1,6 @@
-// What the tool says of results, without a run.
+// What the tool says of results and asks of its surroundings, without a run.
 #include "support/capture.h"
+#include "tools/vyr/environment.h"
 #include "tools/vyr/pivots.h"
 #include "tools/vyr/solve_report.h"
 #include "tools/vyr/ticker.h"
@@ -8,44 +9,44 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstring>
+#include <map>
 #include <thread>
 
 namespace vyr::tool {
 namespace {
 
 TEST(FailureSentence, SaysWhatWentWrongAndWithWhichFigures) {
-    const auto result = [](vyr_status status, const char* message = "", double limit = 0) {
-        SolveResult made;
-        made.status = status;
-        made.message = message;
-        made.memory_limit = limit;
-        return made;
-    };
-    SolveResult pivots = result(VYR_STATUS_NOT_POSITIVE), wrong, unknown, border, singular;
-    pivots.factor.failed_equation = 7, pivots.factor.failed_pivot = -2.5;
-    wrong.backward_error = 2e-8, unknown.backward_error = NAN, border.backward_error = 1e-8;
-    border.condition = LARGEST_CONDITION, singular.condition = 5e15;
     const struct {
-        SolveResult result;
+        vyr_status status;
+        const char* message;
+        double memory_limit, pivot, backward_error, condition;
         const char* begin;
     } rows[] = {
-        {result(VYR_STATUS_MEMORY, "a block"), "Out of memory (a block). Close other programs"},
-        {result(VYR_STATUS_TOO_LARGE, "it needs about 8 MB", 1), "The memory limit is too small: it needs about"},
-        {result(VYR_STATUS_FILE, "full"), "The factor files cannot be written or read (full). Check"},
-        {result(VYR_STATUS_SINGULAR), "No pivot could be found for some equation"},
-        {result(VYR_STATUS_STRUCTURE, "bad"), "The library ended with status -6: bad."},
-        {result(VYR_STATUS_BUSY), "The library ended with status -44: the object is at work"},
-        {result(VYR_STATUS_NOT_POSITIVE), "The matrix is not positive definite. Check that row"},
-        {pivots, "The matrix is not positive definite: the pivot of equation 7 is -2.5. Check"},
-        {wrong, "The backward error 2.0e-08 is above 1e-08: the matrix is too close to singular"},
-        {unknown, "The backward error nan is above 1e-08"},
-        {singular, "The condition number of the matrix, about 5.0e+15 after scaling"},
-    };
+        {VYR_STATUS_MEMORY, "a block", 0, 0, 0, 0, "Out of memory (a block). Close other programs"},
+        {VYR_STATUS_TOO_LARGE, "it needs", 1, 0, 0, 0, "The memory limit is too small: it needs"},
+        {VYR_STATUS_FILE, "full", 0, 0, 0, 0, "The factor files cannot be written or read (full). Check"},
+        {VYR_STATUS_SINGULAR, "", 0, 0, 0, 0, "No pivot could be found for some equation"},
+        {VYR_STATUS_STRUCTURE, "bad", 0, 0, 0, 0, "The library ended with status -6: bad."},
+        {VYR_STATUS_BUSY, "", 0, 0, 0, 0, "The library ended with status -44: the object is at work"},
+        {VYR_STATUS_NOT_POSITIVE, "", 0, 0, 0, 0, "The matrix is not positive definite. Check that row"},
+        {VYR_STATUS_NOT_POSITIVE, "", 0, -2.5, 0, 0,
+         "The matrix is not positive definite: the pivot of equation 7 is -2.5. Check"},
+        {VYR_STATUS_OK, "", 0, 0, 2e-8, 0,
+         "The backward error 2.0e-08 is above 1e-08: the matrix is too close to singular"},
+        {VYR_STATUS_OK, "", 0, 0, NAN, 0, "The backward error nan is above 1e-08"},
+        {VYR_STATUS_OK, "", 0, 0, 0, 5e15, "The condition number of the matrix, about 5.0e+15 after scaling"},
+        {VYR_STATUS_OK, "", 0, 0, 1e-8, LARGEST_CONDITION, ""}};
     for (const auto& row : rows) {
-        EXPECT_EQ(failure_sentence(row.result).find(row.begin), 0U) << failure_sentence(row.result);
-        EXPECT_FALSE(accepted(row.result)) << row.begin;
+        SolveResult result;
+        result.status = row.status, result.message = row.message, result.memory_limit = row.memory_limit;
+        if (row.pivot != 0) result.factor.failed_equation = 7, result.factor.failed_pivot = row.pivot;
+        result.backward_error = row.backward_error, result.condition = row.condition;
+        const std::string sentence = failure_sentence(result);
+        EXPECT_EQ(sentence.find(row.begin), 0U) << sentence;
+        EXPECT_EQ(accepted(result), *row.begin == '\0');
+        EXPECT_EQ(sentence.empty(), *row.begin == '\0') << sentence;
     }
-    EXPECT_TRUE(accepted(border) && failure_sentence(border).empty());
 }
 
 TEST(Pivots, ExtremesAreRankedByMagnitudeAndEqualOnesByEquation) {
@@ -57,6 +58,28 @@ TEST(Pivots, ExtremesAreRankedByMagnitudeAndEqualOnesByEquation) {
     EXPECT_EQ(extreme_pivots(result, 3, true), (Equations{2, 5, 0}));
     EXPECT_EQ(extreme_pivots(result, 99, true).size(), 5U);
     EXPECT_NE(pivots_text(result, 1).find("5 of 7 pivots were computed"), std::string::npos);
+}
+
+constexpr char NONE[] = "", POLICY[] = "OMP_WAIT_POLICY", SPIN[] = "GOMP_SPINCOUNT";
+
+/// What is asked for on `kernels` when the user has set `name`.
+template <const char* name>
+std::map<std::string, std::string> wanted_beside(const char* kernels) {
+    const auto settings = missing_settings(
+        kernels, [](const char* asked) { return std::strcmp(asked, name) == 0 ? "the user's" : nullptr; });
+    return {settings.begin(), settings.end()};
+}
+
+TEST(Environment, WantsAShortSpinAndFastKernelsAndLeavesTheUserHisWord) {
+    EXPECT_EQ(wanted_beside<NONE>("Zen"), (std::map<std::string, std::string>{{SPIN, "1000"}}));
+    EXPECT_TRUE(wanted_beside<POLICY>("Zen").empty());
+#if defined(__x86_64__)
+    const bool wide = __builtin_cpu_supports("avx512vl");
+    const bool known = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    EXPECT_EQ(wanted_beside<SPIN>("Prescott")["OPENBLAS_CORETYPE"], wide    ? "SkylakeX"
+                                                                    : known ? "Haswell"
+                                                                            : "");
+#endif
 }
 
 TEST(Ticker, ShowsThePhaseOnlyWhenEnabledAndWipesItsLine) {

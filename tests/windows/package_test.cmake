@@ -9,8 +9,11 @@ run("${programs}/cpack" -G ZIP --config "${BUILD}/CPackConfig.cmake" -B "${WORK}
 run("${CMAKE_COMMAND}" -E tar xf "${WORK}/pack/${NAME}.zip")
 set(root "${WORK}/${NAME}")
 
-set(expected README.md bin/vyr.dll bin/vyr.exe cmake/vyrConfig.cmake cmake/vyrConfigVersion.cmake
-    examples/CMakeLists.txt examples/solve.c include/vyr.h lib/libvyr.dll.a lib/vyr.def lib/vyr.lib
+set(expected README.md bin/vyr.dll bin/vyr.exe bin/vyrsolver.dll cmake/vyrConfig.cmake cmake/vyrConfigVersion.cmake
+    examples/CMakeLists.txt examples/failures.c examples/first_solve.c examples/first_solve_cpp.cpp examples/grid.h
+    examples/inertia.c examples/many_right_hand_sides.c examples/progress.c examples/solve.c examples/transient.c
+    examples/two_threads.cpp include/vyr.h include/vyr/eigen.hpp include/vyr/solver.h include/vyr/solver.hpp
+    lib/libvyr.dll.a lib/libvyrsolver.dll.a lib/vyr.def lib/vyr.lib lib/vyrsolver.def lib/vyrsolver.lib
     licences/METIS.txt licences/OpenBLAS.txt licences/VYR.txt licences/gcc-runtime.txt licences/mingw-w64.txt)
 file(GLOB_RECURSE found RELATIVE "${root}" "${root}/*")
 if(NOT "${found}" STREQUAL "${expected}")

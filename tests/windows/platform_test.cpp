@@ -58,38 +58,22 @@ TEST(Windows, SystemFactsAndMemoryAreTheSystems) {
     platform::SystemInfo info;
     platform::system_info(info);
     EXPECT_TRUE(std::filesystem::equivalent(info.current_directory, directory.path()));
-    EXPECT_EQ(info.current_directory[1], ':') << info.current_directory;
     EXPECT_EQ(info.architecture, std::uint32_t{PROCESSOR_ARCHITECTURE_AMD64});
     EXPECT_EQ(info.page_size, 4096U);
     EXPECT_EQ(info.allocation_granularity, 65536U);
-    EXPECT_GE(info.n_processors, 1U);
     EXPECT_GE(info.os_major, 6U);
     MEMORYSTATUSEX expected{};
     expected.dwLength = sizeof expected;
     ASSERT_NE(GlobalMemoryStatusEx(&expected), 0);
     platform::MemoryStatus status;
     ASSERT_TRUE(platform::memory_status(status));
-    const auto near_to = [](std::uint64_t a, std::uint64_t b) { // others allocate, too
-        return std::abs(static_cast<double>(a) - static_cast<double>(b)) < 2e9;
-    };
-    EXPECT_TRUE(near_to(status.available_physical, expected.ullAvailPhys));
-    EXPECT_TRUE(near_to(status.available_page_file, expected.ullAvailPageFile));
-    EXPECT_TRUE(near_to(status.available_virtual, expected.ullAvailVirtual));
+    const std::pair<std::uint64_t, std::uint64_t> sizes[] = {
+        {status.available_physical, expected.ullAvailPhys},
+        {status.available_page_file, expected.ullAvailPageFile},
+        {status.available_virtual, expected.ullAvailVirtual}};
+    for (const auto& [a, b] : sizes)
+        EXPECT_NEAR(static_cast<double>(a), static_cast<double>(b), 2e9) << "others allocate, too";
     EXPECT_GT(platform::peak_resident_bytes(), 100'000U);
-}
-
-// Windows answers with the largest free block, Wine with 0: then there is a message.
-TEST(Windows, HeapCompactionIsSilentOrTellsTheSystemsCodeAndText) {
-    TestContext test;
-    mf_heap_compact(test.context);
-    EXPECT_EQ(test.text, "");
-    test.context.log.messages = true;
-    mf_heap_compact(test.context);
-    if (HeapCompact(GetProcessHeap(), 0) != 0 && test.text.empty()) return;
-    const std::string begin = "ORNE_HeapCompact failed with error ";
-    ASSERT_EQ(test.text.find(begin), 0U) << test.text;
-    const unsigned long code = std::stoul(test.text.substr(begin.size()));
-    EXPECT_EQ(test.text, begin + std::to_string(code) + ": " + system_text(code).substr(0, 255));
 }
 
 TEST(Windows, ErrorTextsAreTheSystemsAndCutToTheirRoom) {
@@ -101,6 +85,15 @@ TEST(Windows, ErrorTextsAreTheSystemsAndCutToTheirRoom) {
     EXPECT_EQ(brief, expected.substr(0, 4));
     platform::error_text(0x2fffffff, text, sizeof text);
     EXPECT_STREQ(text, "");
+    // Windows answers with the largest free block, Wine with 0: then there is a message.
+    TestContext test;
+    test.context.log.messages = true;
+    mf_heap_compact(test.context);
+    if (HeapCompact(GetProcessHeap(), 0) != 0 && test.text.empty()) return;
+    const std::string begin = "ORNE_HeapCompact failed with error ";
+    ASSERT_EQ(test.text.find(begin), 0U) << test.text;
+    const unsigned long code = std::stoul(test.text.substr(begin.size()));
+    EXPECT_EQ(test.text, begin + std::to_string(code) + ": " + system_text(code).substr(0, 255));
 }
 
 TEST(Windows, FilePositionsHave64Bits) {

@@ -38,7 +38,8 @@ TEST(Program, ExitCodesTextsAndFilesAreThoseOfAnyOtherSystem) {
     expect("solve good.mtx --report \"a folder\" --out-of-core \"a folder\"", 0,
            "factor files                  1");
     EXPECT_NE(tool::read_file("a folder/VYR_spd 2.2.info").find("<STATUS>0</STATUS>"), std::string::npos);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("a folder"), {}), 1) << "the factor's files are gone";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("a folder"), {}), 1)
+        << "the factor's files are gone";
 }
 
 // OpenBLAS takes the kernels of another processor when it is told to, and says which; the base it calls by
@@ -47,17 +48,18 @@ TEST(Program, SolvesWithTheKernelsOfEveryProcessorFamilyThatRunsHere) {
     const TempDirectory directory;
     expect("generate elasticity3d 8 -o a.mtx", 0, "");
     _putenv_s("OPENBLAS_VERBOSE", "2");
-    const auto solve_with = [](const char* family, const char* shown, bool runs_here) {
-        if (!runs_here) return;
-        _putenv_s("OPENBLAS_CORETYPE", family);
-        expect("solve a.mtx --threads 2", 0, std::string("Core: ") + shown);
-    };
-    const bool avx2 = __builtin_cpu_supports("avx2") != 0;
-    solve_with("Prescott", "Katmai", true);
-    solve_with("Haswell", "Haswell", avx2);
-    solve_with("Zen", "Zen", avx2);
-    solve_with("SkylakeX", "SkylakeX",
-               __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"));
+    const bool avx2 = __builtin_cpu_supports("avx2"), wide = __builtin_cpu_supports("avx512vl");
+    const struct {
+        const char *family, *shown;
+        bool runs_here;
+    } rows[] = {{"Prescott", "Katmai", true},
+                {"Haswell", "Haswell", avx2},
+                {"Zen", "Zen", avx2},
+                {"SkylakeX", "SkylakeX", wide && __builtin_cpu_supports("avx512dq")}};
+    for (const auto& row : rows) {
+        _putenv_s("OPENBLAS_CORETYPE", row.family);
+        if (row.runs_here) expect("solve a.mtx --threads 2", 0, std::string("Core: ") + row.shown);
+    }
 }
 
 } // namespace vyr::test

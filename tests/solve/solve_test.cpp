@@ -1,0 +1,230 @@
+// Substitution kernels judged by residuals; scaling and refinement against their definitions.
+#include "solve/node_steps.h"
+#include "solve/solve.h"
+#include "solve/substitution.h"
+#include "support/capture.h"
+#include "support/engine.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+
+using namespace vyr;
+using namespace vyr::test;
+
+namespace {
+
+using Vector = std::vector<double>;
+
+/// Complete graphs, each joined to earlier ones by its last vertex. Indefinite: diagonals negative or 0.
+Csc chain(Rng& rng, bool definite) {
+    Edges edges;
+    std::vector<bool> weak;
+    for (auto count = 3 + rng() % 8; count > 0; --count) {
+        const auto first = static_cast<int>(weak.size()), size = static_cast<int>(1 + rng() % 40);
+        for (auto [i, j] : dense_edges(size)) edges.emplace_back(first + i, first + j);
+        for (int k = 1; k < size; ++k) weak.push_back(!definite && size > 4 && rng() % 2 == 0);
+        weak.push_back(false);
+        for (int k = 0; first > 0 && k < 3; ++k)
+            if (const auto other = rng() % first; !weak[other]) edges.emplace_back(first + size - 1, other);
+    }
+    Csc a = spd(static_cast<std::int32_t>(weak.size()), edges, rng());
+    for (std::int32_t j = 0; j < a.n; ++j)
+        if (weak[j] || (!definite && rng() % 2 == 0)) a.values[a.colptr[j]] *= weak[j] ? 0 : -1;
+    return a;
+}
+
+/// One factor and what is solved with it, in an empty current directory.
+struct Solves {
+    TempDirectory directory;
+    TestContext test;
+    EngineRun run{test};
+    Settings& settings = test.context.settings;
+    Csc a;
+
+    Solves(const Csc& matrix, int type, int core_mode = CORE_IN) : a(matrix) {
+        settings.n_threads = 1, settings.type = type, settings.core_mode = core_mode;
+        EXPECT_EQ(run.run(a), Status::OK);
+    }
+    Status solve(Vector& x, int nrhs = 1, bool block = false) {
+        return mf_solve(test.context, run.factor, matrix_of(a), x.data(), nrhs, block);
+    }
+    /// Solves for nrhs columns in a block of some more; returns how many columns hold solutions and checks
+    /// that the others are as they were, and the factor too.
+    int solved(int nrhs, bool block, Status expected = Status::OK) {
+        const Vector b = random_vector(a.n * (nrhs + 2), static_cast<std::uint64_t>(nrhs));
+        const Buffer<double>& values = run.factor.lu_values;
+        const Vector before(values.get(), values.get() + values.count());
+        Vector x = b;
+        EXPECT_EQ(solve(x, nrhs, block), expected);
+        EXPECT_TRUE(std::equal(before.begin(), before.end(), values.get()));
+        int count = 0;
+        while (count < nrhs && backward_error(a, &x[count * a.n], &b[count * a.n]) < 1e-10) ++count;
+        EXPECT_TRUE(std::equal(x.begin() + count * a.n, x.end(), b.begin() + count * a.n)) << count;
+        return count;
+    }
+};
+
+struct Refined {
+    Vector x;
+    double condition = 0;
+    std::string text;
+};
+
+/// Refinement by its definition, on top of single substitutions; `mirrored`: s.a stores one triangle.
+Refined refine(Solves& s, bool mirrored, const Vector& b) {
+    Refined result{Vector(b.size(), 0.0), 0, ""};
+    Vector r = b;
+    double w_before = DBL_MAX, w_first = 0;
+    int accepted = 0;
+    for (bool more = true; more;) {
+        EXPECT_EQ(mf_substitute(s.test.context, s.run.factor, r.data(), 1, false), Status::OK);
+        Vector x = result.x;
+        for (std::size_t i = 0; i < x.size(); ++i) x[i] += r[i];
+        r = b;
+        for (std::int32_t j = 0; j < s.a.n; ++j)
+            for (std::int32_t k = s.a.colptr[j]; k < s.a.colptr[j + 1]; ++k) {
+                const std::int32_t i = s.a.rowind[k];
+                r[i] -= x[j] * s.a.values[k];
+                if (mirrored && i != j) r[j] -= x[i] * s.a.values[k];
+            }
+        double w = 0, r_largest = 0, x_largest = 0;
+        for (std::size_t i = 0; i < x.size(); ++i) {
+            if (b[i] != 0 && w == w && !(std::abs(r[i] / b[i]) <= w)) w = std::abs(r[i] / b[i]);
+            r_largest = std::max(r_largest, std::abs(r[i]));
+            x_largest = std::max(x_largest, std::abs(x[i]));
+        }
+        if (accepted == 0) w_first = w, result.condition = r_largest / x_largest * std::pow(2.0, 52);
+        if (w > w_before / 10) break;
+        result.x = x, w_before = w, ++accepted;
+        more = !(w < std::pow(2.0, -52)) && accepted < s.settings.refinement_limit;
+    }
+    char line[200];
+    std::snprintf(line, sizeof line, "\r\n\t\tcond=%g,iter=%d,w_0=%g", result.condition, accepted, w_first);
+    result.text = line;
+    return result;
+}
+
+bool same(double a, double b) {
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
+
+} // namespace
+
+TEST(Kernels, CholeskySolvesAnyNumberOfRightHandSidesWithEveryInstructionSet) {
+    Rng rng(test_seed());
+    for (int round = 0; round < 6; ++round) {
+        Solves s(chain(rng, true), TYPE_SPD);
+        for (int set = 0; set <= static_cast<int>(simd::instruction_set()); ++set) {
+            s.settings.instructions = static_cast<simd::InstructionSet>(set);
+            for (int nrhs = 1; nrhs <= 40; ++nrhs) ASSERT_EQ(s.solved(nrhs, true), nrhs) << set;
+        }
+        EXPECT_EQ(s.solved(3, false), 1);
+    }
+}
+
+TEST(Kernels, PairsAndExchangesAreSolvedByLoopsAndByBlasInCoreAndOutOfIt) {
+    Rng rng(test_seed());
+    double n_pairs = 0, n_files = 0;
+    for (int round = 0; round < 60; ++round) {
+        Solves s(chain(rng, false), TYPE_LDLT, round % 2 == 0 ? CORE_IN : CORE_OUT);
+        for (s.settings.type = TYPE_LDLT; s.settings.type <= TYPE_CSYM; ++s.settings.type)
+            ASSERT_EQ(s.solved(2, round % 4 > 1), 1) << round;
+        n_pairs += s.test.context.statistics.n_two_by_two, n_files += s.run.factor.files.count;
+    }
+    EXPECT_TRUE(n_pairs > 30 && n_files > 30);
+}
+
+TEST(Kernels, AreChosenByTypeCoreModeAndStorage) {
+    // Counted allocations tell the kernels apart: a vector in core, lists, blocks and a vector out of core.
+    struct Row {
+        int type, mode, columns, n_allocations;
+        bool block;
+    };
+    const Row rows[] = {{11, 0, 3, 1, true},  {11, 0, 1, 1, false}, {11, 3, 3, 1, true}, {11, 1, 1, 3, true},
+                        {11, 4, 1, 3, true},  {11, 5, 1, 1, false}, {12, 0, 1, 1, true}, {12, 3, 1, 1, false},
+                        {13, 5, 1, 3, false}, {13, 1, 1, 3, true},  {14, 0, 0, 0, true}, {99, 1, 0, 0, true}};
+    Rng rng(test_seed());
+    for (const auto& [type, mode, columns, n_allocations, block] : rows) {
+        const bool indefinite = type == 12 || type == 13;
+        Solves s(chain(rng, !indefinite), indefinite ? TYPE_LDLT : TYPE_SPD);
+        s.settings.type = type, s.settings.core_mode = mode;
+        s.test.context.log.messages = true;
+        s.test.context.statistics.t_mapped_io = 2500;
+        const int before = s.test.memory.alloc_count;
+        EXPECT_EQ(s.solved(3, block), columns) << type << " " << mode;
+        EXPECT_EQ(s.test.memory.alloc_count - before, n_allocations) << type << " " << mode;
+        const std::string line = "\r\n\tMAP=0,X_Time=2.5\t\t";
+        EXPECT_EQ(s.test.text, type == 12 && mode == 3 ? line + line : "");
+    }
+}
+
+TEST(Kernels, ReadFactorFilesPassByPassAndNameAMissingOne) {
+    Rng rng(test_seed());
+    for (const int type : {TYPE_SPD, TYPE_LDLT}) {
+        Solves s(chain(rng, type == TYPE_SPD), type, CORE_OUT);
+        for (s.settings.core_mode = 5; s.settings.core_mode >= 0; --s.settings.core_mode)
+            EXPECT_EQ(s.solved(2, s.settings.core_mode > 0), 1) << "nothing is in core, whatever the mode";
+        s.settings.core_mode = CORE_OUT, s.test.context.log.messages = true;
+        EXPECT_EQ(s.solved(1, false), 1);
+        EXPECT_TRUE(s.test.text.starts_with("\r\n\t\tIO/solve=")) << s.test.text;
+        const double share = std::stod(s.test.text.substr(13));
+        EXPECT_TRUE(share >= 0 && share <= 1) << share;
+        for (int k = 1; k <= 4; ++k) { // lists, blocks, vector, and the buffer that another solve has
+            const Buffer<char> taken = s.run.factor.read_buffer.take();
+            s.test.faults.allocation.set(k);
+            EXPECT_EQ(s.solved(1, false, Status::MEMORY), 0);
+        }
+        ASSERT_TRUE(std::filesystem::remove("VYR_ 1.mmf"));
+        Vector x = random_vector(s.a.n, 1);
+        EXPECT_EQ(s.solve(x), Status::FACTOR_FILE);
+        EXPECT_STREQ(s.test.context.reason, "factor file 1 cannot be read or belongs to another factor");
+    }
+}
+
+TEST(Refinement, FollowsItsDefinitionForEveryLimitTypeAndMatrix) {
+    Rng rng(test_seed());
+    for (int round = 0; round < 400; ++round) {
+        const auto n = static_cast<std::int32_t>(1 + rng() % 6);
+        Solves s(spd(n, random_edges(n, n, rng), rng()), TYPE_SPD);
+        const bool mirrored = round % 2 == 0;
+        if (!mirrored) s.a = both_triangles(s.a), s.settings.type = TYPE_EXPAND;
+        const double change[] = {0, 1e-9, 0.03, 0.08, 0.2, 1.5}, by = change[rng() % 6];
+        for (double& value : s.a.values) value *= 1 + by;
+        if (round % 23 == 0) s.a.values[0] = round % 2 == 0 ? 1e308 : NAN;
+        Vector b = random_vector(n, rng());
+        for (double& value : b) value = rng() % 8 == 0 ? 0 : std::round(value * 64);
+        s.settings.refinement_limit = static_cast<int>(2 + rng() % 4);
+        const Refined expected = refine(s, mirrored, b);
+        s.test.context.log.messages = true;
+        s.test.context.statistics.t_solve = -1;
+        EXPECT_EQ(s.solve(b, 1, rng() % 2 == 0), Status::OK);
+        EXPECT_GE(s.test.context.statistics.t_solve, 0);
+        ASSERT_TRUE(std::equal(b.begin(), b.end(), expected.x.begin(), same)) << "round " << round;
+        EXPECT_TRUE(same(s.test.context.statistics.condition, expected.condition)) << round;
+        EXPECT_EQ(s.test.text, expected.text) << round;
+    }
+}
+
+TEST(Refinement, IsLeftOutUpToALimitOfOneAndScalingDividesBeforeAndAfterTheSubstitution) {
+    constexpr int N = 40;
+    Rng rng(test_seed());
+    Solves s(spd(N, random_edges(N, 60, rng), rng()), TYPE_SPD);
+    const Vector rhs = random_vector(N, rng()), sol = random_vector(N, rng());
+    s.run.factor.scale_rhs = Buffer<double>(s.test.memory, N);
+    s.run.factor.scale_sol = Buffer<double>(s.test.memory, N);
+    std::copy_n(rhs.begin(), N, s.run.factor.scale_rhs.get());
+    std::copy_n(sol.begin(), N, s.run.factor.scale_sol.get());
+    s.test.context.log.messages = true;
+    for (const int limit : {-3, 0, 1})
+        for (const int mode : {0, 1, 2, 3, 4, -1}) {
+            s.settings.scaling = mode, s.settings.refinement_limit = limit;
+            Vector x = random_vector(2 * N, rng()), ax = x;
+            ASSERT_EQ(s.solve(x, 2, true), Status::OK);
+            for (int i = 0; i < N && (mode == 2 || mode == 3); ++i) x[i] *= sol[i];
+            for (int i = 0; i < N && (mode == 1 || mode == 3); ++i) ax[i] /= rhs[i];
+            EXPECT_LE(worst_error(s.a, x, ax), 1e-14) << mode;
+        }
+    EXPECT_EQ(s.test.text, "");
+}
