@@ -19,7 +19,7 @@ table = subprocess.run([arguments.nm, "-D", "--defined-only", arguments.library]
 exported = {line.split()[-1].split("@")[0] for line in table.splitlines()}
 declared = listed
 if arguments.header:
-    declared = set(re.findall(r"_API [^(;]*?\b(\w+)\(", pathlib.Path(arguments.header).read_text()))
+    declared = set(re.findall(r"^VYR\w*_API [^(;]*?\b(\w+)\(", pathlib.Path(arguments.header).read_text(), re.MULTILINE))
 for title, names in (("exported", exported), ("declared", declared)):
     print(f"{title} but not listed:", sorted(names - listed))
     print(f"listed but not {title}:", sorted(listed - names))

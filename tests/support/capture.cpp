@@ -11,7 +11,9 @@ namespace fs = std::filesystem;
 /// A path that no other call and no other process gets. On Windows tmpfile does not promise so much.
 static fs::path temporary_path() {
     static int counter = 0;
-    return fs::temp_directory_path() / ("vyr_" + std::to_string(getpid()) + "_" + std::to_string(counter++));
+    const std::string name = "vyr_" + std::to_string(getpid()) + "_" + std::to_string(counter++);
+    fs::remove_all(fs::temp_directory_path() / name); // of a process that crashed
+    return fs::temp_directory_path() / name;
 }
 
 std::string output_of(const std::function<void()>& action) {
