@@ -97,6 +97,7 @@ enum {
     VYR_ERR_NOTHING_TO_FLUSH = -34, /* nothing left to write, or all 101 factor files used (internal) */
     VYR_ERR_SMALL_PIVOT = -35,      /* a pivot <= param[23]; VYR_pivot_ld marks it */
     VYR_ERR_GROWTH = -36,       /* pivots spread over more than param[24]; VYR_pivot_ld marks the extremes */
+    VYR_ERR_ORDERING = -41,     /* the ordering failed */
     VYR_ERR_PLATFORM = -500,    /* operating-system major version below 4 */
     VYR_ERR_EMPTY_FILE = -1000, /* the last factor file stayed empty (internal) */
     VYR_ERR_MAPPING = -1210     /* the mapped factor store could not be created */
@@ -134,8 +135,8 @@ VYR_API int VYR_param_ld(const double* param);
  * n, colPtr, rowInd   the matrix of VYR_init_ld
  *
  * Returns the handle, owned by the caller until VYR_clear_ld; or null, and then the status is in param[0]
- * (-1, -2, -6, -10, a status an earlier step left behind, or 0 when there was no memory for the very first
- * work arrays) and a report file has been written to the current directory. Turns messages off and puts
+ * (-1, -2, -6, -10, -41, a status an earlier step left behind, or 0 when there was no memory for the very
+ * first work arrays) and a report file has been written to the current directory. Turns messages off and puts
  * VYR_TYPE_SPD in force. The ordering is nested dissection by METIS. Not thread-parallel. */
 VYR_API VYR_handle VYR_symbol_ld(void* reserved, int n, const int* colPtr, const int* rowInd);
 

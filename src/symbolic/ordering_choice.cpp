@@ -41,23 +41,22 @@ LevelStructure search(const Graph& graph, std::int32_t start, std::int32_t most,
 /// True when the graph is plainly a large mesh of a body, whose factorization is worth a dissection. The mean
 /// level of a search from a far end stands for the separator: m unknowns, so m^3 for the operations. Meshes
 /// with many neighbours a vertex have fewer and larger levels for the same separator, which a power of their
-/// number makes up for.
+/// number makes up for. Searches end where the graph turns out too long for such levels.
 Status plainly_worth_dissection(Context& context, const Graph& graph, double n_unknowns,
                                 bool& plain) noexcept {
     plain = false;
+    const double n = graph.n, entries = graph.xadj[graph.n];
+    const double least_level = std::cbrt(tuning::BODY_LEVEL_COST * entries * std::pow(entries / n, 1.5));
+    const auto most = static_cast<std::int32_t>(
+        std::min(n_unknowns / std::max(least_level, 1.0), std::sqrt(n / tuning::BODY_THICKNESS)));
+    const double least = 0.9 * std::cbrt(n); // less is no mesh
+    if (most < least) return Status::OK;
     auto seen = Buffer<std::int8_t>::zeroed(context.memory, graph.n);
     Buffer<std::int32_t> queue(context.memory, graph.n);
     if (!seen || !queue) return out_of_memory(context, Status::FACTOR_STORAGE);
-    const double n = graph.n;
-    const auto most = static_cast<std::int32_t>(std::sqrt(n / tuning::BODY_THICKNESS)) + 1;
-    LevelStructure levels = search(graph, 0, most, 1, seen.get(), queue.get());
-    if (levels.depth < most) levels = search(graph, levels.last, most, 2, seen.get(), queue.get());
-    const bool is_body = levels.depth < most && levels.depth > 0.9 * std::cbrt(n);
-    if (!is_body || levels.n_visited < graph.n) return Status::OK;
-    const double entries = graph.xadj[graph.n];
-    const double degree = entries / n;
-    const double level = n_unknowns / levels.depth;
-    plain = level * level * level > tuning::BODY_LEVEL_COST * entries * std::pow(degree, 1.5);
+    LevelStructure levels = search(graph, 0, most + 1, 1, seen.get(), queue.get());
+    if (levels.depth <= most) levels = search(graph, levels.last, most + 1, 2, seen.get(), queue.get());
+    plain = levels.depth >= least && levels.depth <= most && levels.n_visited == graph.n;
     return Status::OK;
 }
 
