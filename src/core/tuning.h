@@ -49,14 +49,14 @@ inline constexpr std::int32_t NARROW_RHS = 32;
 /// a core.
 inline constexpr double THREADED_PRODUCT_FLOPS = 4e6;
 
-// The automatic ordering. Measured on one core of an AMD EPYC (Zen 4) with OpenBLAS 0.3.21, SkylakeX kernels,
-// in processor seconds of analysis, factorization and one solve together; docs/performance.md has the table.
-// What counts is the gain of a factorization against the time of METIS, which is proportional to the entries
-// of the adjacency it orders: about a microsecond each, or 35,000 operations. Threads are left out, so that
-// the order depends on the matrix alone.
+// The automatic ordering. Measured on one core of an AMD EPYC (Zen 4) with OpenBLAS 0.3.21, Cooperlake
+// kernels, in processor seconds of analysis, factorization and one solve together; docs/performance.md has
+// the table. What counts is the gain of a factorization against the time of METIS, which is proportional to
+// the entries of the adjacency it orders: about a microsecond each, or 35,000 operations. Threads are left
+// out, so that the order depends on the matrix alone.
 
 /// Operations by AMD an adjacency entry from which METIS is tried, too. Total by METIS over total by AMD:
-/// 2.5e4 (plate_100) 1.24, 3.2e4 (p3d_30) 1.29, 5.7e4 (p3d_35) 0.94, 7.5e4 (ela_15) 0.6, 8.7e4 (p3d_40)
+/// 2.5e4 (plate_100) 1.24, 3.2e4 (p3d_30) 1.29, 5.7e4 (p3d_35) 0.98, 7.5e4 (ela_15) 0.6, 8.7e4 (p3d_40)
 /// 0.87, 2.4e5 (p3d_50) 0.65.
 inline constexpr double DISSECTION_OPERATIONS = 6.5e4;
 
@@ -66,7 +66,7 @@ inline constexpr double BODY_THICKNESS = 4;
 
 /// m^3 / (entries * degree^1.5) of a body, m the unknowns a level, from which METIS is taken without a look
 /// at AMD, which would cost up to a twentieth of the whole: 13 for p3d_30 (METIS over AMD 1.29), 14 for
-/// ela_10 (1.07), 20 for p3d_35 (0.94), 30 for p3d_40 (0.87), 40 for ela_15 (0.6).
+/// ela_10 (1.07), 20 for p3d_35 (0.98), 30 for p3d_40 (0.87), 40 for ela_15 (0.6).
 inline constexpr double BODY_LEVEL_COST = 19;
 
 /// Most operations and entries in the profile, each an entry of the full pattern, with which the natural

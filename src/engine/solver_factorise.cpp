@@ -72,13 +72,16 @@ Status make_other_structure(Context& context, const Matrix& canonical, SolverFac
     const Pairing& pairing = structure.pairing;
     const Pattern pattern = pairing.ties ? Pattern{canonical.n, pairing.col_ptr.get(), pairing.row_ind.get()}
                                          : solver.analysis.canonical.pattern();
+    const Settings& wanted = solver.analysis.settings;
+    context.settings.ordering = wanted.ordering;
+    context.settings.compress_when_it_pays = wanted.compress_when_it_pays;
     context.settings.compress = pairing.ties;
     double ordering_ms = 0;
     return mf_analyse(context, pattern, structure.analysis, ordering_ms);
 }
 
 Status factorise_indefinite(Context& context, const Matrix& canonical, SolverFactor& solver) noexcept {
-    if (solver.analysis.type == TYPE_LDLT) {
+    if (solver.analysis.type == TYPE_LDLT || !solver.analysis.pairs) {
         solver.other_in_force = false;
         const Status status =
             run(context, TYPE_LDLT, solver.analysis.structure, canonical, solver, solver.main);

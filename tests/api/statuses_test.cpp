@@ -99,6 +99,13 @@ TEST(Statuses, EveryMistakeHasItsStatusAndASentence) {
              std::fill(r.a.values.begin(), r.a.values.end(), 0.0);
          },
          VYR_STATUS_SINGULAR, nullptr},
+        {"none, in a given order, indefinite after all",
+         [](Road& r) {
+             static const std::int32_t order[12] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
+             r.options.kind = VYR_KIND_AUTOMATIC, r.options.ordering = VYR_ORDERING_USER;
+             r.options.permutation = order, r.a.values[r.a.colptr[7]] = 0.1;
+         },
+         VYR_STATUS_OK, ""},
         {"b", [](Road& r) { r.b[5] = INFINITY; }, VYR_STATUS_NOT_FINITE, nullptr},
         {"nrhs", [](Road& r) { r.nrhs = 0; }, ARGUMENT, nullptr},
         {"ldb", [](Road& r) { r.ldb = 11; }, ARGUMENT, nullptr},

@@ -104,7 +104,7 @@ TEST_F(Program, EveryCommandLineHasItsExitCodeAndItsText) {
          "vyr: No pivot could be found for some equation: the matrix is"},
         {"solve negative.mtx --automatic", 0, "  condition ", ""},
         {"solve near.mtx --indefinite", 1, "  backward error ", "vyr: The condition number of the matrix, "},
-        {"solve good.mtx --ordering metis", 0, "  order and analyse ", ""},
+        {"solve good.mtx --ordering natural", 0, "   natural\n", ""},
         {"solve good.mtx --ordering best", 2, nullptr, "--ordering: "},
         {"solve - <good.mtx", 0, "  entries of A                  3 ", ""},
         {"solve fortran.mtx.gz", 0, "  entries of A                  3 ", ""},
