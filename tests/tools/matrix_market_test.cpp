@@ -58,8 +58,9 @@ TEST(MatrixMarketMatrix, EveryFaultIsNamedWithItsLine) {
         {GENERAL + "2 2 3\n1 1 1\n1 2 1\n2 2 1\n", "f:4: entry (1, 2) has no mirror image"},
         {GENERAL + "3 3 4\n3 1 1\n1 2 1\n2 1 1\n3 3 1\n", "f:3: entry (3, 1) has no mirror image"},
         {GENERAL + "2 2 3\n2 1 1\n1 2 1.5\n2 2 1\n", "f:4: entry (1, 2) differs from its mirror image"}};
-    for (const auto& [text, message] : faults)
-        EXPECT_EQ(error_of([&] { parse_symmetric("f", text); }, message.size()), message) << text;
+    for (const auto& fault : faults)
+        EXPECT_EQ(error_of([&] { parse_symmetric("f", fault.first); }, fault.second.size()), fault.second)
+            << fault.first;
 }
 
 /// Entries as a file may hold them: in any order, of a symmetric matrix in either triangle; with comments,
@@ -180,8 +181,9 @@ TEST(MatrixMarketDense, EveryFaultIsNamedWithItsLine) {
         {GENERAL + "2 1 3\n1 1 1\n", "f:2: the number of entries '3' is not in 1 .. 2"},
         {GENERAL + "2 1 2\n1 1 1\n1 1 2\n", "f:4: entry (1, 1) is given twice"},
         {GENERAL + "2 1 2\n1 1 1\n2 2 2\n", "f:4: the column number '2' is not in 1 .. 1"}};
-    for (const auto& [text, message] : faults)
-        EXPECT_EQ(error_of([&] { parse_dense("f", text, 2); }, message.size()), message) << text;
+    for (const auto& fault : faults)
+        EXPECT_EQ(error_of([&] { parse_dense("f", fault.first, 2); }, fault.second.size()), fault.second)
+            << fault.first;
 }
 
 } // namespace
