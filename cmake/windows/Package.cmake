@@ -30,6 +30,7 @@ install(FILES LICENSE DESTINATION licences RENAME VYR.txt)
 if(VYR_WINDOWS_DEPENDENCIES)
   install(DIRECTORY "${VYR_WINDOWS_DEPENDENCIES}/licences/" DESTINATION licences)
 endif()
+install(FILES /usr/share/doc/libz-mingw-w64-dev/copyright DESTINATION licences RENAME zlib.txt) # is in vyr.exe
 foreach(folder IN ITEMS "${VYR_METIS_FOLDER}" "${VYR_AMD_FOLDER}")
   if(folder)
     install(DIRECTORY "${folder}/licence/" DESTINATION licences)
