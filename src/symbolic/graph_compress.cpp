@@ -63,8 +63,9 @@ bool mf_compression_pays(const Graph& graph) noexcept {
     std::int32_t n_twins = 0;
     for (std::int32_t i = 0; i < n_sampled; ++i) {
         // Golden sections of the numbers, which no regular numbering follows.
-        const std::uint64_t section = static_cast<std::uint32_t>(i) * std::uint32_t{2654435769};
-        n_twins += has_twin(static_cast<std::int32_t>(section * static_cast<std::uint32_t>(graph.n) >> 32));
+        const std::uint32_t section = static_cast<std::uint32_t>(i) * std::uint32_t{2654435769};
+        const std::uint64_t place = std::uint64_t{section} * static_cast<std::uint32_t>(graph.n) >> 32;
+        n_twins += has_twin(static_cast<std::int32_t>(place));
     }
     return n_twins * 5 >= n_sampled;
 }
