@@ -21,7 +21,7 @@ TESTS_OF = {
     "numeric": ["numeric", "memory", "interface"],
     "solve": ["solve", "engine", "memory", "interface"],
     "report": ["report", "interface"],
-    "engine": ["engine", "interface", "tools"],
+    "engine": ["engine", "api", "interface", "tools"],
     "interface": ["interface", "report"],
 }
 
