@@ -18,11 +18,14 @@
  *
  * The library keeps process-wide settings and serves one matrix at a time: call it from one host thread. It
  * starts OpenMP threads of its own; their number is the one OpenMP reports at VYR_symbol_ld. It reads no
- * environment variable, file or registry key. The ordering reseeds the C library's rand().
+ * environment variable, file or registry key, and leaves signal handlers and the C library's rand() alone.
  *
  * Arrays stay the caller's: nothing handed in is kept after a call returns, except the address of `param`,
- * which must stay valid from VYR_init_ld to VYR_clear_ld. Nothing but `b`, `pivots`, `marks` and param[0]
- * is written.
+ * which must stay valid from VYR_init_ld until VYR_clear_ld or the next VYR_init_ld is called. Only a failing
+ * VYR_symbol_ld writes to it. Nothing but `b`, `pivots`, `marks` and param[0] is written.
+ *
+ * A handle that was released, or never was one, is noticed: VYR_numeric_ld answers VYR_ERR_HANDLE, the other
+ * functions do nothing. A later VYR_symbol_ld may hand out the same address again, for another matrix.
  */
 #ifndef VYR_H
 #define VYR_H
@@ -85,7 +88,7 @@ enum {
     VYR_ERR_STRUCTURE = -6,         /* malformed pointers, or a row index outside 0 .. n-1 */
     VYR_ERR_NOT_SQUARE = -7,        /* nRows differs from nCols */
     VYR_ERR_NAN = -8,               /* a value is not a number */
-    VYR_ERR_HANDLE = -9,            /* the handle is null or belongs to another pattern */
+    VYR_ERR_HANDLE = -9,            /* the handle is null, released, or belongs to another pattern */
     VYR_ERR_FACTOR_STORAGE = -10,   /* the factor storage was refused or could not be allocated */
     VYR_ERR_TYPE = -11,             /* the matrix type in force is not served */
     VYR_ERR_UPPER_ENTRY = -13,      /* an entry above the diagonal, types 11 to 13 */
@@ -109,11 +112,12 @@ enum {
  * colPtr         nCols + 1 ints; rowInd: colPtr[nCols] ints
  * values         not read
  * matrixType     a VYR_TYPE_ value
- * param          VYR_PARAM_COUNT doubles, or null for all zeros; must stay valid until VYR_clear_ld
+ * param          VYR_PARAM_COUNT doubles, or null for all zeros; see above how long it must stay valid
  *
- * Returns 0, -1, -2, -3, -4, -6, -7, -13, -29 (no memory for the symmetry measure of types that store both
- * triangles) or -500. Messages go to standard output when the low byte of
- * param[5] is not 0. Cost: one pass over the pattern.
+ * Returns 0, -1, -2, -3, -4, -6, -7, -11 (no VYR_TYPE_ value, nor 14), -13, -29 (no memory for the symmetry
+ * measure of types that store both triangles) or -500. Of entries stored twice only neighbours are found
+ * here, the others by VYR_symbol_ld. Messages go to standard output when the low byte of param[5] is not 0.
+ * Cost: one pass over the pattern.
  *
  * Calling it again on a live handle is legal: it puts another type or other flags in force for the next
  * VYR_numeric_ld. That is the road to L D L^T: VYR_init_ld, VYR_symbol_ld, VYR_init_ld with
@@ -135,9 +139,10 @@ VYR_API int VYR_param_ld(const double* param);
  * n, colPtr, rowInd   the matrix of VYR_init_ld
  *
  * Returns the handle, owned by the caller until VYR_clear_ld; or null, and then the status is in param[0]
- * (-1, -2, -6, -10, -41, a status an earlier step left behind, or 0 when there was no memory for the very
+ * (-1, -2, -4, -6, -10, -41, a status an earlier step left behind, or 0 when there was no memory for the very
  * first work arrays) and a report file has been written to the current directory. Turns messages off and puts
- * VYR_TYPE_SPD in force. The ordering is nested dissection by METIS. Not thread-parallel. */
+ * VYR_TYPE_SPD in force. -4: a column stores a row twice, neighbours or not; an entry above the diagonal and
+ * its mirror image are no such pair. The ordering is nested dissection by METIS. Not thread-parallel. */
 VYR_API VYR_handle VYR_symbol_ld(void* reserved, int n, const int* colPtr, const int* rowInd);
 
 /* Factorises. May be repeated with new values of the same pattern.
@@ -147,15 +152,21 @@ VYR_API VYR_handle VYR_symbol_ld(void* reserved, int n, const int* colPtr, const
  * h          the handle
  *
  * Returns 0, -1, -2, -6, -8, -9, -10, -11, -29, -30, -31, -33, -35, -36 or -1210. After a failure the
- * handle stays valid for VYR_pivot_ld, another VYR_numeric_ld and VYR_clear_ld; do not solve with it. L L^T
- * runs on the OpenMP threads that were available at VYR_symbol_ld; L D L^T on the calling thread, whose large
- * matrix products may use as many as OpenMP offers it at this call. */
+ * handle stays valid for VYR_pivot_ld, another VYR_numeric_ld and VYR_clear_ld; solves leave their vector
+ * alone. -9: the pattern differs from the analysed one in any entry or in their order. An infinite value
+ * draws a warning when messages are on, and then the factorization fails, with -31 when no pivot shows it.
+ *
+ * With param[24] > 1 every repetition compares its pivots with the largest one of the factorization before,
+ * too; VYR_init_ld starts afresh. L L^T runs on the OpenMP threads that were available at VYR_symbol_ld; L D
+ * L^T on the calling thread, whose large matrix products may use as many as OpenMP offers it at this call. */
 VYR_API int VYR_numeric_ld(void* reserved, int n, const int* colPtr, const int* rowInd, const double* values,
                            VYR_handle h);
 
 /* Solves A x = b for one right-hand side: b holds n doubles, the right-hand side on entry, the solution on
  * return. The matrix is read only for iterative refinement. The second argument is not read. Always returns
- * 0: check the status of VYR_numeric_ld. Without memory for its work space it leaves b unchanged. */
+ * 0: check the status of VYR_numeric_ld. b is left unchanged without memory for the work space, before the
+ * first VYR_numeric_ld and after a failed one, and when another type is in force than at VYR_numeric_ld. A b
+ * with infinities or NaNs is not looked for: they spread into x. */
 VYR_API int VYR_solve_ld(VYR_handle h, void* reserved, int n, const int* colPtr, const int* rowInd,
                          const double* values, double* b);
 

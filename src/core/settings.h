@@ -17,6 +17,11 @@ enum MatrixType {
     TYPE_EXPAND = 14  ///< one triangle, expanded for the residuals
 };
 
+/// True for the values of MatrixType.
+constexpr bool is_matrix_type(int type) noexcept {
+    return type == TYPE_BOTH || (type >= TYPE_SIMPLE && type <= TYPE_EXPAND);
+}
+
 /// Values of Settings::core_mode; any other value chooses automatically.
 enum CoreMode { CORE_IN = 0, CORE_OUT = 1, CORE_LIMITED = 2, CORE_MAPPED = 3, CORE_GPU = 4, CORE_GBLAS = 5 };
 

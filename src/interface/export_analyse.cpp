@@ -6,6 +6,7 @@
 #include "interface/process_state.h"
 #include "memory/memory_plan.h"
 #include "report/report.h"
+#include "symbolic/pattern.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -79,7 +80,7 @@ Status init(Context& context, std::int32_t n_rows, std::int32_t n_cols, const Pa
     state.value_max = DBL_MAX / 8;
     if (const Status status = gather_platform_facts(context); status != Status::OK) return status;
     mf_heap_compact(context);
-    return Status::OK;
+    return is_matrix_type(context.settings.type) ? Status::OK : Status::TYPE;
 }
 
 void release(mf_solver* solver) noexcept {
@@ -88,14 +89,20 @@ void release(mf_solver* solver) noexcept {
     mf_free(process_state().memory, solver);
 }
 
+Status analyse(Context& context, const Pattern& pattern, mf_solver& solver) noexcept {
+    if (const Status status = mf_check_structure(pattern); status != Status::OK) return status;
+    if (const Status status = mf_check_repeats(context, pattern); status != Status::OK) return status;
+    solver.pattern_hash = pattern_hash(pattern);
+    return mf_symbol(context, pattern, solver.analysis, solver.factor);
+}
+
 /// The analysed matrix, or null. A failure that an earlier step left in the status slot ends here too, and
 /// one of the first arrays leaves that slot alone.
 mf_solver* analyse(Context& context, const Pattern& pattern) noexcept {
     Accounting& memory = process_state().memory;
     void* const place = mf_malloc(memory, sizeof(mf_solver));
     auto* solver = place == nullptr ? nullptr : new (place) mf_solver(memory);
-    const Status status =
-        solver == nullptr ? Status::MEMORY : mf_symbol(context, pattern, solver->analysis, solver->factor);
+    const Status status = solver == nullptr ? Status::MEMORY : analyse(context, pattern, *solver);
     if (status != Status::OK && status != Status::MEMORY) set_info_status(status);
     if (status != Status::OK || to_int(process_state().mf_info[INFO_STATUS]) != 0) {
         release(solver);
@@ -162,11 +169,14 @@ extern "C" VYR_handle VYR_symbol_ld(void* /*reserved*/, int n, const int* colPtr
 }
 
 extern "C" int VYR_clear_ld(VYR_handle h) {
+    mf_solver* const solver = live_handle(h);
+    if (solver == nullptr && h != nullptr) return VYR_OK;
+    process_state().param = nullptr; // the caller may release it now
     if ((ctrl_int(CTRL_FLAGS) & FLAG_REPORT_AT_CLEAR) != 0) {
         const Call call;
         write_report(call.context);
     }
-    release(h);
+    release(solver);
     return VYR_OK;
 }
 

@@ -8,20 +8,29 @@
 #include "symbolic/pattern.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace vyr {
 
 namespace {
 
-/// Dispatches by type. Types without a factorization succeed without one.
+bool is_analysed_pattern(const Pattern& pattern, const mf_solver& solver) noexcept {
+    return pattern.n == solver.analysis.n && pattern.col_ptr[pattern.n] == solver.analysis.n_input &&
+           pattern_hash(pattern) == solver.pattern_hash;
+}
+
+/// Dispatches by type. Known types without a factorization succeed without one.
 Status factorise(Context& context, const Matrix& matrix, const double* values, mf_solver* solver) noexcept {
     const int type = context.settings.type;
     if (type == TYPE_SIMPLE) return Status::TYPE;
     if (solver == nullptr) return Status::HANDLE;
+    if (!is_matrix_type(type)) return Status::TYPE;
     if (!is_lower_triangle_type(type)) return Status::OK;
-    const Analysis& analysis = solver->analysis;
-    if (matrix.n != analysis.n || matrix.col_ptr[matrix.n] != analysis.n_input) return Status::HANDLE;
-    return mf_factorise(context, values, solver->factor);
+    if (!is_analysed_pattern(matrix, *solver)) return Status::HANDLE;
+    const Status status = mf_factorise(context, values, solver->factor);
+    // Comparisons with what an infinite value leads to may let every pivot pass.
+    if (status == Status::OK && std::isinf(context.statistics.value_max)) return Status::ILL_CONDITIONED;
+    return status;
 }
 
 /// The step between the two clock readings; a NaN or malformed matrix ends it early.
@@ -65,8 +74,12 @@ extern "C" int VYR_numeric_ld(void* /*reserved*/, int n, const int* colPtr, cons
     Statistics& statistics = call.context.statistics;
     statistics.numeric_start = start_ms;
 
-    const Status status = numeric_step(call.context, Matrix{{n, colPtr, rowInd}, values}, h);
-    if (h != nullptr) h->factor_status = status;
+    mf_solver* const solver = live_handle(h);
+    const Status status = numeric_step(call.context, Matrix{{n, colPtr, rowInd}, values}, solver);
+    if (solver != nullptr) {
+        solver->factor_status = status;
+        solver->factor_type = call.context.settings.type;
+    }
     if (status == Status::NAN_VALUE) return set_info_status(status);
     mf_numeric_failure_message(call.context.log, status);
     const Accounting& memory = call.context.memory;

@@ -56,7 +56,8 @@ void report_pivots(const mf_solver& solver, double threshold, double* pivots, in
 } // namespace vyr
 
 extern "C" int VYR_pivot_ld(VYR_handle h, double* pivots, int* marks) {
-    if (h == nullptr || pivots == nullptr || marks == nullptr) return VYR_OK;
-    vyr::report_pivots(*h, vyr::process_state().mf_ctrl[vyr::CTRL_PIVOT_MIN], pivots, marks);
+    const mf_solver* solver = vyr::live_handle(h);
+    if (solver == nullptr || pivots == nullptr || marks == nullptr) return VYR_OK;
+    vyr::report_pivots(*solver, vyr::process_state().mf_ctrl[vyr::CTRL_PIVOT_MIN], pivots, marks);
     return VYR_OK;
 }

@@ -1,10 +1,13 @@
 #include "interface/input_check.h"
 
+#include "core/buffer.h"
 #include "interface/process_state.h"
 
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <functional>
+#include <utility>
 
 namespace vyr {
 
@@ -79,6 +82,21 @@ Status mf_check_input(Context& context, std::int32_t n_rows, std::int32_t n_cols
             return status;
     statistics.symmetry_origin = statistics.symmetry = measure;
     statistics.no_diagonal = n_without_diagonal;
+    return Status::OK;
+}
+
+Status mf_check_repeats(Context& context, const Pattern& pattern) noexcept {
+    const std::int32_t* const row_ind = pattern.row_ind;
+    Buffer<std::int32_t> column_of; // by row: the last column out of order that stores it
+    for (std::int32_t j = 0; j < pattern.n; ++j) {
+        const std::int32_t begin = pattern.col_ptr[j], end = pattern.col_ptr[j + 1];
+        if (std::adjacent_find(row_ind + begin, row_ind + end, std::greater_equal<>()) == row_ind + end)
+            continue;
+        if (!column_of) column_of = Buffer<std::int32_t>(context.memory, pattern.n, -1);
+        if (!column_of) return out_of_memory(context);
+        for (std::int32_t e = begin; e < end; ++e)
+            if (std::exchange(column_of[row_ind[e]], j) == j) return Status::DUPLICATE;
+    }
     return Status::OK;
 }
 

@@ -25,6 +25,12 @@ Status mf_check_input(Context& context, std::int32_t n_rows, std::int32_t n_cols
 /// Returns OK or MEMORY.
 Status mf_symmetry_measure(Context& context, const Pattern& pattern, double& measure) noexcept;
 
+/// Looks for entries that a column stores twice, neighbours or not; entries above the diagonal and their
+/// mirror images are no repeats. The structure must have been checked.
+///
+/// Returns OK, DUPLICATE, or MEMORY, which only columns out of order need. Cost: one pass.
+Status mf_check_repeats(Context& context, const Pattern& pattern) noexcept;
+
 /// Extremes of the absolute values.
 struct ValueRange {
     double largest;

@@ -7,17 +7,20 @@
 #include "interface/slots.h"
 #include "platform/platform.h"
 
+struct mf_solver;
+
 namespace vyr {
 
 /// Everything writable that outlives a call and is not owned by a handle. One instance, in process_state.cpp.
 struct ProcessState {
     double mf_ctrl[CTRL_COUNT];  ///< settings in force, slots of CtrlSlot
     double mf_info[INFO_COUNT];  ///< status and statistics, slots of InfoSlot
-    double* param;               ///< the caller's parameter array of VYR_init_ld, or null
+    double* param;               ///< the caller's parameter array from VYR_init_ld to VYR_clear_ld, or null
     double value_min;            ///< non-zero values below this magnitude draw a warning
     double value_max;            ///< values above this magnitude draw a warning
     platform::SystemInfo system; ///< platform facts gathered by VYR_init_ld
     Accounting memory;           ///< of all handles
+    mf_solver* handles;          ///< the live ones; null when there is none
     Log log;                     ///< standard output
     double n_p2; ///< 2 x 2 pivots taken since the library was loaded; deliberately never reset
 };

@@ -119,7 +119,8 @@ TEST(Init, WritesEveryDefaultZeroesTheRestAndRestartsTheMemoryCounts) {
         state.system = {};
         state.n_p2 = 3; // is never reset
         Session session;
-        EXPECT_EQ(session.init(type == 11 || type == 12 ? SMALL : both_triangles(SMALL), type), 0);
+        EXPECT_EQ(session.init(type == 11 || type == 12 ? SMALL : both_triangles(SMALL), type),
+                  type == 99 ? VYR_ERR_TYPE : 0);
         expect_controls(type);
         for (int slot = 6; slot < INFO_COUNT; ++slot) EXPECT_EQ(state.mf_info[slot], 0.0) << slot;
         EXPECT_TRUE(state.param == session.param.data() && state.n_p2 == 3);

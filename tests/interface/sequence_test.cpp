@@ -113,7 +113,7 @@ TEST(Sequence, ARejectedAnalysisReturnsNullTheStatusAndAReportWithoutBody) {
 TEST(Sequence, ASecondInitPutsTypeAndCoreModeInForceForTheFactorization) {
     const std::string switched =
         "\r\nGPU_CORE or GBLAS_CORE must define _USE_CUDA_LIB_! Switched to ORNE_IN_CORE.";
-    for (const int type : {11, 12, 13, 14, 2, 10, 99})
+    for (const int type : {11, 12, 13, 14, 2, 10})
         for (const int mode : {0, 4, 5})
             for (const int limit : {1, 2, 9}) {
                 SCOPED_TRACE(std::to_string(type) + " in core mode " + std::to_string(mode));
