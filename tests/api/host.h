@@ -12,11 +12,6 @@ inline Matrix view_of(const Csc& a) {
     return Matrix(std::span<const std::int32_t>(a.colptr), a.rowind, a.values);
 }
 
-inline Csc shifted(Csc a, double shift) {
-    for (std::int32_t j = 0; j < a.n; ++j) a.values[a.colptr[j]] -= shift;
-    return a;
-}
-
 /// A saddle point: a grid and constraints that touch a few of its points, zeros on their diagonal.
 inline Csc saddle(std::int32_t side, std::uint64_t seed) {
     Edges edges = grid_edges(side, side);

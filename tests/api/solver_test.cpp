@@ -1,12 +1,10 @@
 // Systems of every kind through the library interface.
 #include "api/host.h"
-#include "engine/dense.h"
 #include "support/capture.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <memory>
 #include <thread>
 
 #include <omp.h>
@@ -19,6 +17,26 @@ std::vector<double> by_parts(const Factor& factor, std::vector<double> x) {
     for (const std::int32_t part : {VYR_PART_P, VYR_PART_L, VYR_PART_D, VYR_PART_LT, VYR_PART_PT})
         factor.solve_part(part, x);
     return x;
+}
+
+/// A x by the columns of L and what there is of D.
+std::vector<double> by_columns(const Factor& factor, const std::vector<double>& x) {
+    const auto n = static_cast<std::int32_t>(x.size());
+    std::vector<std::int64_t> ptr(n + 1L);
+    check(vyr_factor_columns(factor.get(), ptr.data(), nullptr, nullptr, nullptr));
+    std::vector<std::int32_t> ind(ptr[n]), order(n);
+    std::vector<double> values(ptr[n]), d(n), beside(n), y(n), z(n + 1L), image(n);
+    check(vyr_factor_columns(factor.get(), ptr.data(), ind.data(), values.data(), order.data()));
+    check(vyr_factor_diagonal(factor.get(), d.data(), beside.data()));
+    if (factor.info().kind == VYR_KIND_POSITIVE) d.assign(n, 1.0);
+    for (std::int32_t j = 0; j < n; ++j)
+        for (std::int64_t k = ptr[j]; k < ptr[j + 1]; ++k) y[j] += values[k] * x[order[ind[k]]];
+    for (std::int32_t j = 0; j < n; ++j) {
+        z[j] += d[j] * y[j] + (beside[j] == 0 ? 0 : beside[j] * y[j + 1]);
+        z[j + 1] += beside[j] * y[j];
+        for (std::int64_t k = ptr[j]; k < ptr[j + 1]; ++k) image[order[ind[k]]] += values[k] * z[j];
+    }
+    return image;
 }
 
 TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
@@ -56,6 +74,7 @@ TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
                     EXPECT_NEAR(info.backward_error, worst_error(a, x, b), 1e-16);
                     const std::vector<double> one(b.begin(), b.begin() + a.n);
                     EXPECT_LT(backward_error(a, by_parts(factor, one).data(), one.data()), 1e-9);
+                    EXPECT_LT(backward_error(a, one.data(), by_columns(factor, one).data()), 1e-12);
                     factor.solve(b, b, 3); // in place
                     EXPECT_EQ(b, x);
                     for (double& value : a.values) value *= 1.5;
@@ -85,80 +104,6 @@ TEST(Solver, TellsInertiaDeterminantPivotsAndConditionOfADiagonal) {
     std::vector<double> pivots(5);
     check(vyr_factor_pivots(factor.get(), pivots.data()));
     EXPECT_EQ(pivots, a.values);
-}
-
-TEST(Solver, TheFactorByColumnsMultipliesBackToTheMatrix) {
-    for (const Csc& a : {spd(60, grid_edges(10, 6)), saddle(6, 3)}) {
-        Options options;
-        options.kind = VYR_KIND_AUTOMATIC;
-        const Analysis analysis(view_of(a), options);
-        Factor factor(analysis);
-        factor.factorise(view_of(a));
-        const std::int32_t n = a.n;
-        std::vector<std::int64_t> ptr(n + 1);
-        check(vyr_factor_columns(factor.get(), ptr.data(), nullptr, nullptr, nullptr));
-        std::vector<std::int32_t> ind(ptr.back()), order(n);
-        std::vector<double> values(ptr.back()), d(n), beside(n), l(n * n), product(n * n);
-        check(vyr_factor_columns(factor.get(), ptr.data(), ind.data(), values.data(), order.data()));
-        check(vyr_factor_diagonal(factor.get(), d.data(), beside.data()));
-        if (factor.info().kind == VYR_KIND_POSITIVE) std::fill(d.begin(), d.end(), 1.0);
-        for (std::int32_t j = 0; j < n; ++j)
-            for (std::int64_t k = ptr[j]; k < ptr[j + 1]; ++k) l[ind[k] * n + j] = values[k];
-        for (std::int32_t i = 0; i < n; ++i)
-            for (std::int32_t j = 0; j < n; ++j)
-                for (std::int32_t k = 0; k < n; ++k) {
-                    product[i * n + j] += l[i * n + k] * d[k] * l[j * n + k];
-                    if (k + 1 < n)
-                        product[i * n + j] +=
-                            beside[k] * (l[i * n + k] * l[j * n + k + 1] + l[i * n + k + 1] * l[j * n + k]);
-                }
-        const Dense expected = dense(a);
-        for (std::int32_t i = 0; i < n; ++i)
-            for (std::int32_t j = 0; j < n; ++j)
-                EXPECT_NEAR(product[i * n + j], expected[order[i]][order[j]], 1e-9);
-    }
-}
-
-TEST(Solver, ThreadsAnalyseFactoriseAndSolveAtTheSameTimeWhatEachDoesAlone) {
-    const TempDirectory place;
-    const auto together = [](const auto& body) {
-        std::vector<std::thread> threads;
-        for (int k = 0; k < 4; ++k) threads.emplace_back(body, k);
-        for (std::thread& thread : threads) thread.join();
-    };
-    for (const std::int32_t kind : {VYR_KIND_POSITIVE, VYR_KIND_INDEFINITE})
-        for (const char* directory : {static_cast<const char*>(nullptr), "."}) {
-            Options options;
-            options.kind = kind, options.threads = 1, options.directory = directory;
-            const auto matrix = [&](int k) {
-                return shifted(spd(900, grid_edges(30, 30), k), kind == VYR_KIND_POSITIVE ? 0 : 2.3);
-            };
-            const auto solution = [&](const Factor& factor, int k) {
-                std::vector<double> x = random_vector(900, k);
-                factor.solve(x, x);
-                return x;
-            };
-            std::vector<std::unique_ptr<Factor>> own(4), shared(4); // which outlive their analyses
-            together(
-                [&](int k) { own[k] = std::make_unique<Factor>(Analysis(view_of(matrix(k)), options)); });
-            {
-                const Analysis analysis(view_of(matrix(0)), options);
-                for (auto& factor : shared) factor = std::make_unique<Factor>(analysis);
-            }
-            together([&](int k) {
-                for (auto* factors : {&own, &shared}) (*factors)[k]->factorise(view_of(matrix(k)));
-            });
-            together([&](int k) {
-                for (int f = 0; f < 4; ++f) {
-                    EXPECT_LT(backward_error(matrix(f), solution(*shared[f], k).data(),
-                                             random_vector(900, k).data()),
-                              1e-13);
-                    Factor alone{Analysis(view_of(matrix(f)), options)};
-                    alone.factorise(view_of(matrix(f)));
-                    EXPECT_EQ(solution(*own[f], k), solution(alone, k));
-                }
-            });
-        }
 }
 
 TEST(Solver, InsideAParallelRegionOfTheHostItTakesOneThreadAndLeavesItsSettingsAlone) {

@@ -1,5 +1,4 @@
 // What everything stands on: accounted memory and its owners, faults on demand, texts, numbers.
-#include "core/to_int.h"
 #include "support/engine.h"
 
 #include <gtest/gtest.h>

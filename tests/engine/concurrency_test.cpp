@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
-#include <memory>
 #include <thread>
 
 namespace vyr::test {
@@ -19,34 +19,21 @@ struct Job {
     Csc matrix;
     int type = TYPE_SPD;
     std::string directory; ///< empty: in core
+
+    void set(Settings& settings) const {
+        settings.type = type;
+        settings.directory = directory.c_str();
+        settings.core_mode = directory.empty() ? CORE_IN : CORE_OUT;
+    }
+    std::vector<double> work(std::int32_t n_threads) const {
+        TestContext test;
+        set(test.context.settings);
+        test.context.settings.n_threads = n_threads;
+        EngineRun run(test);
+        EXPECT_EQ(run.run(matrix), Status::OK);
+        return run.solve(matrix, random_vector(matrix.n, 3));
+    }
 };
-
-/// Everything a job finds out, to be compared bit by bit.
-struct Outcome {
-    std::vector<std::int32_t> perm;
-    std::vector<double> solution;
-    Status status = Status::OK;
-};
-
-Outcome work(const Job& job, std::int32_t n_threads) {
-    TestContext test;
-    test.context.settings.type = job.type;
-    test.context.settings.n_threads = n_threads;
-    test.context.settings.directory = job.directory.c_str();
-    if (!job.directory.empty()) test.context.settings.core_mode = CORE_OUT;
-    EngineRun run(test);
-    Outcome outcome;
-    outcome.status = run.run(job.matrix);
-    if (outcome.status != Status::OK) return outcome;
-    outcome.perm.assign(run.analysis.perm.get(), run.analysis.perm.get() + job.matrix.n);
-    outcome.solution = run.solve(job.matrix, random_vector(job.matrix.n, 3));
-    return outcome;
-}
-
-Csc shifted(Csc a, double shift) {
-    for (std::int32_t j = 0; j < a.n; ++j) a.values[a.colptr[j]] -= shift;
-    return a;
-}
 
 std::vector<Job> jobs(const std::filesystem::path& place) {
     std::vector<Job> list;
@@ -60,38 +47,28 @@ std::vector<Job> jobs(const std::filesystem::path& place) {
     return list;
 }
 
-void together(int count, const std::function<void(int)>& body) {
+void together(const std::function<void(int)>& body) {
     std::vector<std::thread> threads;
-    for (int k = 0; k < count; ++k) threads.emplace_back(body, k);
+    for (int k = 0; k < THREADS; ++k) threads.emplace_back(body, k);
     for (std::thread& thread : threads) thread.join();
-}
-
-void expect_close(const std::vector<double>& x, const std::vector<double>& y) {
-    ASSERT_EQ(x.size(), y.size());
-    double largest = 0, difference = 0;
-    for (std::size_t i = 0; i < x.size(); ++i) {
-        largest = std::max(largest, std::abs(y[i]));
-        difference = std::max(difference, std::abs(x[i] - y[i]));
-    }
-    EXPECT_LE(difference, 1e-13 * largest);
 }
 
 TEST(Concurrency, ThreadsWithMatricesOfTheirOwnDoWhatEachDoesAlone) {
     const TempDirectory place;
     const std::vector<Job> list = jobs(place.path());
     for (const std::int32_t n_threads : {1, 2}) {
-        std::vector<Outcome> alone, at_once(list.size());
-        for (const Job& job : list) alone.push_back(work(job, n_threads));
-        together(THREADS, [&](int thread) {
-            for (std::size_t k = thread; k < list.size(); k += THREADS) at_once[k] = work(list[k], n_threads);
+        std::vector<std::vector<double>> at_once(list.size());
+        together([&](int thread) {
+            for (std::size_t k = thread; k < list.size(); k += THREADS) at_once[k] = list[k].work(n_threads);
         });
         for (std::size_t k = 0; k < list.size(); ++k) {
-            EXPECT_EQ(at_once[k].status, Status::OK);
-            EXPECT_EQ(at_once[k].perm, alone[k].perm);
-            if (n_threads == 1)
-                EXPECT_EQ(at_once[k].solution, alone[k].solution);
-            else
-                expect_close(at_once[k].solution, alone[k].solution);
+            const std::vector<double> alone = list[k].work(n_threads);
+            double largest = 0, difference = 0;
+            for (std::size_t i = 0; i < alone.size(); ++i) {
+                largest = std::max(largest, std::abs(alone[i]));
+                difference = std::max(difference, std::abs(at_once[k][i] - alone[i]));
+            }
+            EXPECT_LE(difference, n_threads == 1 ? 0 : 1e-13 * largest);
         }
     }
 }
@@ -100,30 +77,26 @@ TEST(Concurrency, ThreadsSolveWithOneFactorAtTheSameTime) {
     const TempDirectory place;
     for (const Job& job : jobs(place.path())) {
         TestContext test;
-        test.context.settings.type = job.type;
-        test.context.settings.directory = job.directory.c_str();
-        test.context.settings.core_mode = job.directory.empty() ? CORE_IN : CORE_OUT;
+        job.set(test.context.settings);
         EngineRun run(test);
         ASSERT_EQ(run.run(job.matrix), Status::OK);
-        const Settings settings = test.context.settings;
         const auto solve_alone = [&](int thread) {
-            Accounting memory;
-            Context context(memory);
-            context.settings = settings;
+            TestContext own;
+            job.set(own.context.settings);
             std::vector<double> x = random_vector(job.matrix.n, thread);
-            EXPECT_EQ(mf_solve_system(context, run.factor, matrix_of(job.matrix), x.data(), 1, false),
+            EXPECT_EQ(mf_solve_system(own.context, run.factor, matrix_of(job.matrix), x.data(), 1, false),
                       Status::OK);
             return x;
         };
         std::vector<std::vector<double>> at_once(THREADS);
-        together(THREADS, [&](int thread) { at_once[thread] = solve_alone(thread); });
+        together([&](int thread) { at_once[thread] = solve_alone(thread); });
         for (int thread = 0; thread < THREADS; ++thread) EXPECT_EQ(at_once[thread], solve_alone(thread));
     }
 }
 
 TEST(Concurrency, TwoFactorsOfOneAnalysisLiveSideBySide) {
     TestContext first, second;
-    Csc a = spd(20 * 30, grid_edges(20, 30), 1);
+    const Csc a = spd(20 * 30, grid_edges(20, 30), 1);
     Csc b = a;
     refill(b, 9);
     EngineRun run(first);

@@ -15,27 +15,6 @@
 namespace vyr::test {
 namespace {
 
-/// Complete graphs, the first of them (indefinite: with zeros on the diagonal) a separator of all others.
-Csc star(Rng& rng, bool definite) {
-    const auto heads = static_cast<std::int32_t>(1 + rng() % 30);
-    Edges edges = dense_edges(heads);
-    std::int32_t n = heads;
-    for (int leaves = static_cast<int>(rng() % 6); leaves > 0; --leaves) {
-        const auto size = static_cast<std::int32_t>(1 + rng() % 6);
-        for (auto [i, j] : dense_edges(size)) edges.emplace_back(n + i, n + j);
-        for (std::int32_t k = 0; k < size * heads; ++k) edges.emplace_back(n + k / heads, k % heads);
-        n += size;
-    }
-    Csc a = spd(n, edges, rng());
-    for (int j = 0; j < n && !definite; ++j) {
-        const bool weak = j < heads && heads > 4 && rng() % 2 == 0;
-        a.values[a.colptr[j]] *= weak ? 0 : rng() % 2 == 0 ? -1 : 1;
-        for (int k = a.colptr[j]; k < a.colptr[j + 1]; ++k) // weak diagonals stay weak
-            if (j < heads && a.rowind[k] >= heads) a.values[k] *= 1e-5;
-    }
-    return a;
-}
-
 /// A random factor, and what is read out of it.
 struct Inspected {
     TempDirectory directory;
@@ -50,7 +29,7 @@ struct Inspected {
     PivotSummary pivots;
 
     Inspected(Rng& rng, int type, int core_mode)
-        : a(star(rng, type == TYPE_SPD)), n(a.n), spd(type == TYPE_SPD) {
+        : a(chain(rng, type == TYPE_SPD)), n(a.n), spd(type == TYPE_SPD) {
         test.context.settings.type = type;
         test.context.settings.core_mode = core_mode;
         test.context.settings.n_threads = 1;

@@ -1,5 +1,4 @@
 // Partners for weak diagonals, against the same choice made on dense matrices.
-#include "engine/dense.h"
 #include "engine/pairing.h"
 #include "support/engine.h"
 

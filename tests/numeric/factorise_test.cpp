@@ -1,6 +1,6 @@
 // The positive definite factorization: the factor, what it tells, and how it fails.
-#include "factors.h"
 #include "numeric/phases.h"
+#include "support/engine.h"
 
 #include <gtest/gtest.h>
 #include <omp.h>

@@ -1,7 +1,7 @@
 // L D L^T, every variant, against the textbook's elimination one row at a time in higher precision.
-#include "factors.h"
 #include "numeric/phases.h"
 #include "support/capture.h"
+#include "support/engine.h"
 
 #include <gtest/gtest.h>
 

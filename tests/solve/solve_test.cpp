@@ -17,24 +17,6 @@ namespace {
 
 using Vector = std::vector<double>;
 
-/// Complete graphs, each joined to earlier ones by its last vertex. Indefinite: diagonals negative or 0.
-Csc chain(Rng& rng, bool definite) {
-    Edges edges;
-    std::vector<bool> weak;
-    for (auto count = 3 + rng() % 8; count > 0; --count) {
-        const auto first = static_cast<int>(weak.size()), size = static_cast<int>(1 + rng() % 40);
-        for (auto [i, j] : dense_edges(size)) edges.emplace_back(first + i, first + j);
-        for (int k = 1; k < size; ++k) weak.push_back(!definite && size > 4 && rng() % 2 == 0);
-        weak.push_back(false);
-        for (int k = 0; first > 0 && k < 3; ++k)
-            if (const auto other = rng() % first; !weak[other]) edges.emplace_back(first + size - 1, other);
-    }
-    Csc a = spd(static_cast<std::int32_t>(weak.size()), edges, rng());
-    for (std::int32_t j = 0; j < a.n; ++j)
-        if (weak[j] || (!definite && rng() % 2 == 0)) a.values[a.colptr[j]] *= weak[j] ? 0 : -1;
-    return a;
-}
-
 /// One factor and what is solved with it, in an empty current directory.
 struct Solves {
     TempDirectory directory;

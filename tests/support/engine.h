@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -70,6 +71,15 @@ struct EngineRun {
         return b;
     }
 };
+
+/// Where entry (i, j) of U, i <= j in pivot order, is stored; null where the structure has none.
+inline double* entry_of(const Factor& factor, std::int32_t i, std::int32_t j) {
+    const std::int32_t s = factor.analysis->column_map[i];
+    const mf_snode& node = factor.analysis->snodes[s];
+    const std::int32_t* place = std::lower_bound(node.rows, node.rows + node.n_rows(), j);
+    if (place == node.rows + node.n_rows() || *place != j) return nullptr;
+    return factor.block(s) + (i - node.first()) + (place - node.rows) * std::int64_t{node.npiv};
+}
 
 /// Backward error of a solve with a random right-hand side.
 inline double solve_error(const EngineRun& run, const Csc& lower, std::uint64_t seed = 7) {

@@ -89,6 +89,19 @@ Edges disconnected_grid_edges(std::int32_t blocks, std::int32_t nx, std::int32_t
     return edges;
 }
 
+Edges cliques_and_separator(std::int32_t count, std::int32_t size, std::int32_t separator) {
+    Edges edges;
+    const std::int32_t first = count * size;
+    for (auto [i, j] : dense_edges(separator)) edges.emplace_back(first + i, first + j);
+    for (std::int32_t c = 0; c < count; ++c) {
+        for (auto [i, j] : dense_edges(size)) edges.emplace_back(c * size + i, c * size + j);
+        for (std::int32_t k = 0; k < size * separator; ++k)
+            if (k % separator % count != c)
+                edges.emplace_back(c * size + k / separator, first + k % separator);
+    }
+    return edges;
+}
+
 Csc spd(std::int32_t n, const Edges& edges, std::uint64_t seed) {
     Entries entries;
     for (std::int32_t j = 0; j < n; ++j) entries[{j, j}] = 0;
@@ -113,9 +126,31 @@ void refill(Csc& a, std::uint64_t seed) {
     });
 }
 
+Csc chain(Rng& rng, bool definite) {
+    Edges edges;
+    std::vector<bool> weak;
+    for (auto count = 3 + rng() % 8; count > 0; --count) {
+        const auto first = static_cast<int>(weak.size()), size = static_cast<int>(1 + rng() % 40);
+        for (auto [i, j] : dense_edges(size)) edges.emplace_back(first + i, first + j);
+        for (int k = 1; k < size; ++k) weak.push_back(!definite && size > 4 && rng() % 2 == 0);
+        weak.push_back(false);
+        for (int k = 0; first > 0 && k < 3; ++k)
+            if (const auto other = rng() % first; !weak[other]) edges.emplace_back(first + size - 1, other);
+    }
+    Csc a = spd(static_cast<std::int32_t>(weak.size()), edges, rng());
+    for (std::int32_t j = 0; j < a.n; ++j)
+        if (weak[j] || (!definite && rng() % 2 == 0)) a.values[a.colptr[j]] *= weak[j] ? 0 : -1;
+    return a;
+}
+
 Csc diagonal(const std::vector<double>& values) {
     Csc a = spd(static_cast<std::int32_t>(values.size()), {});
     a.values = values;
+    return a;
+}
+
+Csc shifted(Csc a, double shift) {
+    for (std::int32_t j = 0; j < a.n; ++j) a.values[a.colptr[j]] -= shift;
     return a;
 }
 
@@ -136,6 +171,12 @@ Csc shuffled(const Csc& a, Rng& rng) {
             std::swap(result.values[k], result.values[other]);
         }
     return result;
+}
+
+Dense dense(const Csc& lower) {
+    Dense d(lower.n, std::vector<double>(lower.n));
+    each_entry(lower, [&](std::int32_t i, std::int32_t j, double value) { d[i][j] = d[j][i] = value; });
+    return d;
 }
 
 std::vector<double> multiply(const Csc& lower, const std::vector<double>& x) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <random>
 #include <utility>
 #include <vector>
@@ -17,6 +18,8 @@ struct Csc {
 
     std::int32_t nnz() const { return colptr.back(); }
 };
+
+inline constexpr double INF = std::numeric_limits<double>::infinity();
 
 using Rng = std::mt19937_64;
 
@@ -38,18 +41,30 @@ inline Edges dense_edges(std::int32_t n) {
 /// `blocks` grids side by side, no edge between them.
 Edges disconnected_grid_edges(std::int32_t blocks, std::int32_t nx, std::int32_t ny);
 
+/// Cliques beside each other, each joined to all but a few vertices of a last one.
+Edges cliques_and_separator(std::int32_t count, std::int32_t size, std::int32_t separator);
+
 /// Lower triangle with a full diagonal: off-diagonal values random in [-1, 1], the diagonal larger than the
 /// sum of its row, so that the matrix is positive definite.
 Csc spd(std::int32_t n, const Edges& edges, std::uint64_t seed = 1);
+/// Complete graphs, each joined to earlier ones by its last vertex. Indefinite: diagonals negative or 0.
+Csc chain(Rng& rng, bool definite);
 Csc diagonal(const std::vector<double>& values);
 
 /// New values on the same pattern, still positive definite.
 void refill(Csc& a, std::uint64_t seed);
 
+/// A - shift I.
+Csc shifted(Csc a, double shift);
 /// Both triangles stored.
 Csc both_triangles(const Csc& lower);
 /// Every column's entries in random order.
 Csc shuffled(const Csc& a, Rng& rng);
+
+using Dense = std::vector<std::vector<double>>;
+
+/// Both triangles, zeros included.
+Dense dense(const Csc& lower);
 
 /// A x for a lower triangle.
 std::vector<double> multiply(const Csc& lower, const std::vector<double>& x);

@@ -1,4 +1,4 @@
-// The ordering, beside the rest of the process: its memory, signals, random numbers and other threads.
+// The ordering: right whatever is chosen, and a good neighbour in memory, signals, random numbers, threads.
 #include "support/engine.h"
 #include "symbolic/ordering.h"
 #include "symbolic/random.h"
@@ -9,6 +9,8 @@
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
+#include <numeric>
+#include <utility>
 
 using namespace vyr;
 using namespace vyr::test;
@@ -16,19 +18,28 @@ using Ints = std::vector<std::int32_t>;
 
 namespace {
 
-/// Orders a plane grid; the callback is asked now and then, and obeyed.
-Status order_grid(std::int32_t nx, std::int32_t ny, Ints& perm, Progress::Callback callback = nullptr,
-                  void* user = nullptr, const std::atomic<bool>* cancel = nullptr, std::int64_t refused = 0) {
+/// What an ordering meets: a host that is asked now and then, or cancels, or an allocation that is refused.
+struct Around {
+    Progress::Callback callback = nullptr;
+    void* user = nullptr;
+    const std::atomic<bool>* cancel = nullptr;
+    std::int64_t refused = 0;
+    int ordering = ORDERING_METIS;
+};
+
+/// Orders a plane grid.
+Status order_grid(std::int32_t nx, std::int32_t ny, Ints& perm, const Around& around = {}) {
     TestContext test; // sees that every block is back
-    Progress progress(callback, user);
-    if (callback != nullptr) test.context.progress = &progress;
+    Progress progress(around.callback, around.user);
+    if (around.callback != nullptr) test.context.progress = &progress;
     progress.begin(PHASE_ANALYSE, 1);
-    test.context.cancel = cancel;
-    test.faults.allocation.set(refused);
+    test.context.cancel = around.cancel;
+    test.context.settings.ordering = around.ordering;
+    test.faults.allocation.set(around.refused);
     const Csc full = both_triangles(spd(nx * ny, grid_edges(nx, ny)));
     perm.assign(full.n, -1);
     const Status status = mf_order(test.context, pattern_of(full), perm.data());
-    EXPECT_TRUE(status != Status::OK || refused == 0 || test.faults.allocation.armed());
+    EXPECT_TRUE(status != Status::OK || around.refused == 0 || test.faults.allocation.armed());
     return status;
 }
 
@@ -38,13 +49,42 @@ Ints ordered(std::int32_t nx, std::int32_t ny) {
     return perm;
 }
 
+/// Entries of L when A is eliminated in the order perm.
+std::int64_t eliminated(const Csc& lower, const Ints& perm) {
+    const std::vector<double> u = dense_cholesky(lower, perm);
+    return std::count_if(u.begin(), u.end(), [](double entry) { return entry != 0; });
+}
+
+OrderingMade chosen(const Csc& lower, int ordering, Ints& perm) {
+    TestContext test;
+    test.context.settings.ordering = ordering;
+    test.context.settings.compress_when_it_pays = true;
+    perm.assign(lower.n, -1);
+    OrderingMade made;
+    EXPECT_EQ(mf_order(test.context, pattern_of(both_triangles(lower)), perm.data(), &made), Status::OK);
+    return made;
+}
+
+Csc grid(std::int32_t nx, std::int32_t ny, std::int32_t nz = 1) {
+    return spd(nx * ny * nz, grid_edges(nx, ny, nz));
+}
+
 } // namespace
 
-TEST(Ordering, EndsWithoutMemoryAndHoldsNothing) {
+TEST(Ordering, EndsWithoutMemoryOrCancelledAndHoldsNothing) {
     Ints perm;
-    std::int64_t k = 1;
-    while (order_grid(15, 14, perm, nullptr, nullptr, nullptr, k) == Status::FACTOR_STORAGE) ++k;
-    EXPECT_EQ(order_grid(15, 14, perm, nullptr, nullptr, nullptr, k), Status::OK);
+    for (const int ordering : {ORDERING_METIS, ORDERING_AUTOMATIC}) {
+        Around around{.refused = 1, .ordering = ordering};
+        for (; order_grid(25, 24, perm, around) == Status::FACTOR_STORAGE; ++around.refused) {
+        }
+        EXPECT_EQ(order_grid(25, 24, perm, around), Status::OK);
+    }
+    for (int looks = 1; looks < 4; ++looks) { // the host cancels when it is asked for the looks-th time
+        int left = looks;
+        const auto cancel = [](void* asked, int, double) { return --*static_cast<int*>(asked) < 1 ? 1 : 0; };
+        EXPECT_EQ(order_grid(500, 500, perm, {.callback = cancel, .user = &left, .ordering = ORDERING_AMD}),
+                  Status::CANCELLED);
+    }
 }
 
 TEST(Ordering, DrawsTheNumbersOfGnuAndLeavesTheHostsAlone) {
@@ -70,7 +110,7 @@ TEST(Ordering, LeavesSignalsAloneAndTheHostMayOrderAnotherGraphInItsCallback) {
         for (const int number : {SIGTERM, SIGABRT}) EXPECT_EQ(std::signal(number, SIG_DFL), SIG_DFL);
         return *static_cast<Ints*>(user) = ordered(30, 7), 0;
     };
-    EXPECT_EQ(order_grid(60, 50, outer, nested, &inner), Status::OK);
+    EXPECT_EQ(order_grid(60, 50, outer, {.callback = nested, .user = &inner}), Status::OK);
     EXPECT_EQ(inner, ordered(30, 7));
     EXPECT_EQ(outer, ordered(60, 50));
 }
@@ -88,12 +128,69 @@ TEST(Ordering, IsAPermutationAndTheSameWhateverOtherThreadsDoOrCancel) {
     cancel[1] = true;
 #pragma omp parallel for num_threads(8) schedule(dynamic, 1)
     for (int k = 0; k < CALLS; ++k) {
-        status[k] = order_grid(30 + k, 20 + k * 7 % 30, perm[k], nullptr, nullptr, &cancel[k]);
+        status[k] = order_grid(30 + k, 20 + k * 7 % 30, perm[k], {.cancel = &cancel[k]});
         if (k % 2 == 0) cancel[(k + 3) % CALLS] = true;
     }
     EXPECT_EQ(status[1], Status::CANCELLED);
     for (int k = 0; k < CALLS; ++k) {
         EXPECT_EQ(status[k] == Status::OK, perm[k] == alone[k]) << k;
         EXPECT_TRUE(status[k] == Status::OK || (k % 2 == 1 && status[k] == Status::CANCELLED)) << k;
+    }
+}
+
+TEST(OrderingChoice, EveryOneIsSolvedWithAndAGivenOrderIsKept) {
+    Rng rng(test_seed());
+    for (int trial = 0; trial < 100; ++trial) {
+        const auto n = static_cast<std::int32_t>(1 + rng() % 60);
+        const Csc a = spd(n, random_edges(n, static_cast<std::int64_t>(rng() % (3 * n)), rng), rng());
+        Ints natural(n);
+        std::iota(natural.begin(), natural.end(), 0);
+        Ints user = natural;
+        std::shuffle(user.begin(), user.end(), rng);
+        for (int choice = ORDERING_AUTOMATIC; choice <= ORDERING_USER; ++choice) {
+            TestContext test;
+            test.context.settings.ordering = choice;
+            test.context.settings.permutation = user.data();
+            test.context.settings.n_threads = 1;
+            EngineRun run(test);
+            ASSERT_EQ(run.run(a), Status::OK) << "trial " << trial << ", ordering " << choice;
+            EXPECT_LT(solve_error(run, a), 1e-13);
+            EXPECT_EQ(run.analysis.ordering == choice, choice != ORDERING_AUTOMATIC);
+            Ints perm(run.analysis.perm.get(), run.analysis.perm.get() + n);
+            const std::int64_t entries = eliminated(a, choice == ORDERING_USER ? user : natural);
+            EXPECT_TRUE(choice < ORDERING_NATURAL ||
+                        eliminated(a, perm) == entries); // a postorder is harmless
+            std::sort(perm.begin(), perm.end());
+            EXPECT_EQ(perm, natural);
+        }
+    }
+}
+
+TEST(OrderingChoice, AmdFillsLittleAndAutomaticTakesWhatFits) {
+    Ints perm;
+    const Csc plane = grid(15, 15);
+    chosen(plane, ORDERING_AMD, perm);
+    EXPECT_LT(eliminated(plane, perm), 2200); // the band has 3,480
+    const auto automatic = [&](const Csc& a) { return chosen(a, ORDERING_AUTOMATIC, perm).ordering; };
+    EXPECT_EQ(automatic(spd(500, band_edges(500, 4))), ORDERING_NATURAL);
+    EXPECT_EQ(automatic(grid(80, 80)), ORDERING_AMD);
+    EXPECT_EQ(automatic(grid(42, 42, 42)), ORDERING_METIS);
+    EXPECT_EQ(automatic(grid(29, 29, 170)), ORDERING_METIS); // too long for a body: both are tried
+    Rng rng(test_seed());
+    EXPECT_EQ(automatic(spd(8000, random_edges(8000, 16000, rng))), ORDERING_AMD); // nothing to dissect
+}
+
+TEST(OrderingChoice, SeveralUnknownsANodeAreOrderedTogether) {
+    Edges edges = grid_edges(9, 8);
+    for (auto& [i, j] : edges) i *= 3, j *= 3; // three a point, each point a run of three numbers
+    for (std::int32_t i = 0; i < 216; i += 3) edges.emplace_back(i, i);
+    const Edges points = std::exchange(edges, {});
+    for (const auto& [i, j] : points)
+        for (std::int32_t p = 0; p < 9; ++p) edges.emplace_back(i + p / 3, j + p % 3);
+    Ints perm;
+    for (const int choice : {ORDERING_AMD, ORDERING_METIS}) {
+        EXPECT_TRUE(chosen(spd(216, edges), choice, perm).compressed);
+        for (std::int32_t k = 0; k < 216; ++k) EXPECT_EQ(perm[k], perm[k / 3 * 3] - k % 3);
+        EXPECT_FALSE(chosen(grid(9, 8), choice, perm).compressed);
     }
 }

@@ -1,17 +1,12 @@
 // What the tool says of results and asks of its surroundings, without a run.
-#include "support/capture.h"
 #include "tools/vyr/environment.h"
 #include "tools/vyr/pivots.h"
 #include "tools/vyr/solve_report.h"
-#include "tools/vyr/ticker.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
-#include <cstring>
-#include <map>
-#include <thread>
+#include <string>
 
 namespace vyr::tool {
 namespace {
@@ -60,39 +55,19 @@ TEST(Pivots, ExtremesAreRankedByMagnitudeAndEqualOnesByEquation) {
     EXPECT_NE(pivots_text(result, 1).find("5 of 7 pivots were computed"), std::string::npos);
 }
 
-constexpr char NONE[] = "", POLICY[] = "OMP_WAIT_POLICY", SPIN[] = "GOMP_SPINCOUNT";
-
-/// What is asked for on `kernels` when the user has set `name`.
-template <const char* name>
-std::map<std::string, std::string> wanted_beside(const char* kernels) {
-    const auto settings = missing_settings(
-        kernels, [](const char* asked) { return std::strcmp(asked, name) == 0 ? "the user's" : nullptr; });
-    return {settings.begin(), settings.end()};
-}
-
 TEST(Environment, WantsAShortSpinAndFastKernelsAndLeavesTheUserHisWord) {
-    EXPECT_EQ(wanted_beside<NONE>("Zen"), (std::map<std::string, std::string>{{SPIN, "1000"}}));
-    EXPECT_TRUE(wanted_beside<POLICY>("Zen").empty());
-#if defined(__x86_64__)
-    const bool wide = __builtin_cpu_supports("avx512vl");
-    const bool known = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
-    EXPECT_EQ(wanted_beside<SPIN>("Prescott")["OPENBLAS_CORETYPE"], wide    ? "SkylakeX"
-                                                                    : known ? "Haswell"
-                                                                            : "");
-#endif
-}
-
-TEST(Ticker, ShowsThePhaseOnlyWhenEnabledAndWipesItsLine) {
-    const auto shown = [](bool enabled) {
-        return test::output_of([=] {
-            const Ticker ticker("factorise", enabled);
-            std::this_thread::sleep_for(std::chrono::milliseconds(700));
-        });
+    const auto nothing = [](const char*) -> const char* { return nullptr; };
+    const auto policy = [](const char* asked) {
+        return asked == std::string("OMP_WAIT_POLICY") ? "?" : nullptr;
     };
-    const std::string text = shown(true);
-    EXPECT_EQ(text.find("\r  factorise ... "), 0U) << text;
-    EXPECT_EQ(text.back(), '\r');
-    EXPECT_EQ(shown(false), "");
+    ASSERT_EQ(missing_settings("Zen", nothing).size(), 1U);
+    EXPECT_EQ(missing_settings("Zen", nothing)[0].second, "1000");
+    EXPECT_TRUE(missing_settings("Zen", policy).empty());
+#if defined(__x86_64__)
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma")) return;
+    const bool wide = __builtin_cpu_supports("avx512vl");
+    EXPECT_EQ(missing_settings("Prescott", policy)[0].second, wide ? "SkylakeX" : "Haswell");
+#endif
 }
 
 } // namespace

@@ -213,19 +213,5 @@ TEST_F(Program, StaysUnderTheMemoryLimitItAdvises) {
 }
 #endif
 
-TEST_F(Program, SetsForItselfHowThreadsWaitUnlessTheUserDid) {
-    const auto spins = [](const std::string& setting, const char* shown) {
-        const std::string run =
-            " OMP_DISPLAY_ENV=verbose vyr --version 2>&1 | grep -a GOMP_SPINCOUNT | tail -n 1";
-        const std::string unset = "unset OMP_WAIT_POLICY GOMP_SPINCOUNT VYR_TOOL_ENVIRONMENT;";
-        return shell(unset + setting + run).out.find(shown) != std::string::npos;
-    };
-    if (!spins("", "GOMP_SPINCOUNT")) GTEST_SKIP() << "not gcc's OpenMP";
-    EXPECT_TRUE(spins("", " = '1000'\n"));
-    EXPECT_TRUE(spins("GOMP_SPINCOUNT=77", " = '77'\n"));
-    EXPECT_FALSE(spins("OMP_WAIT_POLICY=active", "'1000'"));
-    EXPECT_FALSE(spins("VYR_TOOL_ENVIRONMENT=1", "'1000'")) << "or it would restart for ever";
-}
-
 } // namespace
 } // namespace vyr::tool

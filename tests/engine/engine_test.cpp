@@ -1,5 +1,5 @@
-// What judges solutions and shares memory out, against definitions.
-#include "engine/dense.h"
+// What judges solutions, scales, shares memory out and completes a matrix, against definitions.
+#include "engine/condition.h"
 #include "engine/engine.h"
 #include "engine/full_storage.h"
 #include "engine/memory_share.h"
@@ -14,6 +14,131 @@
 
 namespace vyr::test {
 namespace {
+
+/// Gauss and Jordan, with row exchanges.
+Dense inverse(Dense a) {
+    const int n = static_cast<int>(a.size());
+    for (int i = 0; i < n; ++i) a[i].resize(2 * n), a[i][n + i] = 1;
+    for (int k = 0; k < n; ++k) {
+        const auto below = [&](const auto& x, const auto& y) { return std::abs(x[k]) < std::abs(y[k]); };
+        std::swap(a[k], *std::max_element(a.begin() + k, a.end(), below));
+        for (int i = 0; i < n; ++i)
+            for (int c = 2 * n - 1; i != k && c >= k; --c) a[i][c] -= a[i][k] / a[k][k] * a[k][c];
+        for (int c = 2 * n - 1; c >= k; --c) a[k][c] /= a[k][k];
+    }
+    for (auto& row : a) row.erase(row.begin(), row.begin() + n);
+    return a;
+}
+
+double norm_one(const Dense& a) {
+    double norm = 0;
+    for (const auto& row : a) {
+        double sum = 0;
+        for (const double value : row) sum += std::abs(value);
+        norm = std::max(norm, sum);
+    }
+    return norm;
+}
+
+/// A random symmetric matrix, not dominated by its diagonal.
+Csc random_matrix(Rng& rng) {
+    const auto n = static_cast<std::int32_t>(2 + rng() % 30);
+    Csc a = spd(n, random_edges(n, n * 4, rng), rng());
+    for (int j = 0; j < n; ++j) a.values[a.colptr[j]] *= static_cast<double>(rng() % 2000) / 1000 - 1;
+    return a;
+}
+
+/// A dense operator that fails once its calls are used up.
+struct DenseOperator {
+    Dense m;
+    int left = 12;
+
+    static Status apply(void* self, double* x) noexcept {
+        DenseOperator& op = *static_cast<DenseOperator*>(self);
+        if (op.left-- == 0) return Status::FACTOR_FILE;
+        std::vector<double> y(op.m.size());
+        for (std::size_t i = 0; i < y.size(); ++i)
+            for (std::size_t j = 0; j < y.size(); ++j) y[i] += op.m[i][j] * x[j];
+        std::copy(y.begin(), y.end(), x);
+        return Status::OK;
+    }
+};
+
+Status condition(TestContext& test, const Csc& a, DenseOperator op, const double* scale, double& result) {
+    return mf_condition(test.context, matrix_of(a), {&op, DenseOperator::apply}, scale, result);
+}
+
+TEST(Condition, NeverExceedsTheTrueOneAndSeldomMissesIt) {
+    Rng rng(test_seed());
+    TestContext test;
+    int equal = 0;
+    double estimate = 0;
+    for (int round = 0; round < 200; ++round) {
+        const Csc a = random_matrix(rng);
+        std::vector<double> scale(a.n, 1.0);
+        for (double& s : scale) s = round % 3 == 0 ? 1 : std::ldexp(1.0, static_cast<int>(rng() % 9) - 4);
+        Dense scaled = dense(a);
+        for (int i = 0; i < a.n; ++i)
+            for (int j = 0; j < a.n; ++j) scaled[i][j] *= scale[i] * scale[j];
+        const double exact = norm_one(scaled) * norm_one(inverse(scaled));
+        const DenseOperator op{inverse(dense(a))};
+        ASSERT_EQ(condition(test, a, op, round % 3 == 0 ? nullptr : scale.data(), estimate), Status::OK);
+        ASSERT_LE(estimate, exact * (1 + 1e-9));
+        ASSERT_GE(estimate, exact / 10);
+        equal += estimate > exact * (1 - 1e-9);
+        for (const int last : {0, 1, 2, 3}) // there are no fewer solves
+            ASSERT_EQ(condition(test, a, {op.m, last}, nullptr, estimate), Status::FACTOR_FILE);
+        test.faults.allocation.set(1 + round % 2);
+        ASSERT_EQ(condition(test, a, op, nullptr, estimate), Status::MEMORY);
+    }
+    EXPECT_GT(equal, 150);
+    const Csc one = diagonal({1, 1, 1});
+    Csc close = spd(2, dense_edges(2));
+    close.values = {1, 1, 1 + 0x1p-52};
+    const struct {
+        Csc a;
+        Dense inverse;
+        double condition;
+    } rows[] = {// The climb starts where this operator is 0; the alternating vector (1, -1.5, 2) gives (0,
+                // -3.5, 3.5).
+                {one, {{0, 0, 0}, {0, 1, -1}, {0, -1, 1}}, 14.0 / 9},
+                {close, inverse(dense(close)), 0x1p54},
+                {one, {{1, 0, 0}, {0, INF, 0}, {0, 0, 1}}, INF},
+                {one, {{1, 0, 0}, {0, NAN, 0}, {0, 0, 1}}, INF}};
+    for (const auto& row : rows) {
+        ASSERT_EQ(condition(test, row.a, {row.inverse}, nullptr, estimate), Status::OK);
+        EXPECT_DOUBLE_EQ(estimate, row.condition);
+    }
+}
+
+TEST(Equilibration, BringsEveryRowNearOneByPowersOfTwo) {
+    Rng rng(test_seed());
+    TestContext test;
+    for (int round = 0; round < 100; ++round) {
+        Csc a = round % 9 == 0 ? diagonal({0, 4e-300, 0, 1e300}) : random_matrix(rng);
+        if (round % 3 == 0) a.values[0] = 0; // the rest of the row is stored in its column alone
+        std::vector<double> scale(a.n), largest(a.n);
+        std::vector<int> exponents(a.n);
+        for (int& e : exponents) e = round % 9 == 0 ? 0 : static_cast<int>(rng() % 900) - 450;
+        const auto for_each_entry = [&](auto visit) {
+            for (int j = 0; j < a.n; ++j)
+                for (int k = a.colptr[j]; k < a.colptr[j + 1]; ++k) visit(a.rowind[k], j, a.values[k]);
+        };
+        for_each_entry([&](int i, int j, double& v) { v = std::ldexp(v, exponents[i] + exponents[j]); });
+        ASSERT_EQ(mf_equilibration(test.context, matrix_of(a), scale.data()), Status::OK);
+        for_each_entry([&](int i, int j, double v) {
+            for (const int row : {i, j})
+                largest[row] = std::max(largest[row], std::abs(v * scale[i] * scale[j]));
+        });
+        for (int i = 0; i < a.n; ++i) {
+            ASSERT_EQ(scale[i], std::exp2(std::ilogb(scale[i])));
+            ASSERT_TRUE(largest[i] == 0 ? scale[i] == 1 : largest[i] > 0.45 && largest[i] < 2.15)
+                << largest[i];
+        }
+        test.faults.allocation.set(1);
+        ASSERT_EQ(mf_equilibration(test.context, matrix_of(a), scale.data()), Status::MEMORY);
+    }
+}
 
 TEST(Residual, ProductAndErrorFollowTheirDefinitions) {
     Rng rng(test_seed());
