@@ -39,6 +39,14 @@ constexpr bool is_lower_triangle_type(int type) noexcept {
     return type >= TYPE_SPD && type <= TYPE_CSYM;
 }
 
+/// A double that stands for an integer: truncated toward zero, saturated at the int range; NaN reads as 0.
+constexpr int to_int(double value) noexcept {
+    if (value != value) return 0;
+    if (value >= 2147483647.0) return 2147483647;
+    if (value <= -2147483648.0) return -2147483647 - 1;
+    return static_cast<int>(value);
+}
+
 /// Rows of a LAPACK block, and pivots of a block of the L D L^T kernel.
 inline constexpr int LAPACK_BLOCK_SIZE = 16;
 

@@ -17,16 +17,15 @@ namespace {
 bool pointers_are_sound(std::int32_t n, const std::int32_t* col_ptr) noexcept {
     if (col_ptr[0] != 0) return false;
     for (std::int32_t j = 0; j < n; ++j)
-        if (col_ptr[j + 1] < col_ptr[j] || col_ptr[j + 1] > col_ptr[n]) return false;
+        if (col_ptr[j + 1] < col_ptr[j]) return false;
     return true;
 }
 
-/// Checks the entries of column j; `has_diagonal` tells whether the diagonal is stored.
+/// Checks the entries of column j; sets `has_diagonal` when the diagonal is stored.
 Status check_column(const Log& log, const Pattern& pattern, std::int32_t j, bool lower_only,
                     bool& has_diagonal) noexcept {
     const auto [n, col_ptr, row_ind] = pattern;
     std::int32_t previous = -1;
-    has_diagonal = false;
     for (std::int32_t e = col_ptr[j]; e < col_ptr[j + 1]; ++e) {
         const std::int32_t row = row_ind[e];
         if (row == j) has_diagonal = true;

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "core/context.h"
-#include "core/to_int.h"
 #include "interface/slots.h"
 #include "platform/platform.h"
 

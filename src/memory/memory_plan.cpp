@@ -1,7 +1,6 @@
 #include "memory/memory_plan.h"
 
 #include "core/faults.h"
-#include "core/to_int.h"
 
 #include <algorithm>
 

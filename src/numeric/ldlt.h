@@ -37,10 +37,11 @@ struct LdltMode {
 ///
 /// On entry the upper triangle of the node's block holds its assembled front. On return
 ///     the diagonal holds D, the strict upper triangle and the coupling block hold U = L^T (unit diagonal
-///     implied); a 2 x 2 pivot at k has its off-diagonal entry at (k + 1, k), 0 at (k, k + 1) and sets
-///     BLOCK_TWO_BY_TWO; (k + 1, k) is 0 for every other k; pivot_index holds, for each pivot k, k itself, or
-///     the row r exchanged with it; r at both columns of a 2 x 2 pivot, whose first column was exchanged with
-///     r and whose second one after that; the work block holds the update matrix, nupd x nupd, upper
+///     implied); a 2 x 2 pivot at k has its off-diagonal entry at (k + 1, k) and sets BLOCK_TWO_BY_TWO;
+///     (k + 1, k) is 0 for every other k; pivot_index holds, for each pivot k, k itself, or the row r
+///     exchanged with it; r at both columns of a 2 x 2 pivot, whose first column was exchanged with r and
+///     whose second one after that. The row of the first one keeps the order before the second exchange, so
+///     the 0 of the pair stands at (k, r). The work block holds the update matrix, nupd x nupd, upper
 ///     triangle.
 ///
 /// Needs what mf_ldlt_prepare allocates. Returns the number of pivots eliminated: npiv, or less when a pivot

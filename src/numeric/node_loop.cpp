@@ -5,7 +5,6 @@
 #include "numeric/ldlt.h"
 #include "numeric/phases.h"
 #include "numeric/update_passing.h"
-#include "numeric/update_stack.h"
 #include "platform/blas_threads.h"
 
 #include <algorithm>

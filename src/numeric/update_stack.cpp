@@ -1,4 +1,4 @@
-#include "numeric/update_stack.h"
+#include "numeric/update_passing.h"
 
 #include <algorithm>
 

@@ -59,9 +59,6 @@ void error_text(int code, char* text, std::size_t text_bytes) noexcept;
 /// Monotonic wall clock, milliseconds from an arbitrary start.
 [[nodiscard]] double clock_ms() noexcept;
 
-/// Largest resident size of the process so far, bytes; 0 when the system does not tell.
-[[nodiscard]] std::uint64_t peak_resident_bytes() noexcept;
-
 /// Resident size of the process now, bytes; 0 when the system does not tell.
 [[nodiscard]] std::uint64_t resident_bytes() noexcept;
 
@@ -70,9 +67,6 @@ void error_text(int code, char* text, std::size_t text_bytes) noexcept;
 [[nodiscard]] bool make_directory(const char* parent, char* path, std::size_t path_bytes) noexcept;
 /// Removes an empty directory; one that is not empty stays.
 void remove_directory(const char* path) noexcept;
-
-/// True when the stream is shown to a person.
-[[nodiscard]] bool is_terminal(std::FILE* file) noexcept;
 
 /// 64-bit positions in a file. seek returns 0 on success, tell -1 on failure.
 [[nodiscard]] int file_seek(std::FILE* file, std::int64_t offset, int whence) noexcept;

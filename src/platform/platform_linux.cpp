@@ -7,7 +7,6 @@
 
 #include <malloc.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -96,12 +95,6 @@ double clock_ms() noexcept {
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) * 1e-6;
 }
 
-std::uint64_t peak_resident_bytes() noexcept {
-    rusage usage{};
-    if (getrusage(RUSAGE_SELF, &usage) != 0) return 0;
-    return static_cast<std::uint64_t>(usage.ru_maxrss) * 1024;
-}
-
 bool make_directory(const char* parent, char* path, std::size_t path_bytes) noexcept {
     const int length = std::snprintf(path, path_bytes, "%s/vyr-XXXXXX", parent);
     if (length < 0 || static_cast<std::size_t>(length) >= path_bytes) return false;
@@ -110,10 +103,6 @@ bool make_directory(const char* parent, char* path, std::size_t path_bytes) noex
 
 void remove_directory(const char* path) noexcept {
     rmdir(path);
-}
-
-bool is_terminal(std::FILE* file) noexcept {
-    return isatty(fileno(file)) != 0;
 }
 
 int file_seek(std::FILE* file, std::int64_t offset, int whence) noexcept {

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include <io.h>
 #include <malloc.h>
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
@@ -105,12 +104,6 @@ double clock_ms() noexcept {
     return static_cast<double>(now.QuadPart) * 1e3 / static_cast<double>(frequency.QuadPart);
 }
 
-std::uint64_t peak_resident_bytes() noexcept {
-    PROCESS_MEMORY_COUNTERS counters{};
-    if (K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) == 0) return 0;
-    return counters.PeakWorkingSetSize;
-}
-
 std::uint64_t resident_bytes() noexcept {
     PROCESS_MEMORY_COUNTERS counters{};
     if (K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) == 0) return 0;
@@ -130,10 +123,6 @@ bool make_directory(const char* parent, char* path, std::size_t path_bytes) noex
 
 void remove_directory(const char* path) noexcept {
     RemoveDirectoryA(path);
-}
-
-bool is_terminal(std::FILE* file) noexcept {
-    return _isatty(_fileno(file)) != 0;
 }
 
 int file_seek(std::FILE* file, std::int64_t offset, int whence) noexcept {

@@ -14,31 +14,24 @@ namespace {
 /// More entries than this would overflow 32-bit positions in the full pattern.
 constexpr std::int32_t MAX_ENTRIES = 1 << 30;
 
-/// What the steps hand each other about the columns, and nobody needs afterwards.
-struct ColumnCounts {
-    Buffer<std::int32_t> children; ///< n: children in the elimination tree
-    Buffer<std::int32_t> nonzeros; ///< n: nonzeros of each column of L, the diagonal included
-};
-
 Status check_limits(Context& context, const InputPattern& input) noexcept {
     if (input.n_caller_entries <= MAX_ENTRIES && mf_full_entries(input.lower) <= INT32_MAX) return Status::OK;
     return fail(context, Status::FACTOR_STORAGE, "a pattern of %d entries is too large to analyse",
                 input.n_caller_entries);
 }
 
-/// The arrays whose size the pattern alone gives.
+/// The arrays whose size the pattern alone gives; `nonzeros` is for the column counts, which no later phase
+/// needs.
 Status allocate_columns(Context& context, const InputPattern& input, Analysis& analysis,
-                        ColumnCounts& counts) noexcept {
+                        Buffer<std::int32_t>& nonzeros) noexcept {
     const std::int32_t n = input.lower.n;
     analysis.n = n;
     analysis.n_input = input.n_caller_entries;
     analysis.parent = Buffer<std::int32_t>(context.memory, n);
-    counts.children = Buffer<std::int32_t>(context.memory, n);
-    counts.nonzeros = Buffer<std::int32_t>(context.memory, n);
+    nonzeros = Buffer<std::int32_t>(context.memory, n);
     analysis.value_map = Buffer<std::int64_t>(context.memory, input.lower.col_ptr[n]);
     analysis.perm = Buffer<std::int32_t>(context.memory, n);
-    if (!analysis.parent || !counts.children || !counts.nonzeros || !analysis.value_map || !analysis.perm)
-        return out_of_memory(context);
+    if (!analysis.parent || !nonzeros || !analysis.value_map || !analysis.perm) return out_of_memory(context);
     return Status::OK;
 }
 
@@ -53,7 +46,7 @@ Status order(Context& context, const FullPattern& full, Analysis& analysis, doub
 }
 
 /// Trees and supernodes of the ordered pattern, up to the value map of the input pattern's entries.
-Status build_structure(Context& context, const FullPattern& full, ColumnCounts& counts,
+Status build_structure(Context& context, const FullPattern& full, std::int32_t* nonzeros,
                        Analysis& analysis) noexcept {
     const std::int32_t n = analysis.n;
     Buffer<std::int32_t> inverse(context.memory, n), scratch(context.memory, n);
@@ -61,17 +54,15 @@ Status build_structure(Context& context, const FullPattern& full, ColumnCounts& 
     const auto invert = [&] {
         for (std::int32_t k = 0; k < n; ++k) inverse[analysis.perm[k]] = k;
     };
-    std::int32_t* children = counts.children.get();
-    std::int32_t* nonzeros = counts.nonzeros.get();
 
     invert();
     analysis.root_count =
         mf_etree(full.pattern(), analysis.perm.get(), inverse.get(), analysis.parent.get(), scratch.get());
-    Status status = mf_postorder(context, children, analysis);
+    Status status = mf_postorder(context, analysis);
     if (status != Status::OK) return status;
     invert();
     status = mf_colcount(context, full.pattern(), inverse.get(), nonzeros, analysis);
-    if (status == Status::OK) status = mf_supernodes(context, children, nonzeros, analysis);
+    if (status == Status::OK) status = mf_supernodes(context, nonzeros, analysis);
     if (status == Status::OK) status = mf_factor_positions(context, full, inverse.get(), analysis);
     if (status == Status::OK) status = mf_snode_finish(context, analysis);
     if (status == Status::OK) status = mf_update_stack(context, analysis);
@@ -94,11 +85,11 @@ Status map_caller_entries(Context& context, const InputPattern& input, Analysis&
 Status analyse_pattern(Context& context, const InputPattern& input, Analysis& analysis,
                        double& ordering_ms) noexcept {
     FullPattern full;
-    ColumnCounts counts;
+    Buffer<std::int32_t> nonzeros;
     Status status = mf_sym_full(context, input.lower, full);
-    if (status == Status::OK) status = allocate_columns(context, input, analysis, counts);
+    if (status == Status::OK) status = allocate_columns(context, input, analysis, nonzeros);
     if (status == Status::OK) status = order(context, full, analysis, ordering_ms);
-    if (status == Status::OK) status = build_structure(context, full, counts, analysis);
+    if (status == Status::OK) status = build_structure(context, full, nonzeros.get(), analysis);
     if (status == Status::OK) status = map_caller_entries(context, input, analysis);
     return status;
 }

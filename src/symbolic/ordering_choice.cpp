@@ -78,7 +78,7 @@ Status count_operations(Context& context, const Graph& graph, const std::int32_t
     std::copy_n(perm, n, counted.perm.get());
     invert();
     mf_etree(pattern, counted.perm.get(), inverse.get(), counted.parent.get(), work.get());
-    Status status = mf_postorder(context, work.get(), counted);
+    Status status = mf_postorder(context, counted);
     if (status != Status::OK) return status;
     invert();
     status = mf_colcount(context, pattern, inverse.get(), work.get(), counted);

@@ -25,7 +25,7 @@ std::int32_t emit_tree(std::int32_t root, const std::int32_t* parent, const std:
 
 } // namespace
 
-Status mf_postorder(Context& context, std::int32_t* children, Analysis& analysis) noexcept {
+Status mf_postorder(Context& context, Analysis& analysis) noexcept {
     const std::int32_t n = analysis.n;
     std::int32_t* parent = analysis.parent.get();
     Buffer<std::int32_t> head(context.memory, n, -1), next(context.memory, n, -1), post(context.memory, n),
@@ -33,14 +33,12 @@ Status mf_postorder(Context& context, std::int32_t* children, Analysis& analysis
     if (!head || !next || !post || !inverse || !renumbered)
         return out_of_memory(context, Status::FACTOR_STORAGE);
 
-    std::fill_n(children, n, 0);
     std::int32_t last_root = -1; // roots are linked in the order they are met: decreasing
     std::int32_t first_root = -1;
     for (std::int32_t j = n - 1; j >= 0; --j) {
         if (parent[j] != -1) {
             next[j] = head[parent[j]];
             head[parent[j]] = j;
-            ++children[parent[j]];
         } else if (last_root == -1) {
             first_root = last_root = j;
         } else {
@@ -61,7 +59,6 @@ Status mf_postorder(Context& context, std::int32_t* children, Analysis& analysis
     renumber(parent);
     for (std::int32_t k = 0; k < n; ++k)
         if (parent[k] != -1) parent[k] = inverse[parent[k]];
-    renumber(children);
     renumber(analysis.perm.get());
     return Status::OK;
 }

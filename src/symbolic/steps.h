@@ -25,12 +25,8 @@ std::int32_t mf_etree(const Pattern& full, const std::int32_t* perm, const std::
                       std::int32_t* parent, std::int32_t* ancestor) noexcept;
 
 /// Renumbers parent and perm to a postorder of the elimination forest. Children are visited in increasing,
-/// roots in decreasing order.
-///
-/// children  out, n, new numbering: children of each column
-///
-/// Cost: linear in n.
-[[nodiscard]] Status mf_postorder(Context& context, std::int32_t* children, Analysis& analysis) noexcept;
+/// roots in decreasing order. Cost: linear in n.
+[[nodiscard]] Status mf_postorder(Context& context, Analysis& analysis) noexcept;
 
 /// Counts the nonzeros of every column of L, the diagonal included, from n, perm and parent of the analysis.
 ///
@@ -42,13 +38,13 @@ std::int32_t mf_etree(const Pattern& full, const std::int32_t* perm, const std::
 [[nodiscard]] Status mf_colcount(Context& context, const Pattern& full, const std::int32_t* inverse,
                                  std::int32_t* nonzeros, const Analysis& analysis) noexcept;
 
-/// Groups consecutive columns into relaxed supernodes and links these to the assembly tree, from the parents,
-/// children (mf_postorder) and nonzeros (mf_colcount) of the columns alone.
+/// Groups consecutive columns into relaxed supernodes and links these to the assembly tree, from the parents
+/// and nonzeros (mf_colcount) of the columns alone.
 ///
 /// Fills column_map, n_snodes and the records' start, npiv, nupd, level and child_count; snode_parent,
 /// max_level, factor_entries and largest_update. Row lists come with mf_factor_positions. Cost: linear in n.
-[[nodiscard]] Status mf_supernodes(Context& context, const std::int32_t* children,
-                                   const std::int32_t* nonzeros, Analysis& analysis) noexcept;
+[[nodiscard]] Status mf_supernodes(Context& context, const std::int32_t* nonzeros,
+                                   Analysis& analysis) noexcept;
 
 /// Fills the row list of every supernode (row_slab), and value_map for the entries of the input pattern.
 ///

@@ -13,8 +13,8 @@ constexpr double ZERO_TOLERANCE = 0.01; ///< explicit zeros a merge may add, as 
 /// are formed unsigned and read as signed.
 class MergeRule {
 public:
-    MergeRule(const Analysis& analysis, const std::int32_t* children, const std::int32_t* nonzeros) noexcept
-        : analysis_(analysis), children_(children), nonzeros_(nonzeros) {}
+    MergeRule(const Analysis& analysis, const std::int32_t* nonzeros) noexcept
+        : analysis_(analysis), nonzeros_(nonzeros) {}
 
     /// Takes `col` into the supernode; true when it is its last column.
     bool ends_at(std::int32_t col) noexcept {
@@ -30,7 +30,7 @@ public:
 private:
     bool extends(std::int32_t col) noexcept {
         const std::int32_t next = col + 1;
-        if (next == analysis_.n || analysis_.parent[col] != next || children_[next] == 0) return false;
+        if (next == analysis_.n || analysis_.parent[col] != next) return false;
         if (width_ >= static_cast<std::uint32_t>(MAX_SUPERNODE_WIDTH)) return false;
         const auto count = static_cast<std::uint32_t>(nonzeros_[col]);
         const auto next_count = static_cast<std::uint32_t>(nonzeros_[next]);
@@ -42,7 +42,6 @@ private:
     }
 
     const Analysis& analysis_;
-    const std::int32_t* children_;
     const std::int32_t* nonzeros_;
     std::uint32_t width_ = 0;
     std::uint32_t zeros_ = 0;
@@ -73,12 +72,11 @@ void link_tree(Analysis& analysis) noexcept {
 // J. W. H. Liu, E. G. Ng and B. W. Peyton, "On finding supernodes for sparse matrix computations", SIAM J.
 // Matrix Anal. Appl. 14 (1993), with chains relaxed as long as few explicit zeros are added. Inside a chain
 // the rows below the last column are the rows below the supernode, so its size follows from one column count.
-Status mf_supernodes(Context& context, const std::int32_t* children, const std::int32_t* nonzeros,
-                     Analysis& analysis) noexcept {
+Status mf_supernodes(Context& context, const std::int32_t* nonzeros, Analysis& analysis) noexcept {
     const std::int32_t n = analysis.n;
     analysis.column_map = Buffer<std::int32_t>(context.memory, n);
     if (!analysis.column_map) return out_of_memory(context, Status::FACTOR_STORAGE);
-    MergeRule rule(analysis, children, nonzeros);
+    MergeRule rule(analysis, nonzeros);
     analysis.n_snodes = 0;
     for (std::int32_t col = 0; col < n; ++col) {
         analysis.column_map[col] = analysis.n_snodes;
