@@ -1,6 +1,7 @@
 // vyr_bench: compares our solver with its peers. The same program is the driver and, started by itself with
 // --worker, each single measurement.
 #include "bench/direct_solver.h"
+#include "bench/doors.h"
 #include "bench/driver.h"
 #include "bench/table.h"
 #include "bench/worker.h"
@@ -19,6 +20,7 @@ struct Options {
     Plan plan;
     WorkerTask task;
     std::string json, markdown;
+    bool doors = false;
 };
 
 std::vector<std::string> peer_names() {
@@ -98,6 +100,8 @@ void add_options(CLI::App& app, Options& options) {
         ->capture_default_str();
     app.add_flag("--out-of-core", plan.out_of_core,
                  "Measure the factor in files as well, ours with 40 % of the memory it takes without");
+    app.add_flag("--doors", options.doors,
+                 "Compare the library interface with the nine functions instead, in this process");
     app.add_option("--worker", options.task.solver,
                    "Measure one solver (or dgemm) in this process and print one JSON object");
     app.add_option("--matrix", options.task.matrix, "Matrix of --worker");
@@ -118,6 +122,10 @@ int run(int argc, char** argv) {
         options.task.threads = options.plan.threads.front();
         options.task.repeats = options.plan.repeats;
         std::printf("%s\n", run_worker(options.task).text().c_str());
+        return 0;
+    }
+    if (options.doors) {
+        compare_doors(options.plan.matrices, options.plan.rounds);
         return 0;
     }
     const Findings findings = run_plan(options.plan, save, &options);

@@ -1,15 +1,13 @@
-// VYR as hosts use it: positive definite in core through the nine functions, everything else, and with
-// VYR_BENCH_SOLVER in the environment all of it, through vyr/solver.h. Statistics that the nine functions do
-// not hand out come from their process-wide state.
+// VYR as hosts use it: positive definite in core through the nine functions, everything else through
+// vyr/solver.h. Statistics that the nine functions do not hand out come from their process-wide state.
 #include "bench/direct_solver.h"
+#include "bench/doors.h"
 
 #include "interface/handle.h"
 #include "interface/process_state.h"
 #include "report/report.h"
 #include "vyr.h"
 #include "vyr/solver.h"
-
-#include <cstdlib>
 
 namespace vyr::bench {
 
@@ -63,11 +61,11 @@ private:
 
 class Library final : public Vyr {
 public:
-    explicit Library(const Problem& problem) : problem_(problem) {
+    Library(const Problem& problem, int ordering) : problem_(problem) {
         const tool::SparseMatrix& a = problem.matrix;
         vyr_matrix_lower(&matrix_, sizeof matrix_, a.n, a.col_ptr.data(), a.row_ind.data(), a.values.data());
         vyr_options_default(&options_, sizeof options_);
-        options_.ordering = VYR_ORDERING_METIS;
+        options_.ordering = ordering;
         if (problem.kind == Definiteness::INDEFINITE) options_.kind = VYR_KIND_INDEFINITE;
         if (!problem.folder.empty()) options_.directory = problem.folder.c_str();
         options_.memory_limit = problem.memory_limit_bytes;
@@ -114,10 +112,16 @@ private:
 } // namespace
 
 std::unique_ptr<DirectSolver> make_vyr(const Problem& problem) {
-    const bool other_door = std::getenv("VYR_BENCH_SOLVER") != nullptr;
-    if (problem.kind == Definiteness::POSITIVE && problem.folder.empty() && !other_door)
-        return std::make_unique<NineFunctions>(problem);
-    return std::make_unique<Library>(problem);
+    if (problem.kind == Definiteness::POSITIVE && problem.folder.empty()) return make_nine_functions(problem);
+    return make_library(problem, VYR_ORDERING_METIS);
+}
+
+std::unique_ptr<DirectSolver> make_nine_functions(const Problem& problem) {
+    return std::make_unique<NineFunctions>(problem);
+}
+
+std::unique_ptr<DirectSolver> make_library(const Problem& problem, int ordering) {
+    return std::make_unique<Library>(problem, ordering);
 }
 
 } // namespace vyr::bench

@@ -1,5 +1,6 @@
 #include "engine/input_matrix.h"
 
+#include "core/finite.h"
 #include "symbolic/pattern.h"
 
 #include <algorithm>
@@ -139,6 +140,19 @@ Status tell_halves_apart(Context& context, const InputMatrix& a, bool refuse_dup
     return Status::OK;
 }
 
+/// True when the matrix is stored as the canonical pattern is: entry by entry, each in its place.
+bool is_canonical(const InputMatrix& a, const CanonicalPattern& canonical) noexcept {
+    if (canonical.place || a.n != canonical.n || a.triangle != canonical.triangle ||
+        a.by_rows != canonical.by_rows)
+        return false;
+    bool same = true;
+    for (std::int32_t j = 0; j <= canonical.n; ++j)
+        same &= position(a, j) == std::int64_t{canonical.col_ptr[j]} + a.base;
+    if (!same) return false;
+    for (std::int32_t e = 0; e < canonical.n_input; ++e) same &= a.ind[e] == canonical.row_ind[e] + a.base;
+    return same;
+}
+
 /// True when entry e of column j, which is (i, j), is the entry that was analysed.
 bool is_entry(const InputMatrix& a, const CanonicalPattern& canonical, std::int32_t e,
               std::int32_t j) noexcept {
@@ -228,6 +242,10 @@ Status mf_canonical_values(Context& context, const InputMatrix& a, const Canonic
     Status status = check_arguments(context, a);
     if (status != Status::OK) return status;
     if (a.values == nullptr) return fail(context, Status::NULL_MATRIX, "the values of the matrix are null");
+    if (is_canonical(a, canonical) && all_finite(a.values, canonical.n_input)) {
+        std::copy_n(a.values, canonical.n_input, values);
+        return Status::OK;
+    }
     status = check_same_pattern(context, a, canonical);
     if (status != Status::OK) return status;
 

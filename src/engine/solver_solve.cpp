@@ -1,4 +1,5 @@
 #include "solve/solve.h"
+#include "core/finite.h"
 #include "engine/engine.h"
 #include "engine/residual.h"
 #include "engine/solver.h"
@@ -17,15 +18,6 @@ struct Columns {
 
     double* of(std::int32_t j) const noexcept { return data + j * ld; }
 };
-
-bool finite(std::int32_t n, std::int32_t nrhs, const double* b, std::int64_t ldb) noexcept {
-    for (std::int32_t j = 0; j < nrhs; ++j) {
-        double sum = 0; // 0 times a finite number is 0, times any other it is not a number
-        for (std::int32_t i = 0; i < n; ++i) sum += 0 * b[j * ldb + i];
-        if (sum != 0) return false;
-    }
-    return true;
-}
 
 /// Solves with the factor as it is, in place: columns of n doubles one behind the other, its numbering.
 Status solve_block(Context& context, const SolverFactor& solver, double* x, std::int32_t nrhs) noexcept {
@@ -134,8 +126,9 @@ Status mf_solver_solve(Context& context, const SolverFactor& solver, std::int32_
     context.settings.type = solver.type;
     context.settings.refinement_limit = 1;
     mf_begin_phase(context, PHASE_SOLVE, nrhs);
-    if (!finite(solver.analysis.canonical.n, nrhs, b, ldb))
-        return fail(context, Status::NAN_VALUE, "a right-hand side holds a value that is not finite");
+    for (std::int32_t j = 0; j < nrhs; ++j)
+        if (!all_finite(b + j * ldb, n))
+            return fail(context, Status::NAN_VALUE, "a right-hand side holds a value that is not finite");
     const bool judged =
         solver.keep_matrix && (call.refinements > 0 || call.wants_error || call.error_limit > 0);
     Buffer<double> copy; // of right-hand sides that the solutions take the place of
