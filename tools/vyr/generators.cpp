@@ -45,6 +45,18 @@ SparseMatrix shifted3d(std::int32_t side) {
     return grid_laplacian(side, 3, 6.0 - 3.5);
 }
 
+SparseMatrix shifted3d_middle(std::int32_t side) {
+    return grid_laplacian(side, 3, 6.0 - 5.7); // as above: 0.15 is no multiple of 1/2
+}
+
+SparseMatrix helmholtz2d(std::int32_t side) {
+    return grid_laplacian(side, 2, 4.0 - 0.395);
+}
+
+SparseMatrix helmholtz3d(std::int32_t side) {
+    return grid_laplacian(side, 3, 6.0 - 0.395);
+}
+
 SparseMatrix kkt(std::int32_t side) {
     const SparseMatrix k = poisson2d(side);
     const std::int32_t constraints = k.n / 2;
@@ -80,7 +92,21 @@ const std::vector<Generator>& generators() {
         {"elasticity3d", "elastic cube of N^3 elements clamped at one face, positive definite", elasticity3d},
         {"plate", "elastic plate of N x N x 2 elements clamped at one side, positive definite", plate},
         {"shifted3d", "seven-point grid less 3.5 on the diagonal, indefinite", shifted3d},
+        {"shifted3d_middle", "seven-point grid less 5.7 on the diagonal, indefinite", shifted3d_middle},
+        {"helmholtz2d", "waves on N^2 points, ten a wave length, indefinite", helmholtz2d},
+        {"helmholtz3d", "waves on N^3 points, ten a wave length, indefinite", helmholtz3d},
+        {"stokes2d", "flow in a box of N^2 cells, indefinite", stokes2d},
+        {"stokes3d", "flow in a box of N^3 cells, indefinite", stokes3d},
+        {"mixed_poisson3d", "fluxes and potentials of N^3 cells, indefinite", mixed_poisson3d},
         {"kkt", "saddle point problem on N^2 points, indefinite", kkt},
+        {"interior_point", "N^2 constraints, diagonal from 1e-8 to 1e8, indefinite", interior_point},
+        {"scaled_saddle", "the N-th random saddle point, scaled by 1e-6 to 1e6, indefinite", scaled_saddle},
+        {"zero_grid", "neighbours in a grid of N x N points, zero diagonal, singular", zero_grid},
+        {"zero_grid_oblong", "neighbours in a grid of N x (N+1) points, zero diagonal", zero_grid_oblong},
+        {"zero_grid_weighted", "zero_grid with random weights, singular for odd N", zero_grid_weighted},
+        {"zero_arrow", "diagonal and a full last row with a zero corner, N+1 equations", zero_arrow},
+        {"neumann2d", "five-point grid of N^2 points without flow over the border, singular", neumann2d},
+        {"nearly_singular", "neumann2d plus 1e-10 on the diagonal", nearly_singular},
     };
     return all;
 }

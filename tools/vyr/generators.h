@@ -18,6 +18,46 @@ SparseMatrix poisson3d(std::int32_t side);
 /// poisson3d less 3.5 on the diagonal, for side >= 2: indefinite and never singular.
 SparseMatrix shifted3d(std::int32_t side);
 
+/// poisson3d less 5.7 on the diagonal: indefinite with the shift in the middle of the spectrum.
+SparseMatrix shifted3d_middle(std::int32_t side);
+
+/// Waves of ten points a length, poisson2d and poisson3d less (2 pi / 10)^2 on the diagonal: indefinite from
+/// some side on.
+SparseMatrix helmholtz2d(std::int32_t side);
+SparseMatrix helmholtz3d(std::int32_t side);
+
+/// Stokes flow in a box of side^2 or side^3 cells, velocities first, the pressure of the last cell left out:
+/// as many negative eigenvalues as pressures. No zero of the diagonal is stored.
+SparseMatrix stokes2d(std::int32_t side);
+SparseMatrix stokes3d(std::int32_t side);
+
+/// Fluxes through the faces of a cube of side^3 cells, then a potential in every cell: side^3 eigenvalues are
+/// negative. No zero of the diagonal is stored.
+SparseMatrix mixed_poisson3d(std::int32_t side);
+
+/// Interior point method for 2 side^2 variables and side^2 constraints: a diagonal from 1e-8 to 1e8, random
+/// constraints of full rank. side^2 eigenvalues are negative.
+SparseMatrix interior_point(std::int32_t side);
+
+/// A random saddle point matrix of 30 to 297 equations, scaled from both sides by powers of ten from 1e-6 to
+/// 1e6.
+SparseMatrix scaled_saddle(std::int32_t seed);
+
+/// Ones between the neighbours of a grid, nothing on the diagonal. side x side points: side eigenvalues are
+/// 0. side x (side + 1) points: regular, half of the eigenvalues negative. side x side points with random
+/// weights: regular for even sides; for odd ones an eigenvalue is 0 by structure.
+SparseMatrix zero_grid(std::int32_t side);
+SparseMatrix zero_grid_oblong(std::int32_t side);
+SparseMatrix zero_grid_weighted(std::int32_t side);
+
+/// `side` diagonal entries, 1 and -2 in turn, a last row of ones, and 0 in its corner.
+SparseMatrix zero_arrow(std::int32_t side);
+
+/// Five-point Laplacian without flow over the border: one eigenvalue is 0, the others are positive; with
+/// 1e-10 added on the diagonal: the smallest one is 1e-10.
+SparseMatrix neumann2d(std::int32_t side);
+SparseMatrix nearly_singular(std::int32_t side);
+
 /// Saddle point matrix [K B^T; B 0] with K = poisson2d(side) and one constraint for each pair of
 /// consecutive points that makes their values equal. Of its eigenvalues side^2 are positive and
 /// side^2 / 2 (rounded down) negative. The zero diagonal is not stored.
