@@ -163,8 +163,10 @@ typedef struct vyr_matrix {
     const double* values; /* as many as indices; may be null for an analysis that needs none */
     int32_t ptr_bytes;    /* 4 or 8 */
     int32_t base;         /* of ptr and ind: 0 or 1 */
-    int32_t triangle;     /* VYR_LOWER, VYR_UPPER, or VYR_BOTH, whose halves must agree */
-    int32_t layout;       /* VYR_COLUMNS or VYR_ROWS */
+    /* VYR_LOWER, VYR_UPPER, or VYR_BOTH, whose halves must agree: to 1e-12 of the larger one and, for what
+     * cancellation leaves, 1e-14 of the geometric mean of the largest magnitudes in the two rows */
+    int32_t triangle;
+    int32_t layout; /* VYR_COLUMNS or VYR_ROWS */
 } vyr_matrix;
 
 /* The commonest form: lower triangle by columns, 32-bit pointers, 0-based. */

@@ -207,18 +207,32 @@ Status add_values(Context& context, const InputMatrix& a, const CanonicalPattern
     return Status::OK;
 }
 
-/// Checks that the sums are finite and agree with those of the mirror images; `above` may be null.
-Status check_sums(Context& context, const CanonicalPattern& canonical, const double* below,
-                  const double* above) noexcept {
+/// Checks that sums of entries are finite.
+Status check_sums(Context& context, const CanonicalPattern& canonical, const double* sums) noexcept {
+    for (std::int32_t j = 0; j < canonical.n; ++j)
+        for (std::int32_t k = canonical.col_ptr[j]; k < canonical.col_ptr[j + 1]; ++k)
+            if (!std::isfinite(sums[k]))
+                return fail(context, Status::NAN_VALUE, "the entries at %d, %d add up beyond all bounds",
+                            canonical.row_ind[k] + 1, j + 1);
+    return Status::OK;
+}
+
+/// Checks that the sums below the diagonal agree with those of their mirror images.
+Status check_halves(Context& context, const CanonicalPattern& canonical, const double* below,
+                    const double* above) noexcept {
+    auto largest = Buffer<double>::zeroed(context.memory, canonical.n); // magnitude in each row
+    if (!largest) return out_of_memory(context);
+    for (std::int32_t j = 0; j < canonical.n; ++j)
+        for (std::int32_t k = canonical.col_ptr[j]; k < canonical.col_ptr[j + 1]; ++k)
+            for (const std::int32_t row : {canonical.row_ind[k], j})
+                largest[row] = std::max(largest[row], std::fabs(below[k]));
     for (std::int32_t j = 0; j < canonical.n; ++j)
         for (std::int32_t k = canonical.col_ptr[j]; k < canonical.col_ptr[j + 1]; ++k) {
             const std::int32_t i = canonical.row_ind[k];
-            const double l = below[k];
-            const double u = above == nullptr || i == j ? l : above[k];
-            if (!std::isfinite(l) || !std::isfinite(u))
-                return fail(context, Status::NAN_VALUE, "the entries at %d, %d add up beyond all bounds",
-                            i + 1, j + 1);
-            if (std::fabs(u - l) > SYMMETRY_TOLERANCE * std::max(std::fabs(u), std::fabs(l)))
+            const double l = below[k], u = above[k];
+            const double rounding = CANCELLATION_SHARE * std::sqrt(largest[i]) * std::sqrt(largest[j]);
+            if (i != j &&
+                std::fabs(u - l) > SYMMETRY_TOLERANCE * std::max(std::fabs(u), std::fabs(l)) + rounding)
                 return fail(context, Status::NOT_SYMMETRIC, "%g at %d, %d, but %g at %d, %d", l, i + 1, j + 1,
                             u, j + 1, i + 1);
         }
@@ -257,7 +271,10 @@ Status mf_canonical_values(Context& context, const InputMatrix& a, const Canonic
     }
     std::fill(values, values + n_entries, 0.0);
     status = add_values(context, a, canonical, values, above ? above.get() : values);
-    return status == Status::OK ? check_sums(context, canonical, values, above.get()) : status;
+    if (status == Status::OK) status = check_sums(context, canonical, values);
+    if (status != Status::OK || !above) return status;
+    status = check_sums(context, canonical, above.get());
+    return status == Status::OK ? check_halves(context, canonical, values, above.get()) : status;
 }
 
 } // namespace vyr

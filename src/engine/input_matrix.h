@@ -11,9 +11,11 @@ namespace vyr {
 /// The entries that a symmetric matrix stores.
 enum class Triangle : std::int32_t { LOWER = 0, UPPER = 1, BOTH = 2 };
 
-/// Halves that differ by more than this share of the larger one are not symmetric. Programs that add up the
-/// halves in different orders leave some rounding errors between them.
-inline constexpr double SYMMETRY_TOLERANCE = 1e-12;
+/// Halves are not symmetric when they differ by more than the first share of the larger one and the second
+/// share of the geometric mean of the largest magnitudes in the two rows. Programs that add up the halves in
+/// different orders leave rounding errors between them; where terms cancel, these are in proportion to the
+/// terms, which a finite element gives to the diagonal of both rows, too.
+inline constexpr double SYMMETRY_TOLERANCE = 1e-12, CANCELLATION_SHARE = 1e-14;
 
 /// A symmetric matrix in compressed columns or rows, as a program hands it in. Borrows everything; nothing of
 /// it is checked. The entries of a column need no order and may repeat: repeats add up.

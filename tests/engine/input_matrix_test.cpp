@@ -100,7 +100,8 @@ TEST(InputMatrix, EveryFormGivesTheSameMatrixAndKnowsItsPatternAgain) {
 TEST(InputMatrix, TellsWhatIsWrongAndWhere) {
     const InputMatrix both{.n = 2, .triangle = BOTH}, wide{.n = 1, .ptr_bytes = 8};
     const InputMatrix wide_both{.n = 1, .ptr_bytes = 8, .triangle = BOTH};
-    const Stored pair{both, {0, 1, 2}, {1, 0}}, twice{{.n = 1}, {0, 2}, {0, 0}}, one{{.n = 1}, {0, 1}, {0}};
+    const Stored full{both, {0, 2, 4}, {0, 1, 0, 1}}, pair{both, {0, 1, 2}, {1, 0}},
+        twice{{.n = 1}, {0, 2}, {0, 0}}, one{{.n = 1}, {0, 1}, {0}};
     const struct {
         Stored analysed, given;
         Status status;
@@ -125,6 +126,8 @@ TEST(InputMatrix, TellsWhatIsWrongAndWhere) {
         {one, {{.n = 2}, {0, 1, 1}, {0}}, HANDLE, "another pattern"},
         {pair, {both, {0, 2, 2}, {1, 1}}, HANDLE, "entry 2 of column 1, row 2, is of another"},
         {pair, {both, {0, 1, 2}, {1, 0}, {1, 1 + 2e-12}}, NOT_SYMMETRIC, "1 at 2, 1, but 1 at 1, 2"},
+        {full, {both, {0, 2, 4}, {0, 1, 0, 1}, {4, 0, 1e-13, 100}}, OK, ""},
+        {full, {both, {0, 2, 4}, {0, 1, 0, 1}, {4, 0, 3e-13, 100}}, NOT_SYMMETRIC, "0 at 2, 1, but 3e-13"},
         {twice, {{.n = 1}, {0, 2}, {0, 0}, {1e308, 1e308}}, NAN_VALUE, "at 1, 1 add up beyond"},
     };
     for (auto [analysed, given, status, reason] : rows) {
@@ -144,12 +147,12 @@ TEST(InputMatrix, SurvivesMissingMemoryAndArraysAndCopiesWhatIsCanonical) {
     TestContext test;
     CanonicalPattern made;
     double value = 0;
-    for (int k = 1; k <= 12; ++k) {
-        test.faults.allocation.set(k % 12);
+    for (int k = 1; k <= 13; ++k) {
+        test.faults.allocation.set(k % 13);
         made = {};
         Status status = mf_canonical_pattern(test.context, a.matrix(), false, made);
         if (status == OK) status = mf_canonical_values(test.context, a.form, made, &value);
-        EXPECT_EQ(status, k < 12 ? MEMORY : OK) << k;
+        EXPECT_EQ(status, k < 13 ? MEMORY : OK) << k;
     }
     InputMatrix b = a.form;
     b.values = nullptr;
