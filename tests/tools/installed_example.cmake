@@ -8,4 +8,5 @@ run("${CMAKE_COMMAND}" -G Ninja -S "${SOURCE}" -B "${WORK}/build" "-DCMAKE_PREFI
     "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}" "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
 run("${CMAKE_COMMAND}" --build "${WORK}/build")
 run("${WORK}/build/example_solve")
+run("${WORK}/build/example_first_solve")
 run("${WORK}/build/example_first_solve_cpp")

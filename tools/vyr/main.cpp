@@ -34,6 +34,7 @@ struct Options {
     bool automatic = false;
     std::string ordering = "automatic";
     bool json = false;
+    bool condition = false;
     std::string file_directory;
     double memory_limit_mb = 0; ///< 0: none
 
@@ -82,6 +83,9 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
         ->option_text("MB")
         ->check(CLI::PositiveNumber)
         ->needs(out_of_core);
+    command->add_flag("--condition", options.condition,
+                      "Estimate the condition number, which takes a few solves; without this only when the\n"
+                      "pivots make the solution doubtful");
     command->add_flag("--json", options.json, "Print one JSON object instead of the table");
     return command;
 }
@@ -141,6 +145,7 @@ int run_solve(const Options& options) {
                                        : VYR_KIND_POSITIVE;
     chosen.ordering = ordering_of(options.ordering);
     chosen.threads = options.threads;
+    chosen.condition = options.condition;
     chosen.repeat = options.repeat;
     chosen.live = live;
     chosen.directory = options.file_directory;

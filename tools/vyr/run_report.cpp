@@ -2,6 +2,7 @@
 
 #include "tools/vyr/format.h"
 
+#include <cmath>
 #include <cstdio>
 #include <stdexcept>
 #include <utility>
@@ -54,7 +55,7 @@ std::string document(const SolveResult& r) {
                               {"T_SYMFAC", r.analysis.seconds_analyse - r.analysis.seconds_order}}) +
            section("RUN",
                    {{"ERR", 0},
-                    {"COND", r.condition},
+                    {"COND", std::isnan(r.condition) ? 0 : r.condition},
                     {"GROWTH", 0},
                     {"FAIL_P", 0},
                     {"T_SYM", r.analysis.seconds_analyse},

@@ -62,6 +62,12 @@ vyr_status run_once(const vyr_matrix& matrix, Factor& factor, const DenseMatrix&
     return status;
 }
 
+/// True when the pivots look like those of a matrix that may be singular.
+bool doubtful(const vyr_factor_info& factor) {
+    const double ratio = factor.pivot_largest / factor.pivot_smallest;
+    return !((factor.kind == VYR_KIND_POSITIVE ? ratio * ratio : ratio) <= DOUBTFUL_PIVOT_RATIO);
+}
+
 } // namespace
 
 SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, const SolveOptions& options) {
@@ -93,7 +99,8 @@ SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, c
             result.status = run_once(matrix, factor, b, x, options.live, result, factorise, substitute);
         result.seconds_factorise = median(factorise);
         result.seconds_solve = median(substitute);
-        if (result.status == VYR_STATUS_OK || result.status == VYR_STATUS_INACCURATE)
+        const bool solved = result.status == VYR_STATUS_OK || result.status == VYR_STATUS_INACCURATE;
+        if (solved && (options.condition || doubtful(result.factor)))
             timed("check", options.live, [&] { (void)vyr_condition(factor.get(), 1, &result.condition); });
     }
     result.peak_bytes = peak_resident_bytes();

@@ -12,6 +12,10 @@ namespace vyr::tool {
 /// A solution with a larger backward error than this one is not accepted.
 inline constexpr double LARGEST_BACKWARD_ERROR = 1e-8;
 
+/// Where the magnitudes of the pivots of L D L^T differ by more than this factor, the condition is looked at
+/// unasked: a singular system may have a small backward error.
+inline constexpr double DOUBTFUL_PIVOT_RATIO = 1e8;
+
 /// What the user asked for.
 struct SolveOptions {
     std::int32_t kind = VYR_KIND_POSITIVE;
@@ -22,6 +26,7 @@ struct SolveOptions {
     std::string directory;    ///< for the factor files; empty: the factor stays in memory
     double memory_limit = 0;  ///< bytes of the whole process, out of core; 0: what the machine has
     double pivot_min = 0;     ///< a pivot of L L^T that is not above this fails
+    bool condition = false;   ///< estimate it, which takes a few solves, also without cause for doubt
 };
 
 /// What was measured. Times are seconds, medians over the repetitions.
@@ -38,7 +43,7 @@ struct SolveResult {
     std::uint64_t peak_bytes = 0; ///< largest resident size of the process
     int refinements = 0;          ///< steps that improved the solutions
     double backward_error = 0;    ///< not a number until solved
-    double condition = 0;         ///< of the equilibrated matrix, estimated; not a number until solved
+    double condition = 0;         ///< of the equilibrated matrix, estimated; not a number when nobody asked
     bool out_of_core = false;
     double memory_limit = 0;
     double value_max = 0, value_min = 0; ///< magnitudes of the stored values that are not zero

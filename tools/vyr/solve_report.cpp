@@ -76,7 +76,8 @@ std::string result_table(const SolveResult& result) {
     text += format("  threads            %12d\n", result.factor.threads);
     text += format("  peak memory        %12.1f MB\n", static_cast<double>(result.peak_bytes) * 1e-6);
     text += format("  backward error     %12.1e\n", result.backward_error);
-    text += format("  condition          %12.1e   estimated, after scaling\n", result.condition);
+    if (!std::isnan(result.condition))
+        text += format("  condition          %12.1e   estimated, after scaling\n", result.condition);
     return text;
 }
 
