@@ -142,6 +142,11 @@ TEST(Statuses, AHostOfAnotherVersionKeepsItsStructuresWhole) {
     EXPECT_EQ(newer.later, 0.0);
     EXPECT_EQ(newer.options.size, sizeof newer);
     const Analysis analysis(view_of(a), newer.options);
+    // The oldest: whatever lies behind its options is not read.
+    Road oldest;
+    std::memset(static_cast<vyr_options*>(&oldest.options), 0x7f, sizeof(vyr_options));
+    vyr_options_default(&oldest.options, offsetof(vyr_options, progress_user) + sizeof(void*));
+    EXPECT_EQ(oldest.run().first, VYR_STATUS_OK);
     // An older one: its info ends early, and what lies behind is not touched.
     vyr_analysis_info info;
     std::memset(&info, 7, sizeof info);

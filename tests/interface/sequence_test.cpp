@@ -109,6 +109,13 @@ TEST(Sequence, ARejectedAnalysisReturnsNullTheStatusAndAReportWithoutBody) {
     EXPECT_EQ(VYR_symbol_ld(nullptr, 0, p, r), nullptr);
 }
 
+TEST(Sequence, WorksWithoutAnyInit) {
+    Session session;
+    ASSERT_TRUE(session.symbol(GRID));
+    EXPECT_EQ(session.numeric(GRID), 0);
+    EXPECT_LE(solve_error(session, GRID, GRID), BAR);
+}
+
 TEST(Sequence, ASecondInitPutsTypeAndCoreModeInForceForTheFactorization) {
     const std::string switched =
         "\r\nGPU_CORE or GBLAS_CORE must define _USE_CUDA_LIB_! Switched to ORNE_IN_CORE.";

@@ -145,6 +145,17 @@ TEST(MemoryPlan, SaysWhetherTheFactorFits) {
         EXPECT_EQ(machine.text, row.text) << &row - rows;
         EXPECT_EQ(machine.memory.refused, row.refused ? row.need * MB : 0);
     }
+    Machine silent(1, 1, 1);
+    silent.faults.memory_status_fails = true;
+    double ratio = -1;
+    EXPECT_EQ(mf_mem_check(silent.context, 500 * MB, false, ratio), Status::OK);
+    mf_alloc_failed(silent.context, 2.5 * MB, "a block");
+    EXPECT_TRUE(silent.text.starts_with("\r\nPROMPT!!!\tFailed to get the size of memory and page files.\r\n"
+                                        "\r\nERROR!!!Failed to allocate 2.5(M) memory.Error code="));
+    EXPECT_TRUE(silent.text.ends_with("\r\n\ta block.") && ratio == -1);
+    silent.faults.memory_status_fails = false;
+    mf_alloc_failed(silent.context, 0, "");
+    EXPECT_TRUE(silent.text.ends_with("available is 1(M).\r\n\tThe virtual space of the process is 1(M)."));
 }
 
 TEST(MemoryPlan, GivesATenthOfTheFactorToTheBufferOrWhatIsFree) {

@@ -209,7 +209,9 @@ TEST(OutOfCore, EachFactorizationStartsAfresh) {
         settings.directory = trip.road.directory = rng() % 2 ? "" : "files/";
         const bool limited = !stored && rng() % 2;
         trip.limit(limited ? 1.2 : 0);
+        trip.context.statistics.t_file_write = 1e9; // of the run before
         ASSERT_EQ(trip.factorise(), Status::OK);
+        EXPECT_LT(trip.context.statistics.t_file_write, 1e9);
         EXPECT_EQ(trip.run.factor.files.count > 0, limited || (!stored && settings.core_mode == CORE_OUT));
         trip.expect_right();
     }

@@ -118,6 +118,20 @@ TEST(Kernels, PairsAndExchangesAreSolvedByLoopsAndByBlasInCoreAndOutOfIt) {
     EXPECT_TRUE(n_pairs > 30 && n_files > 30);
 }
 
+TEST(Kernels, ABlockSolveTakesWhatItsRecordSaysAndADotProductItsStrides) {
+    const double a[] = {2, 0, 0, 3, 4, 0, 5, 6, 8}; // U is 1 3 5; 1 6; 1, D is 2 4 8
+    const std::int32_t record[] = {1, -1, 2};
+    double v[] = {1, 10, 100}, z[] = {7, 7, 7}, sum = 0;
+    EXPECT_EQ(mf_ldlt_block_solve('L', 0, a, 3, record, v, z), -1);
+    EXPECT_EQ(mf_ldlt_block_solve('L', 3, a, 3, record, v, z), 0); // the second row is passed over
+    EXPECT_EQ(Vector(v, v + 3), (Vector{5, -29, 50.0 / 8}));
+    EXPECT_EQ(Vector(z, z + 3), (Vector{10, 7, 50}));
+    EXPECT_EQ(mf_ldlt_block_solve('U', 3, a, 3, record, v, nullptr), 0);
+    EXPECT_EQ(Vector(v, v + 3), (Vector{-29, 5 + 87 - 5 * 6.25, 6.25}));
+    mf_dot(2, a, 4, z, 2, &sum, 0);
+    EXPECT_EQ(sum, 2 * 10 + 4 * 50);
+}
+
 TEST(Kernels, AreChosenByTypeCoreModeAndStorage) {
     // Counted allocations tell the kernels apart: a vector in core, lists, blocks and a vector out of core.
     struct Row {
