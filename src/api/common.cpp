@@ -129,13 +129,14 @@ HostCall::HostCall(Accounting& memory, const vyr_options& options) noexcept
 
 /// The engine's texts begin and end with line feeds of a console; a log gets lines.
 void HostCall::write(void* self, const char* format, std::va_list arguments) {
+    const HostCall& call = *static_cast<HostCall*>(self);
+    if (std::this_thread::get_id() != call.caller_) return; // progress of a factorization, on its threads
     char text[1024];
     std::vsnprintf(text, sizeof text, format, arguments);
     char* begin = text + std::strspn(text, "\r\n\t ");
     std::size_t length = std::strlen(begin);
     while (length > 0 && std::strchr("\r\n\t ", begin[length - 1]) != nullptr) begin[--length] = '\0';
-    const vyr_options& options = static_cast<HostCall*>(self)->options_;
-    if (length > 0) options.log(options.log_user, 0, begin);
+    if (length > 0) call.options_.log(call.options_.log_user, 0, begin);
 }
 
 } // namespace vyr::api

@@ -49,6 +49,12 @@ public:
         return factor_.status == VYR_STATUS_OK ? VYR_STATUS_OK : VYR_STATUS_NOT_FACTORISED;
     }
     Context& context() noexcept { return call_.context; }
+    /// The public status of what the call came to; the sentence on a failure goes to the host's log.
+    vyr_status answer(Status status) noexcept {
+        const Context& context = call_.context;
+        if (status != Status::OK && context.reason[0] != '\0') mf_print(context.log, "%s", context.reason);
+        return public_status(status);
+    }
 
 private:
     CallList::Entry entry_;

@@ -4,6 +4,7 @@
 #include "engine/inspect.h"
 #include "memory/file_calls.h"
 #include "platform/blas.h"
+#include "platform/files.h"
 #include "platform/platform.h"
 
 #include <algorithm>
@@ -161,7 +162,7 @@ extern "C" vyr_status vyr_solve(const vyr_factor* factor, int32_t nrhs, const do
                                                          : 0;
     call.wants_error = info != nullptr;
     const Status status = mf_solver_solve(grant.context(), factor->solver, nrhs, b, ldb, x, ldx, call);
-    if (info == nullptr) return public_status(status);
+    if (info == nullptr) return grant.answer(status);
     vyr_solve_info figures{};
     figures.backward_error = call.backward_error;
     const double condition = factor->condition.load();
@@ -169,5 +170,5 @@ extern "C" vyr_status vyr_solve(const vyr_factor* factor, int32_t nrhs, const do
     figures.refinements = call.refinements;
     figures.seconds = (platform::clock_ms() - start_ms) / 1000;
     if (const vyr_status given = give_info(figures, info); given != VYR_STATUS_OK) return given;
-    return public_status(status);
+    return grant.answer(status);
 }

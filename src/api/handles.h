@@ -60,6 +60,7 @@ private:
 
     vyr_options options_;
     Progress progress_;
+    std::thread::id caller_ = std::this_thread::get_id(); ///< callbacks come on this thread alone
 };
 
 } // namespace vyr::api

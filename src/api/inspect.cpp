@@ -72,7 +72,7 @@ extern "C" vyr_status vyr_solve_part(const vyr_factor* factor, int32_t part, int
     for (std::int32_t j = 0; j < nrhs; ++j)
         if (const Status status = solve_part(grant.context(), *factor, part, x + j * ldx, scratch.get());
             status != Status::OK)
-            return public_status(status);
+            return grant.answer(status);
     return VYR_STATUS_OK;
 }
 
@@ -89,13 +89,13 @@ extern "C" vyr_status vyr_condition(const vyr_factor* factor, int32_t equilibrat
         if (!scale) return VYR_STATUS_MEMORY;
         if (const Status status = mf_equilibration(context, solver.matrix(), scale.get());
             status != Status::OK)
-            return public_status(status);
+            return grant.answer(status);
     }
     Inverse inverse{context, solver};
     const Status status =
         mf_condition(context, solver.matrix(), {&inverse, Inverse::apply}, scale.get(), *condition);
     if (status == Status::OK && equilibrated == 0) factor->condition.store(*condition);
-    return public_status(status);
+    return grant.answer(status);
 }
 
 extern "C" vyr_status vyr_log_determinant(const vyr_factor* factor, double* logarithm, int32_t* sign) {
@@ -106,14 +106,14 @@ extern "C" vyr_status vyr_log_determinant(const vyr_factor* factor, double* loga
     const Status status = mf_pivot_summary(grant.context(), factor->solver.factor(), summary);
     *logarithm = summary.log_abs_det;
     *sign = summary.sign;
-    return public_status(status);
+    return grant.answer(status);
 }
 
 extern "C" vyr_status vyr_factor_diagonal(const vyr_factor* factor, double* diagonal, double* beside) {
     if (factor == nullptr || diagonal == nullptr) return VYR_STATUS_NULL;
     SolveGrant grant(factor);
     if (grant.status() != VYR_STATUS_OK) return grant.status();
-    return public_status(mf_factor_diagonal(grant.context(), factor->solver.factor(), diagonal, beside));
+    return grant.answer(mf_factor_diagonal(grant.context(), factor->solver.factor(), diagonal, beside));
 }
 
 extern "C" vyr_status vyr_factor_pivots(const vyr_factor* factor, double* pivots) {
@@ -144,7 +144,7 @@ extern "C" vyr_status vyr_factor_pivots(const vyr_factor* factor, double* pivots
         const std::int32_t equation = caller == nullptr ? order[k] : caller[order[k]];
         pivots[equation] = diagonal[k] == -DBL_MAX ? std::numeric_limits<double>::quiet_NaN() : diagonal[k];
     }
-    return public_status(status);
+    return grant.answer(status);
 }
 
 extern "C" vyr_status vyr_factor_columns(const vyr_factor* factor, int64_t* ptr, int32_t* ind, double* values,
@@ -159,5 +159,5 @@ extern "C" vyr_status vyr_factor_columns(const vyr_factor* factor, int64_t* ptr,
     for (std::int32_t k = 0; order != nullptr && caller != nullptr && k < factor->solver.analysis.canonical.n;
          ++k)
         order[k] = caller[order[k]];
-    return public_status(status);
+    return grant.answer(status);
 }

@@ -3,6 +3,7 @@
 
 #include "core/analysis.h"
 #include "core/status.h"
+#include "platform/files.h"
 
 #include <atomic>
 #include <cstdint>
@@ -23,6 +24,7 @@ struct FactorBlock {
     std::uint64_t bytes; ///< size of a separately allocated block; 0 when it points into lu_values
     std::uint32_t flags; ///< BlockFlag bits
     std::uint32_t file_number; ///< of the factor file that holds the block
+    std::uint64_t hash;        ///< of the block as it went to the file
 };
 
 /// Work space of the factorization, kept for the next one with other values.
@@ -46,6 +48,8 @@ struct FactorFiles {
     std::int64_t max_bytes = 0;      ///< size of the largest file
     std::int64_t doubles = 0;        ///< written to files
     Status status = Status::OK;      ///< or what this run's last flush answered when it wrote nothing
+    char trouble[200] = "";          ///< one sentence on that
+    platform::DirectoryLock lock;    ///< from the first file on: the names in the directory are this run's
     std::int64_t room_bytes = 0;     ///< most that blocks and read buffer may hold in this run
     std::int64_t held_bytes = 0;     ///< separately allocated blocks, with what their pages cost
     std::int64_t finished_bytes = 0; ///< the part of held_bytes that may go to a file

@@ -40,6 +40,7 @@ Status mf_factorise(Context& context, const double* values, Factor& factor) noex
         return fail(context, status, "equation %d: pivot %g is not above %g", analysis.perm[column] + 1,
                     factor.diag_values[column], context.settings.pivot_min);
     }
+    if (status == Status::OK) context.reason[0] = '\0'; // of a file that could be done without
     if (context.reason[0] == '\0' && status != Status::OK)
         return fail(context, status, "%s", status_text(status));
     return status;

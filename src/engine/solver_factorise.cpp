@@ -141,9 +141,10 @@ Status mf_solver_factorise(Context& context, const InputMatrix& input, SolverFac
     if (status == Status::OK) status = factorise(context, solver.matrix(), solver);
     if (failed_pivot(status)) find_failed_equation(context, solver);
     const bool refused = status == Status::FACTOR_STORAGE || status == Status::MEMORY;
-    const Status files = solver.factor().files.status;
-    if (refused && (files == Status::FACTOR_FILE || files == Status::EMPTY_FILE))
-        status = fail(context, Status::FACTOR_FILE, "a factor file cannot be written, and memory is full");
+    const FactorFiles& files = solver.factor().files;
+    if (refused && (files.status == Status::FACTOR_FILE || files.status == Status::EMPTY_FILE))
+        status = fail(context, Status::FACTOR_FILE, "a factor file cannot be written, and memory is full: %s",
+                      files.trouble);
     else if (refused && solver.process_limit_bytes > 0)
         status = explain_limit(context, solver, status);
     if (!solver.keep_matrix) solver.values.reset();

@@ -1,7 +1,6 @@
 #include "memory/block_store.h"
 
 #include "memory/factor_files.h"
-#include "memory/file_calls.h"
 #include "memory/memory_plan.h"
 
 #include <algorithm>
@@ -75,8 +74,10 @@ bool make_room(Context& context, Factor& factor, double file_bytes) noexcept {
     const Status status = mf_flush_factors(context, factor, static_cast<std::int64_t>(file_bytes), 1);
     const bool wrote = files.doubles > written;
     files.status = wrote ? Status::OK : status;
+    std::snprintf(files.trouble, sizeof files.trouble, "%.199s", wrote ? "" : context.reason);
     factor.block_store->unwritable =
         files.status == Status::FACTOR_FILE || files.status == Status::EMPTY_FILE;
+    if (factor.block_store->unwritable) mf_message(context, "\r\nWARNING!!!\t%s.\r\n", files.trouble);
     return wrote;
 }
 
@@ -136,7 +137,7 @@ Status no_block(Context& context, const Factor& factor) noexcept {
     const BlockStore& store = *factor.block_store;
     if (store.unwritable)
         return fail(context, Status::FACTOR_STORAGE,
-                    "a factor file could not be written, and memory cannot hold the factor");
+                    "a factor file cannot be written, and memory is full: %s", factor.files.trouble);
     if (store.limit_is_hard)
         return fail(context, Status::FACTOR_STORAGE,
                     "the memory limit of %.1f MB is too small for the factor blocks in use at a time",

@@ -1,6 +1,6 @@
 #include "memory/factor_files.h"
 
-#include "memory/file_calls.h"
+#include "core/hash.h"
 #include "memory/memory_plan.h"
 
 #include <algorithm>
@@ -38,7 +38,7 @@ void print_progress(const Context& context, std::int32_t number, double percent,
 
 /// The file being written and what it holds so far.
 struct Output {
-    std::FILE* file = nullptr;
+    platform::OutputFile file;
     std::int64_t bytes = 0;
     std::int64_t pending = 0; ///< cost of the blocks that are released when the file is safe
     std::int32_t begin = 0;   ///< first node of this file
@@ -48,7 +48,7 @@ struct Output {
     bool enough = false; ///< nothing more needs to be written
 };
 
-void append(Context& context, const Factor& factor, std::int32_t s, Output& out) noexcept {
+void append(Context& context, Factor& factor, std::int32_t s, Output& out) noexcept {
     const mf_snode& node = factor.analysis->snodes[s];
     const std::int32_t key = node.first();
     out.percent = (static_cast<double>(key) + node.npiv) * 100 / factor.analysis->n;
@@ -56,10 +56,9 @@ void append(Context& context, const Factor& factor, std::int32_t s, Output& out)
     out.failed = mf_lu_file(context, factor, out.file, factor.files.count, key, count, factor.block(s),
                             out.percent, FILE_APPEND) != Status::OK;
     if (out.failed) return;
-    const std::int64_t size = mf_file_tell(context.memory.faults, out.file);
-    out.failed = size < 0;
-    if (out.failed) return;
-    out.bytes = size;
+    const std::size_t block_bytes = static_cast<std::size_t>(count) * sizeof(double);
+    factor.blocks[s].hash = mf_hash(factor.block(s), block_bytes);
+    out.bytes += RECORD_HEADER_BYTES + static_cast<std::int64_t>(block_bytes);
     out.pending += mf_block_cost(factor.blocks[s].bytes);
     out.end = s + 1;
 }
@@ -102,6 +101,21 @@ void commit(const Context& context, Factor& factor, const Output& out) noexcept 
     ++files.count;
 }
 
+/// Makes the names in the directory this factor's own until it starts afresh or goes.
+Status claim_directory(Context& context, FactorFiles& files) noexcept {
+    const char* directory = files.directory ? files.directory.get() : ".";
+    if (files.lock.take(directory)) return Status::OK;
+    return fail(context, Status::FACTOR_FILE, "the factor files of another run are in %.150s", directory);
+}
+
+/// The sentence on a step of a factor file that failed.
+Status file_failure(Context& context, const Factor& factor, std::int32_t number) noexcept {
+    char path[FILE_PATH_BYTES], why[64];
+    platform::error_text(platform::last_error(), why, sizeof why);
+    (void)mf_file_path(factor.files.directory.get(), number, path);
+    return fail(context, Status::FACTOR_FILE, "%.160s: %s", path, why);
+}
+
 /// One file from `s` on; advances `s` behind its nodes and sets `enough`.
 Status write_file(Context& context, Factor& factor, std::int32_t& s, std::int64_t limit, int mode,
                   bool first_file, double& percent, bool& enough) noexcept {
@@ -109,6 +123,7 @@ Status write_file(Context& context, Factor& factor, std::int32_t& s, std::int64_
     out.percent = percent;
     const std::int32_t number = factor.files.count;
     const std::int64_t largest = factor.files.max_bytes;
+    if (const Status status = claim_directory(context, factor.files); status != Status::OK) return status;
     out.failed =
         mf_lu_file(context, factor, out.file, number, 0, 0, nullptr, percent, FILE_OPEN) != Status::OK;
     if (!out.failed) s = fill(context, factor, s, limit, mode, first_file, out);
@@ -129,30 +144,29 @@ Status write_file(Context& context, Factor& factor, std::int32_t& s, std::int64_
 
 } // namespace
 
-Status mf_lu_file(Context& context, const Factor& factor, std::FILE*& file, std::int32_t number,
+Status mf_lu_file(Context& context, const Factor& factor, platform::OutputFile& file, std::int32_t number,
                   std::int32_t key, std::int32_t count, const double* block, double percent,
                   int operation) noexcept {
     Faults* faults = context.memory.faults;
     if (operation == FILE_OPEN) {
-        file = mf_file_open(faults, factor.files.directory.get(), number, "wb");
-        if (file == nullptr) return Status::FACTOR_FILE;
+        if (!mf_file_create(faults, factor.files.directory.get(), number, file))
+            return file_failure(context, factor, number);
         if (number == 0) mf_message(context, "\n");
         print_progress(context, number, percent, "...");
         return Status::OK;
     }
-    if (file == nullptr) return Status::FACTOR_FILE;
+    if (file.stream() == nullptr) return Status::FACTOR_FILE;
     if (operation == FILE_APPEND) {
-        const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(double);
-        const bool whole = mf_file_write(faults, file, &key, sizeof key) &&
-                           mf_file_write(faults, file, &count, sizeof count) &&
-                           mf_file_write(faults, file, block, bytes);
-        return whole ? Status::OK : Status::FACTOR_FILE;
+        const std::int32_t header[] = {key, count};
+        const bool whole =
+            mf_file_write(faults, file, header, sizeof header) &&
+            mf_file_write(faults, file, block, static_cast<std::size_t>(count) * sizeof(double));
+        return whole ? Status::OK : file_failure(context, factor, number);
     }
-    const bool closed = mf_file_close(faults, file);
-    file = nullptr;
+    const Status status = mf_file_commit(faults, file) ? Status::OK : file_failure(context, factor, number);
     mf_heap_compact(context);
     print_progress(context, number, percent, ".   \n");
-    return closed ? Status::OK : Status::FACTOR_FILE;
+    return status;
 }
 
 Status mf_flush_factors(Context& context, Factor& factor, std::int64_t file_limit_bytes, int mode) noexcept {

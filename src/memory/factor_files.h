@@ -13,14 +13,15 @@
 
 #include "core/context.h"
 #include "core/factor.h"
+#include "memory/file_calls.h"
 
 #include <cstdint>
 #include <cstdio>
 
 namespace vyr {
 
-/// Largest number of a factor file.
-inline constexpr std::int32_t LAST_FACTOR_FILE = 100;
+/// Key and count in front of a record's block.
+inline constexpr std::int64_t RECORD_HEADER_BYTES = 8;
 
 enum FileOperation { FILE_OPEN = 1, FILE_APPEND = 4, FILE_CLOSE = 5 };
 
@@ -28,14 +29,15 @@ enum FileOperation { FILE_OPEN = 1, FILE_APPEND = 4, FILE_CLOSE = 5 };
 
 /// One step of writing a factor file.
 ///
-/// file      in and out: set by FILE_OPEN, null when it could not be opened; null after FILE_CLOSE
+/// file      open after FILE_OPEN, closed by FILE_CLOSE and by whatever fails
 /// number    of the file
 /// key, count, block   the record of FILE_APPEND
 /// percent   of the columns written so far, shown by the progress line of FILE_OPEN and FILE_CLOSE
 ///
-/// FILE_CLOSE gives unused heap memory back to the system. Returns OK, or FACTOR_FILE when the file does not
-/// open, cannot take the whole record or cannot be closed, and for any step on a null file.
-Status mf_lu_file(Context& context, const Factor& factor, std::FILE*& file, std::int32_t number,
+/// The file has its name from FILE_CLOSE on, which also gives unused heap memory back to the system. Returns
+/// OK, or FACTOR_FILE when the file cannot be created, cannot take the whole record or cannot be finished,
+/// and for any step on a closed file.
+Status mf_lu_file(Context& context, const Factor& factor, platform::OutputFile& file, std::int32_t number,
                   std::int32_t key, std::int32_t count, const double* block, double percent,
                   int operation) noexcept;
 
@@ -90,9 +92,10 @@ void mf_return_read_buffer(const Factor& factor, Buffer<char> buffer) noexcept;
 /// block_of         n_snodes, out: of these nodes, the block inside `buffer`
 ///
 /// Returns the number of records, or the code of FACTOR_FILE with block_of untouched when the file cannot be
-/// opened or read, is larger than the buffer, or is not one that this factorization wrote: a record that runs
-/// past the end, a key that is not the one of a node in this file, a count that is not the node's, nodes that
-/// do not ascend, a node without a record. Threads: any number with one factor at a time.
+/// opened or read, is larger than the buffer, or is not what this factorization wrote: a record that runs
+/// past the end, a key that is not the one of a node in this file, a count that is not the node's, a block
+/// that has another hash, nodes that do not ascend, a node without a record. Threads: any number with one
+/// factor at a time.
 [[nodiscard]] int mf_load_factor_file(const Factor& factor, std::int32_t number,
                                       const std::int32_t* node_of_column, char* buffer,
                                       std::int64_t buffer_bytes, std::int32_t* node_list,

@@ -1,7 +1,7 @@
 // Reading factor files back. A file is judged as a whole before any block points into it: the directory may
 // hold files of another run.
+#include "core/hash.h"
 #include "memory/factor_files.h"
-#include "memory/file_calls.h"
 
 #include <cstring>
 #include <utility>
@@ -9,8 +9,6 @@
 namespace vyr {
 
 namespace {
-
-constexpr std::int64_t RECORD_HEADER = 8;
 
 struct RecordHeader {
     std::int32_t key;
@@ -21,14 +19,13 @@ struct RecordHeader {
 std::int64_t read_file(const Factor& factor, std::int32_t number, char* buffer,
                        std::int64_t buffer_bytes) noexcept {
     Faults* faults = factor.memory->faults;
-    std::FILE* file = mf_file_open(faults, factor.files.directory.get(), number, "rb");
+    std::FILE* file = mf_file_open(faults, factor.files.directory.get(), number);
     if (file == nullptr) return -1;
     std::int64_t size = mf_file_seek(faults, file, 0, SEEK_END) ? mf_file_tell(faults, file) : -1;
     const bool fits = size <= factor.files.max_bytes && size <= buffer_bytes;
     if (!fits || !mf_file_seek(faults, file, 0, SEEK_SET)) size = -1;
     if (size > 0 && !mf_file_read(faults, file, buffer, static_cast<std::size_t>(size))) size = -1;
-    // Nothing was written, so a failing close loses nothing.
-    (void)mf_file_close(faults, file);
+    mf_file_close(file);
     return size;
 }
 
@@ -51,14 +48,17 @@ std::int32_t list_nodes(const Factor& factor, std::int32_t number, const char* b
                         const std::int32_t* node_of_column, std::int32_t* node_list) noexcept {
     std::int32_t n_records = 0, previous = -1;
     for (std::int64_t offset = 0; offset < size;) {
-        if (size - offset < RECORD_HEADER) return -1;
+        if (size - offset < RECORD_HEADER_BYTES) return -1;
         RecordHeader header;
         std::memcpy(&header, buffer + offset, sizeof header);
         const std::int32_t s = node_of(factor, number, header, node_of_column);
         if (s <= previous) return -1; // also keeps the list from growing past the number of nodes
-        offset += RECORD_HEADER + static_cast<std::int64_t>(header.count) * 8;
-        node_list[n_records++] = previous = s;
+        const char* block = buffer + offset + RECORD_HEADER_BYTES;
+        const std::int64_t block_bytes = static_cast<std::int64_t>(header.count) * 8;
+        offset += RECORD_HEADER_BYTES + block_bytes;
         if (offset > size) return -1;
+        if (mf_hash(block, static_cast<std::size_t>(block_bytes)) != factor.blocks[s].hash) return -1;
+        node_list[n_records++] = previous = s;
     }
     // A file cut off between two records has lost nodes.
     std::int32_t n_written = 0;
@@ -110,8 +110,8 @@ int mf_load_factor_file(const Factor& factor, std::int32_t number, const std::in
     const char* record = buffer;
     for (std::int32_t k = 0; k < n_records; ++k) {
         const std::int32_t s = node_list[k];
-        block_of[s] = reinterpret_cast<const double*>(record + RECORD_HEADER);
-        record += RECORD_HEADER + factor.analysis->snodes[s].n_entries() * 8;
+        block_of[s] = reinterpret_cast<const double*>(record + RECORD_HEADER_BYTES);
+        record += RECORD_HEADER_BYTES + factor.analysis->snodes[s].n_entries() * 8;
     }
     return n_records;
 }

@@ -1,4 +1,5 @@
 #include "numeric/phases.h"
+#include "platform/files.h"
 
 #include <cinttypes>
 #include <cstdio>
@@ -13,8 +14,10 @@ void mf_dump_factor(const Factor& factor) noexcept {
         if (factor.block(s) != nullptr)
             n_entries += node.n_entries() - std::int64_t{node.npiv} * (node.npiv - 1) / 2;
     }
-    std::FILE* file = std::fopen("mf_lu_0.mtx", "w");
-    if (file == nullptr) return;
+    platform::OutputFile output;
+    if (!output.open("mf_lu_0.mtx", "w")) return;
+    const platform::FileSizeSignalOff off;
+    std::FILE* const file = output.stream();
     std::fprintf(file,
                  "%%%%MatrixMarket matrix coordinate real general\n%" PRId32 " %" PRId32 " %" PRId64 "\n",
                  analysis.n, analysis.n, n_entries);
@@ -26,7 +29,7 @@ void mf_dump_factor(const Factor& factor) noexcept {
                 std::fprintf(file, "%" PRId32 " %" PRId32 " %.17g\n", node.rows[k] + 1, node.rows[c] + 1,
                              factor.block(s)[k + std::int64_t{c} * node.npiv]);
     }
-    std::fclose(file);
+    (void)output.commit();
 }
 
 } // namespace vyr

@@ -50,8 +50,8 @@ Status mf_ldlt_prepare(Context& context, Factor& factor) noexcept;
 Status mf_node_loop(Context& context, Factor& factor, std::int32_t first, std::int32_t last) noexcept;
 
 /// Writes what there is of the factor U to the file "mf_lu_0.mtx" in the current directory: a Matrix Market
-/// coordinate file in pivot order, upper triangle, without the nodes that have no block in memory. A
-/// file that cannot be written is left as it is.
+/// coordinate file in pivot order, upper triangle, without the nodes that have no block in memory. When
+/// it cannot be written, an earlier one stays as it was.
 void mf_dump_factor(const Factor& factor) noexcept;
 
 } // namespace vyr

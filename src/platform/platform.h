@@ -1,4 +1,4 @@
-// What the operating system gives: memory, pages, files beyond the C library, the clock, platform facts.
+// What the operating system gives: memory, pages, the clock, platform facts.
 //
 // One implementation for Linux and one for Windows; the rest of the library is portable C++.
 #pragma once
@@ -61,15 +61,5 @@ void error_text(int code, char* text, std::size_t text_bytes) noexcept;
 
 /// Resident size of the process now, bytes; 0 when the system does not tell.
 [[nodiscard]] std::uint64_t resident_bytes() noexcept;
-
-/// Makes a new directory in `parent` under a name of its own and writes its path; false when it cannot be
-/// made or the path does not fit.
-[[nodiscard]] bool make_directory(const char* parent, char* path, std::size_t path_bytes) noexcept;
-/// Removes an empty directory; one that is not empty stays.
-void remove_directory(const char* path) noexcept;
-
-/// 64-bit positions in a file. seek returns 0 on success, tell -1 on failure.
-[[nodiscard]] int file_seek(std::FILE* file, std::int64_t offset, int whence) noexcept;
-[[nodiscard]] std::int64_t file_tell(std::FILE* file) noexcept;
 
 } // namespace vyr::platform

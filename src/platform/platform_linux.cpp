@@ -95,22 +95,4 @@ double clock_ms() noexcept {
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) * 1e-6;
 }
 
-bool make_directory(const char* parent, char* path, std::size_t path_bytes) noexcept {
-    const int length = std::snprintf(path, path_bytes, "%s/vyr-XXXXXX", parent);
-    if (length < 0 || static_cast<std::size_t>(length) >= path_bytes) return false;
-    return mkdtemp(path) != nullptr;
-}
-
-void remove_directory(const char* path) noexcept {
-    rmdir(path);
-}
-
-int file_seek(std::FILE* file, std::int64_t offset, int whence) noexcept {
-    return fseeko(file, static_cast<off_t>(offset), whence);
-}
-
-std::int64_t file_tell(std::FILE* file) noexcept {
-    return static_cast<std::int64_t>(ftello(file));
-}
-
 } // namespace vyr::platform

@@ -110,27 +110,4 @@ std::uint64_t resident_bytes() noexcept {
     return counters.WorkingSetSize;
 }
 
-bool make_directory(const char* parent, char* path, std::size_t path_bytes) noexcept {
-    for (unsigned attempt = 0; attempt < 10000; ++attempt) {
-        const int length =
-            std::snprintf(path, path_bytes, "%s/vyr-%lx-%x", parent, GetCurrentProcessId(), attempt);
-        if (length < 0 || static_cast<std::size_t>(length) >= path_bytes) return false;
-        if (CreateDirectoryA(path, nullptr) != 0) return true;
-        if (GetLastError() != ERROR_ALREADY_EXISTS) return false;
-    }
-    return false;
-}
-
-void remove_directory(const char* path) noexcept {
-    RemoveDirectoryA(path);
-}
-
-int file_seek(std::FILE* file, std::int64_t offset, int whence) noexcept {
-    return _fseeki64(file, offset, whence);
-}
-
-std::int64_t file_tell(std::FILE* file) noexcept {
-    return _ftelli64(file);
-}
-
 } // namespace vyr::platform

@@ -1,5 +1,6 @@
 #include "report/report.h"
 
+#include "platform/files.h"
 #include "report/console.h"
 
 #include <cmath>
@@ -7,6 +8,15 @@
 namespace vyr {
 
 namespace {
+
+void write_prologue(std::FILE* file) noexcept {
+    std::fprintf(file,
+                 "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\r\n<VYR_TEST_INFO>\r\n");
+    std::fprintf(file, "<DECLARE>\r\n\t<APP>%s</APP>\r\n", VERSION_STRING);
+    std::fprintf(file, "\t<COPYRIGHT>%s</COPYRIGHT>\r\n\t<MAIL>%s</MAIL>\r\n", COPYRIGHT_NOTICE,
+                 SUPPORT_ADDRESS);
+    std::fprintf(file, "</DECLARE>\r\n\r\n");
+}
 
 void open_section(std::FILE* file, const char* section) noexcept {
     std::fprintf(file, "\t<%s>\r\n", section);
@@ -105,26 +115,10 @@ void write_control(std::FILE* file, const Settings& settings) noexcept {
 
 } // namespace
 
-void mf_report_open(std::FILE*& file_out, const char* directory, const char* version) noexcept {
-    file_out = nullptr;
-    const bool here = directory == nullptr || directory[0] == '\0';
-    char path[4096];
-    const int length =
-        std::snprintf(path, sizeof path, "%s%s%s.info", here ? "" : directory, here ? "" : "/", version);
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) return;
-    file_out = std::fopen(path, "w");
-    if (file_out == nullptr) return;
-    std::fprintf(file_out,
-                 "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\r\n<VYR_TEST_INFO>\r\n");
-    std::fprintf(file_out, "<DECLARE>\r\n\t<APP>%s</APP>\r\n", version);
-    std::fprintf(file_out, "\t<COPYRIGHT>%s</COPYRIGHT>\r\n\t<MAIL>%s</MAIL>\r\n", COPYRIGHT_NOTICE,
-                 SUPPORT_ADDRESS);
-    std::fprintf(file_out, "</DECLARE>\r\n\r\n");
-}
-
 void mf_report_body(std::FILE* file, const char* title, const Settings& settings,
                     const Statistics& statistics) noexcept {
     if (file == nullptr) return;
+    const platform::FileSizeSignalOff off;
     std::fprintf(file, "<TEST>\r\n");
     write_basic(file, title, statistics);
     write_memory(file, statistics);
@@ -134,19 +128,20 @@ void mf_report_body(std::FILE* file, const char* title, const Settings& settings
     std::fprintf(file, "</TEST>\r\n");
 }
 
-bool mf_report_close(std::FILE* file) noexcept {
-    if (file == nullptr) return false;
-    std::fprintf(file, "\r\n</VYR_TEST_INFO>\r\n");
-    const bool written = std::ferror(file) == 0;
-    return std::fclose(file) == 0 && written;
-}
-
 bool mf_write_report(const char* directory, const Settings& settings, const Statistics& statistics,
                      bool with_body) noexcept {
-    std::FILE* file = nullptr;
-    mf_report_open(file, directory, VERSION_STRING);
-    if (with_body) mf_report_body(file, nullptr, settings, statistics);
-    return mf_report_close(file);
+    const bool here = directory == nullptr || directory[0] == '\0';
+    char path[platform::PATH_BYTES];
+    const int length = std::snprintf(path, sizeof path, "%s%s%s.info", here ? "" : directory, here ? "" : "/",
+                                     VERSION_STRING);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof path) return false;
+    platform::OutputFile file;
+    if (!file.open(path, "w")) return false;
+    const platform::FileSizeSignalOff off;
+    write_prologue(file.stream());
+    if (with_body) mf_report_body(file.stream(), nullptr, settings, statistics);
+    std::fprintf(file.stream(), "\r\n</VYR_TEST_INFO>\r\n");
+    return file.commit();
 }
 
 } // namespace vyr

@@ -52,8 +52,9 @@ Status FactorPasses::finish() const noexcept {
     const double total_ms = platform::clock_ms() - start_ms_;
     mf_message(context_, "\r\n\t\tIO/solve=%g", total_ms > 0 ? reading_ms_ / total_ms : 1.0);
     if (unread_file_ < 0) return Status::OK;
-    return fail(context_, Status::FACTOR_FILE, "factor file %d cannot be read or belongs to another factor",
-                unread_file_);
+    char path[FILE_PATH_BYTES];
+    (void)mf_file_path(factor_.files.directory.get(), unread_file_, path);
+    return fail(context_, Status::FACTOR_FILE, "%.160s cannot be read, or is not what was written", path);
 }
 
 } // namespace vyr

@@ -10,6 +10,10 @@
 #include <cstring>
 #include <fstream>
 
+#ifdef __linux__
+#include <sys/stat.h>
+#endif
+
 using namespace vyr;
 using namespace vyr::test;
 namespace fs = std::filesystem;
@@ -174,7 +178,8 @@ TEST(OutOfCore, AFileThatIsNotWhatWasWrittenIsRefused) {
             if (next < whole.size()) at = next;
         }
         std::string bad = whole;
-        if (mutation < 3) bad[at + rng() % 8] ^= static_cast<char>(1 << rng() % 8); // key or count
+        const std::size_t record = mutation < 2 ? 8 : bad.size() - at; // its key or count, or anything
+        if (mutation < 3) bad[at + rng() % record] ^= static_cast<char>(1 << rng() % 8);
         if (mutation == 3) bad.resize(rng() % whole.size());
         if (mutation == 4) bad.resize(at); // whole records alone
         if (mutation == 5) bad += rng() % 2 ? std::string(1 + rng() % 20, '\0') : whole.substr(at);
@@ -184,11 +189,61 @@ TEST(OutOfCore, AFileThatIsNotWhatWasWrittenIsRefused) {
         if (mutation == 7 && rng() % 2) fs::create_directory(path);
         std::vector<double> x(trip.road.a.n, 1.0);
         ASSERT_EQ(trip.solve(x), Status::FACTOR_FILE) << mutation;
+        ASSERT_EQ(trip.context.reason, path + " cannot be read, or is not what was written");
         fs::remove(path);
         std::ofstream(path, std::ios::binary) << whole;
         trip.expect_right();
     }
 }
+
+TEST(OutOfCore, TwoRunsKeepApartInOneDirectory) {
+    Rng rng(test_seed());
+    const TempDirectory directory;
+    Trip first({.a = system(TYPE_SPD, 20, 15, rng)}), second({.a = system(TYPE_SPD, 20, 15, rng)});
+    ASSERT_EQ(first.run.run(first.road.a), Status::OK);
+    ASSERT_EQ(second.run.run(second.road.a), Status::OK); // its memory suffices
+    EXPECT_EQ(second.run.factor.files.count, 0);
+    second.limit(1.2);
+    EXPECT_EQ(second.factorise(), Status::FACTOR_STORAGE);
+    EXPECT_NE(std::strstr(second.context.reason, "the factor files of another run are in ."), nullptr);
+    first.expect_right();
+    first.run.factor.release();
+    ASSERT_EQ(second.factorise(), Status::OK);
+    second.expect_right();
+}
+
+#ifdef __linux__
+TEST(OutOfCore, WhatStandsUnderAFilesNameIsNeitherFollowedNorWaitedFor) {
+    Rng rng(test_seed());
+    const TempDirectory directory;
+    std::ofstream("target") << "mine";
+    for (const char* target : {"target", "nowhere", "/dev/full"})
+        fs::create_symlink(target, path_of("", target[0] % 4));
+    Trip trip({.a = system(TYPE_SPD, 20, 15, rng)});
+    ASSERT_EQ(trip.run.run(trip.road.a), Status::OK);
+    trip.expect_right();
+    EXPECT_EQ(contents("target"), "mine");
+    EXPECT_FALSE(fs::exists("nowhere"));
+    fs::remove(path_of("", 1));
+    ASSERT_EQ(mkfifo(path_of("", 1).c_str(), 0600), 0);
+    std::vector<double> x(trip.road.a.n, 1.0);
+    EXPECT_EQ(trip.solve(x), Status::FACTOR_FILE);
+    trip.limit(1.2);
+    EXPECT_EQ(trip.factorise(), Status::FACTOR_STORAGE);
+}
+
+TEST(OutOfCore, AFileThatMayNotGrowIsAStatusAndLeavesNothing) {
+    Rng rng(test_seed());
+    const TempDirectory directory;
+    Trip trip({.a = system(TYPE_SPD, 20, 15, rng)});
+    const FileSizeLimit limit(300);
+    ASSERT_EQ(trip.run.run(trip.road.a), Status::OK); // its memory suffices
+    trip.limit(1.2);
+    EXPECT_EQ(trip.factorise(), Status::FACTOR_STORAGE);
+    EXPECT_NE(std::strstr(trip.context.reason, "VYR_ 0.mmf: File too large"), nullptr) << trip.context.reason;
+    EXPECT_TRUE(fs::is_empty("."));
+}
+#endif
 
 TEST(OutOfCore, EachFactorizationStartsAfresh) {
     Rng rng(test_seed());

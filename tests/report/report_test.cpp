@@ -13,6 +13,10 @@
 #include <map>
 #include <sstream>
 
+#ifdef __linux__
+#include <sys/stat.h>
+#endif
+
 using namespace vyr;
 using namespace vyr::test;
 
@@ -97,17 +101,26 @@ TEST_F(Report, HoldsHeadBodyAndTailInOneFileThatReplacesAnEarlierOne) {
 
 TEST_F(Report, SaysWhenItCouldNotBeWritten) {
     std::filesystem::create_directory(NAME);
-    EXPECT_FALSE(mf_write_report("", settings, s, true) || mf_write_report("missing", settings, s, true) ||
-                 mf_report_close(nullptr));
+    EXPECT_FALSE(mf_write_report("", settings, s, true) || mf_write_report("missing", settings, s, true));
     mf_report_body(nullptr, "title", settings, s); // writes nothing
 #ifdef __linux__
     std::filesystem::remove(NAME);
-    std::filesystem::create_symlink("/dev/full", NAME);
-    EXPECT_FALSE(mf_write_report("", settings, s, true));
-    std::string longest; // with the file's name 4095 bytes, the most that a path may have
-    while (longest.size() < 4078) longest += "./";
-    EXPECT_TRUE(std::filesystem::remove(NAME) && mf_write_report(longest.c_str(), settings, s, false));
-    EXPECT_FALSE(mf_write_report((longest + "/").c_str(), settings, s, false));
+    ASSERT_EQ(mkfifo(NAME.c_str(), 0600), 0);
+    EXPECT_FALSE(mf_write_report("", settings, s, true)); // and does not wait for a reader
+    std::filesystem::remove(NAME);
+    std::ofstream("target") << "mine";
+    std::filesystem::create_symlink("target", NAME);
+    EXPECT_TRUE(mf_write_report("", settings, s, true));
+    {
+        const FileSizeLimit limit(500);
+        EXPECT_FALSE(mf_write_report("", settings, s, true));
+    }
+    EXPECT_EQ(read_file("target"), "mine");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 2) << "something is left over";
+    std::string longest; // 4095 bytes are the most that a path may have
+    while (longest.size() < 4040) longest += "./";
+    EXPECT_TRUE(mf_write_report(longest.c_str(), settings, s, false));
+    EXPECT_FALSE(mf_write_report((longest + std::string(38, '/')).c_str(), settings, s, false));
 #endif
 }
 

@@ -42,6 +42,11 @@ vyr_options library_options(const SolveOptions& options) {
     return chosen;
 }
 
+/// Keeps the library's last line in a string.
+void keep_line(void* line, std::int32_t /*level*/, const char* text) {
+    *static_cast<std::string*>(line) = text;
+}
+
 /// Factorises and solves once; the status tells how far it came.
 vyr_status run_once(const vyr_matrix& matrix, Factor& factor, const DenseMatrix& b, DenseMatrix& x, bool live,
                     SolveResult& result, std::vector<double>& factorise, std::vector<double>& substitute) {
@@ -56,6 +61,7 @@ vyr_status run_once(const vyr_matrix& matrix, Factor& factor, const DenseMatrix&
         status =
             vyr_solve(factor.get(), b.n_cols, b.values.data(), b.n_rows, x.values.data(), x.n_rows, &info);
     });
+    if (status != VYR_STATUS_OK) result.message = result.line;
     substitute.push_back(info.seconds);
     result.refinements = info.refinements;
     result.backward_error = info.backward_error;
@@ -85,7 +91,9 @@ SolveResult solve(const SparseMatrix& a, const DenseMatrix& b, DenseMatrix& x, c
     }
     x = DenseMatrix{b.n_rows, b.n_cols, std::vector<double>(b.values.size())};
 
-    const vyr_options chosen = library_options(options);
+    vyr_options chosen = library_options(options);
+    chosen.log = keep_line;
+    chosen.log_user = &result.line;
     const vyr_matrix matrix = library_matrix(a);
     Analysis analysis;
     timed("order and analyse", options.live, [&] { result.status = analysis.make(matrix, chosen); });

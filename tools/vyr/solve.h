@@ -32,7 +32,8 @@ struct SolveOptions {
 /// What was measured. Times are seconds, medians over the repetitions.
 struct SolveResult {
     vyr_status status = VYR_STATUS_OK;
-    std::string message; ///< of the object that failed
+    std::string message; ///< on what failed
+    std::string line;    ///< the last one that the library told
     std::int32_t n = 0;
     std::int32_t nnz = 0; ///< stored entries, lower triangle
     std::int32_t n_rhs = 0;
