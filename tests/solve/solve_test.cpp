@@ -175,7 +175,7 @@ TEST(Kernels, ReadFactorFilesPassByPassAndNameAMissingOne) {
         ASSERT_TRUE(std::filesystem::remove("VYR_ 1.mmf"));
         Vector x = random_vector(s.a.n, 1);
         EXPECT_EQ(s.solve(x), Status::FACTOR_FILE);
-        EXPECT_STREQ(s.test.context.reason, "factor file 1 cannot be read or belongs to another factor");
+        EXPECT_STREQ(s.test.context.reason, "VYR_ 1.mmf cannot be read, or is not what was written");
     }
 }
 
