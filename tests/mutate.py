@@ -75,7 +75,7 @@ def mirror():
     """Brings the copy up to date; files that stay the same keep their age, so that little is built anew."""
     for name in ("src", "include", "tools", "tests", "examples", "cmake", "docs", "CMakeLists.txt"):
         top = ROOT / name
-        for source in [top] if top.is_file() else top.rglob("*.*"):
+        for source in [top] if top.is_file() else top.rglob("*"):
             target = COPY / source.relative_to(ROOT)
             if source.is_file() and not (target.exists() and target.read_bytes() == source.read_bytes()):
                 target.parent.mkdir(parents=True, exist_ok=True)
