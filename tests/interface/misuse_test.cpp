@@ -1,4 +1,4 @@
-// Mistakes of the caller that once looked like a right matrix, handle or type.
+// Mistakes of the caller that look like a right matrix, handle or type.
 #include "support/session.h"
 
 #include <gtest/gtest.h>
