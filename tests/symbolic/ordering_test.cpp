@@ -181,16 +181,18 @@ TEST(OrderingChoice, AmdFillsLittleAndAutomaticTakesWhatFits) {
 }
 
 TEST(OrderingChoice, SeveralUnknownsANodeAreOrderedTogether) {
-    Edges edges = grid_edges(9, 8);
-    for (auto& [i, j] : edges) i *= 3, j *= 3; // three a point, each point a run of three numbers
-    for (std::int32_t i = 0; i < 216; i += 3) edges.emplace_back(i, i);
-    const Edges points = std::exchange(edges, {});
-    for (const auto& [i, j] : points)
-        for (std::int32_t p = 0; p < 9; ++p) edges.emplace_back(i + p / 3, j + p % 3);
     Ints perm;
-    for (const int choice : {ORDERING_AMD, ORDERING_METIS}) {
-        EXPECT_TRUE(chosen(spd(216, edges), choice, perm).compressed);
-        for (std::int32_t k = 0; k < 216; ++k) EXPECT_EQ(perm[k], perm[k / 3 * 3] - k % 3);
-        EXPECT_FALSE(chosen(grid(9, 8), choice, perm).compressed);
+    for (const std::int32_t d : {2, 3}) { // a point is a run of d numbers
+        Edges edges;
+        const auto join = [&](std::int32_t i, std::int32_t j) {
+            for (std::int32_t p = 0; p < d * d; ++p) edges.emplace_back(i * d + p / d, j * d + p % d);
+        };
+        for (std::int32_t i = 0; i < 72; ++i) join(i, i);
+        for (const auto& [i, j] : grid_edges(9, 8)) join(i, j);
+        for (const int choice : {ORDERING_AMD, ORDERING_METIS}) {
+            EXPECT_TRUE(chosen(spd(72 * d, edges), choice, perm).compressed);
+            for (std::int32_t k = 0; k < 72 * d; ++k) EXPECT_EQ(perm[k], perm[k / d * d] - k % d);
+            EXPECT_FALSE(chosen(grid(9, 8), choice, perm).compressed);
+        }
     }
 }
