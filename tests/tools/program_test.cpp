@@ -45,7 +45,7 @@ protected:
             {"fortran.mtx", "2 2 3\n1 1 4.0D0\n2 1 1d+0\n2 2 0.3D1\n"}};
         for (const auto& [name, text] : symmetric)
             std::ofstream(name) << "%%MatrixMarket matrix coordinate real symmetric\n" << text;
-        (void)std::system("gzip -f fortran.mtx");
+        (void)std::system("gzip -f fortran.mtx; ln -s good.mtx soft.mtx; ln good.mtx hard.mtx");
         std::ofstream("complex.mtx")
             << "%%MatrixMarket matrix coordinate complex symmetric\n1 1 1\n1 1 1 0\n";
         std::ofstream("b.mtx") << "%%MatrixMarket matrix array real general\n2 1\n9\n5\n";
@@ -137,6 +137,17 @@ TEST_F(Program, EveryCommandLineHasItsExitCodeAndItsText) {
         {"solve good.mtx --out-of-core . --memory-limit 0", 2, nullptr, "--memory-limit: "},
         {"solve good.mtx --out-of-core absent", 2, nullptr, "--out-of-core: "},
         {"solve good.mtx --report absent", 2, nullptr, "--report: "},
+        {"solve good.mtx --out-of-core . --memory-limit nan", 2, "", "--memory-limit: nan is not finite"},
+        {"pivots good.mtx --growth inf", 2, "", "--growth: inf is not finite"},
+        {"solve good.mtx --output ''", 2, "", "--output: the name is empty"},
+        {"solve good.mtx --output soft.mtx", 2, "", "vyr: soft.mtx: the output would overwrite the input\n"},
+        {"solve hard.mtx --output good.mtx", 2, "", "vyr: good.mtx: the output would overwrite the input\n"},
+        {"solve - <good.mtx --output hard.mtx", 2, "", "vyr: hard.mtx: the output would overwrite"},
+        {"solve grid.mtx --nrhs 1000000 --indefinite", 2, "",
+         "vyr: 1000000 right-hand sides of 1728 equations take 41472.0 MB; there are "},
+        {"solve \"$(printf 'a\\033[2J\\nb')\"", 2, "", "vyr: a\\x1b[2J\\x0ab: cannot be opened: No such"},
+        {"solve good.mtx \"$(printf '\\033[2J')\"", 2, "",
+         "vyr: The following argument was not expected: \\x1b[2J\nRun"},
         {"generate cube 3 -o a", 2, nullptr, "KIND: "},
         {"generate kkt 0 -o a", 2, nullptr, "N: "},
         {"generate kkt 3", 2, nullptr, "--output is required"},
@@ -180,7 +191,7 @@ TEST_F(Program, ReportsGoodAndBadRunsWhereItIsToldWithTheFiguresOfTheRun) {
     std::filesystem::remove("here/VYR_spd 2.2.info");
     std::filesystem::create_directory("here/VYR_spd 2.2.info");
     expect({"solve good.mtx --report here", 2, nullptr,
-            "vyr: here/VYR_spd 2.2.info: the report cannot be written\n"});
+            "vyr: here/VYR_spd 2.2.info: cannot be opened for writing: Is a directory\n"});
 }
 
 // A sanitizer's memory would count as the program's.
@@ -213,6 +224,22 @@ TEST_F(Program, StaysUnderTheMemoryLimitItAdvises) {
     EXPECT_LT(figure("backward_error"), 1e-14);
 }
 #endif
+
+TEST_F(Program, LeavesTheOldFileOrTheNewOneWholeAndWorksWithoutItsDirectory) {
+    const std::string before = read_file("good.mtx"), setup = "cp good.mtx old.mtx; ";
+    // The disk is full, or the process is killed: the old file stays.
+    const std::string full = "(ulimit -f 8; vyr generate poisson2d 200 -o old.mtx)";
+    const std::string killed = "(vyr generate poisson3d 60 -o old.mtx & sleep 0.2; kill -9 $!; wait)";
+    EXPECT_EQ(shell(setup + full).code, 2);
+    EXPECT_EQ(read_file("old.mtx"), before);
+    EXPECT_EQ(shell("ls old.mtx.*").out, "") << "a half file";
+    (void)shell(setup + killed);
+    const std::string after = read_file("old.mtx");
+    EXPECT_TRUE(after == before || read_symmetric("old.mtx").n == 216000);
+    const std::string gone = "d=$PWD; mkdir gone; cd gone; rmdir ../gone; ";
+    EXPECT_EQ(shell(gone + "vyr solve $d/good.mtx --output $d/x.mtx").code, 0);
+    EXPECT_EQ(shell(gone + "vyr solve $d/good.mtx --out-of-core .").code, 1);
+}
 
 } // namespace
 } // namespace vyr::tool

@@ -4,6 +4,7 @@
 #include "tools/vyr/generators.h"
 #include "tools/vyr/library.h"
 #include "tools/vyr/matrix_market.h"
+#include "tools/vyr/printable.h"
 #include "tools/vyr/process_facts.h"
 #include "tools/vyr/ticker.h"
 
@@ -79,7 +80,7 @@ bool run_analyse(const AnalyseOptions& options) {
     const vyr_matrix matrix = library_matrix(a);
     const double rate = measured_rate(options.threads);
     std::printf("%s\n  equations %" PRId32 ", entries %" PRId32 " in the lower triangle\n\n",
-                options.matrix.c_str(), a.n, a.nnz());
+                printable(options.matrix).c_str(), a.n, a.nnz());
     std::printf("  ordering     entries of L  operations    in core      least  to order  factorise\n");
     for (const Choice& choice : CHOICES) {
         vyr_options chosen;

@@ -1,7 +1,9 @@
 #include "tools/vyr/command_pivots.h"
 
 #include "tools/vyr/matrix_market.h"
+#include "tools/vyr/option_checks.h"
 #include "tools/vyr/pivots.h"
+#include "tools/vyr/printable.h"
 #include "tools/vyr/process_facts.h"
 #include "tools/vyr/ticker.h"
 
@@ -19,11 +21,13 @@ CLI::App* add_pivots(CLI::App& app, PivotsOptions& options) {
         ->required();
     command->add_option("--min", options.smallest, "Fail at a pivot that is not above X, default 0")
         ->option_text("X")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::NonNegativeNumber)
+        ->check(finite_number());
     command
         ->add_option("--growth", options.growth,
                      "Fail when the largest pivot is more than X times the smallest; off when X <= 1")
-        ->option_text("X");
+        ->option_text("X")
+        ->check(finite_number());
     command->add_option("--count", options.count, "Extreme pivots to show at either end, default 5")
         ->option_text("N")
         ->check(CLI::Range(1, 1000000));
@@ -41,7 +45,7 @@ bool run_pivots(const PivotsOptions& options) {
         a = read_symmetric(options.matrix);
     }
     const PivotResult result = find_pivots(a, options.smallest, options.growth, options.threads, live);
-    std::printf("%s\n%s", options.matrix.c_str(), pivots_text(result, options.count).c_str());
+    std::printf("%s\n%s", printable(options.matrix).c_str(), pivots_text(result, options.count).c_str());
     return accepted(result);
 }
 

@@ -1,5 +1,7 @@
 #include "tools/vyr/line_reader.h"
 
+#include "tools/vyr/printable.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -21,13 +23,12 @@ constexpr bool is_blank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f';
 }
 
-/// A token as it may be shown: shortened, without characters that would disturb a terminal.
+/// A token as it may be shown: shortened, and nothing that would disturb a terminal.
 std::string shown(std::string_view token) {
     constexpr std::size_t MOST = 40;
-    std::string text(token.substr(0, MOST));
-    for (char& c : text)
-        if (static_cast<unsigned char>(c) < 0x20 || static_cast<unsigned char>(c) >= 0x7f) c = '?';
-    return "'" + text + (token.size() > MOST ? "...'" : "'");
+    std::string text = "'";
+    text += printable(token.substr(0, MOST));
+    return text += token.size() > MOST ? "...'" : "'";
 }
 
 /// The token without one leading '+', which from_chars does not know.

@@ -2,9 +2,12 @@
 #include "tools/vyr/command_analyse.h"
 #include "tools/vyr/command_pivots.h"
 #include "tools/vyr/environment.h"
+#include "tools/vyr/format.h"
 #include "tools/vyr/generators.h"
 #include "tools/vyr/matrix_market.h"
 #include "tools/vyr/norms.h"
+#include "tools/vyr/option_checks.h"
+#include "tools/vyr/printable.h"
 #include "tools/vyr/process_facts.h"
 #include "tools/vyr/run_report.h"
 #include "tools/vyr/solve_report.h"
@@ -12,10 +15,12 @@
 
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -58,7 +63,8 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
         ->check(CLI::Range(1, 1000000))
         ->excludes(rhs);
     command->add_option("--output", options.solution, "Write the solutions to this Matrix Market file")
-        ->option_text("x.mtx");
+        ->option_text("x.mtx")
+        ->check(file_name());
     command->add_flag("--indefinite", options.indefinite,
                       "A is not positive definite: eigenvalues of both signs, zeros on the diagonal");
     command->add_flag("--automatic", options.automatic,
@@ -82,6 +88,7 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
     command->add_option("--memory-limit", options.memory_limit_mb, "Memory to do with; needs --out-of-core")
         ->option_text("MB")
         ->check(CLI::PositiveNumber)
+        ->check(finite_number())
         ->needs(out_of_core);
     command->add_flag("--condition", options.condition,
                       "Estimate the condition number, which takes a few solves; without this only when the\n"
@@ -108,7 +115,8 @@ CLI::App* add_generate(CLI::App& app, Options& options) {
         ->check(CLI::PositiveNumber);
     command->add_option("-o,--output", options.generated, "Matrix Market file to write (required)")
         ->option_text("A.mtx")
-        ->required();
+        ->required()
+        ->check(file_name());
     command->footer(kinds);
     return command;
 }
@@ -121,12 +129,25 @@ std::int32_t ordering_of(const std::string& name) {
 
 /// The solution must not take the place of what it is made from.
 void refuse_overwriting(const Options& options) {
-    for (const std::string& input : {options.matrix, options.rhs}) {
+    for (const std::string& name : {options.matrix, options.rhs}) {
         std::error_code ignored;
-        if (options.solution.empty() || input.empty()) continue;
+        if (options.solution.empty() || name.empty()) continue;
+        const std::string input = name == "-" ? "/dev/stdin" : name;
         if (input == options.solution || std::filesystem::equivalent(input, options.solution, ignored))
             throw FileError(options.solution + ": the output would overwrite the input");
     }
+}
+
+/// The right-hand sides and the solutions are in memory as a whole; of an indefinite matrix the refined ones,
+/// too.
+void refuse_too_many_columns(const Options& options, std::int32_t n) {
+    const double blocks = options.indefinite || options.automatic ? 3 : 2;
+    const double bytes = blocks * 8.0 * n * options.n_rhs, available = static_cast<double>(available_bytes());
+    if (bytes > available)
+        throw std::length_error(
+            format("%d right-hand sides of %d equations take %.1f MB; there are %.1f MB of "
+                   "memory. Use a smaller --nrhs.",
+                   options.n_rhs, n, bytes * 1e-6, available * 1e-6));
 }
 
 int run_solve(const Options& options) {
@@ -137,6 +158,7 @@ int run_solve(const Options& options) {
     {
         const Ticker ticker("read", live);
         a = read_symmetric(options.matrix);
+        if (options.rhs.empty()) refuse_too_many_columns(options, a.n);
         b = options.rhs.empty() ? known_right_hand_sides(a, options.n_rhs) : read_dense(options.rhs, a.n);
     }
     SolveOptions chosen;
@@ -155,12 +177,12 @@ int run_solve(const Options& options) {
     if (options.json)
         std::fputs(result_json(result).c_str(), stdout);
     else if (solved)
-        std::printf("%s\n%s", options.matrix.c_str(), result_table(result).c_str());
+        std::printf("%s\n%s", printable(options.matrix).c_str(), result_table(result).c_str());
     if (solved && !options.solution.empty())
         write_dense(options.solution, x, "solution of " + options.matrix);
     if (!options.report_directory.empty()) write_run_report(options.report_directory, result);
     const std::string sentence = failure_sentence(result);
-    if (!sentence.empty()) std::fprintf(stderr, "vyr: %s\n", sentence.c_str());
+    if (!sentence.empty()) std::fprintf(stderr, "vyr: %s\n", printable(sentence).c_str());
     return accepted(result) ? EXIT_SOLVED : EXIT_NOT_SOLVED;
 }
 
@@ -188,7 +210,10 @@ int run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? EXIT_SOLVED : EXIT_BAD_INPUT;
+        if (error.get_exit_code() == 0) return app.exit(error); // help or version
+        std::fprintf(stderr, "vyr: %s\nRun with --help for more information.\n",
+                     printable(error.what()).c_str());
+        return EXIT_BAD_INPUT;
     }
     if (analyse_command->parsed()) return run_analyse(analyse_options) ? EXIT_SOLVED : EXIT_NOT_SOLVED;
     if (pivots_command->parsed()) return run_pivots(pivots_options) ? EXIT_SOLVED : EXIT_NOT_SOLVED;
@@ -196,13 +221,16 @@ int run(int argc, char** argv) {
 }
 
 int fail(const char* text, ExitCode code) {
-    std::fprintf(stderr, "vyr: %s\n", text);
+    std::fprintf(stderr, "vyr: %s\n", printable(text).c_str());
     return code;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+#ifdef SIGXFSZ
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failed write
+#endif
     try {
         restart_with_settings(argv);
         const int code = run(argc, argv);

@@ -23,7 +23,7 @@ DenseMatrix read_dense(const std::string& path, std::int32_t n_rows);
 DenseMatrix parse_dense(const std::string& name, std::string_view text, std::int32_t n_rows);
 
 /// Write in the same format, every number in its shortest form that reads back to the same double.
-/// `comment` is one line. Throw FileError when the file cannot be written in full.
+/// `comment` becomes one line. Throw FileError when the file cannot be written in full.
 void write_symmetric(const std::string& path, const SparseMatrix& a, const std::string& comment);
 void write_dense(const std::string& path, const DenseMatrix& x, const std::string& comment);
 

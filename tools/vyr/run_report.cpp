@@ -1,10 +1,9 @@
 #include "tools/vyr/run_report.h"
 
 #include "tools/vyr/format.h"
+#include "tools/vyr/text_file.h"
 
 #include <cmath>
-#include <cstdio>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -81,12 +80,9 @@ std::string document(const SolveResult& r) {
 } // namespace
 
 void write_run_report(const std::string& directory, const SolveResult& result) {
-    const std::string path = directory + "/VYR_spd 2.2.info";
-    const std::string text = document(result);
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    bool written = file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (file != nullptr && std::fclose(file) != 0) written = false;
-    if (!written) throw std::runtime_error(path + ": the report cannot be written");
+    TextFile file(directory + "/VYR_spd 2.2.info");
+    file << document(result);
+    file.finish();
 }
 
 } // namespace vyr::tool
