@@ -55,7 +55,7 @@ TEST(MatrixMarketMatrix, EveryFaultIsNamedWithItsLine) {
         {REAL + "2 2 2\n1.5 1 1\n2 2 1\n", "f:3: expected the row number, found '1.5'"},
         {REAL + "2 2 2\n1 1 1e999\n2 2 1\n", "f:3: the value '1e999' is not a finite number"},
         {REAL + "2 2 2\n1 1 +-1\n2 2 1\n", "f:3: expected the value, found '+-1'"},
-        {REAL + "2 2 2\n1 1 1\x01\n2 2 1\n", "f:3: expected the value, found '1?'"},
+        {REAL + "2 2 2\n1 1 1\x01\n2 2 1\n", "f:3: expected the value, found '1\\x01'"},
         {INTEGER + "1 1 1\n1 1 2.5\n", "f:3: the value is not a whole number"},
         {REAL + "2 2 3\n1 1 1\n2 1 1\n% pause\n1 2 1\n", "f:6: entry (2, 1) is given twice"},
         {GENERAL + "2 2 3\n2 1 1\n1 2 1\n1 2 1\n", "f:5: entry (1, 2) is given twice"},
