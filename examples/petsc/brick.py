@@ -1,0 +1,101 @@
+"""Heat conduction or elasticity of a cube, by finite elements on any number of ranks.
+
+    mpirun -n 4 python3 brick.py -pde elasticity -cells 16 -pc_type bjacobi -sub_pc_type cholesky
+
+The program chooses no solver: PETSc's options do. It prints one line of JSON: unknowns, iterations, the relative
+residual |b - A x| / |b|, and the seconds of the slowest rank, median of -rounds solutions from scratch.
+"""
+import json
+import resource
+import sys
+from itertools import product
+
+import numpy as np
+import petsc4py
+
+petsc4py.init(sys.argv)
+from petsc4py import PETSc  # noqa: E402
+
+# Corners of a cube in the order of DMDA's elements.
+CORNERS = np.array([(0, 0, 0), (1, 0, 0), (1, 1, 0), (0, 1, 0), (0, 0, 1), (1, 0, 1), (1, 1, 1), (0, 1, 1)])
+
+
+def gradients(point):
+    """Of the eight trilinear functions, 8 x 3."""
+    signs = 2 * CORNERS - 1
+    factors = np.where(CORNERS == 1, point, 1 - point)
+    return np.stack([signs[:, d] * np.prod(np.delete(factors, d, axis=1), axis=1) for d in range(3)], axis=1)
+
+
+def element_matrix(pde):
+    """Stiffness of the unit cube, by 2 x 2 x 2 Gauss points: 8 x 8, or 24 x 24 with three in a row for a corner."""
+    lam, mu = 0.3 / (1.3 * 0.4), 0.5 / 1.3  # Young's modulus 1, Poisson's ratio 0.3
+    result = 0
+    for point in product(0.5 + np.array([-0.5, 0.5]) / np.sqrt(3), repeat=3):
+        g = gradients(np.array(point))
+        if pde == "poisson":
+            result = result + g @ g.T / 8
+            continue
+        divergence = g.ravel()
+        part = lam * np.outer(divergence, divergence) + mu * np.kron(g @ g.T, np.eye(3))
+        part += mu * np.einsum("ai,bj->ajbi", g, g).reshape(24, 24)
+        result = result + part / 8
+    return result
+
+
+def assemble(pde, cells, mat_type):
+    """The matrix with the face x = 0 held, and a right-hand side without symmetry."""
+    dof = 1 if pde == "poisson" else 3
+    da = PETSc.DMDA().create([cells + 1] * 3, dof=dof, stencil_type=PETSc.DMDA.StencilType.BOX, stencil_width=1)
+    da.setMatType(mat_type)
+    da.setUniformCoordinates()
+    a = da.createMatrix()
+    element = element_matrix(pde)
+    for corners in da.getElements():
+        a.setValuesBlockedLocal(corners, corners, element, PETSc.InsertMode.ADD_VALUES)
+    a.assemble()
+    (x0, x1), (y0, y1), (z0, z1) = da.getRanges()
+    held = []
+    if x0 == 0:
+        shape = (z1 - z0, y1 - y0, x1 - x0, dof)
+        start = a.getOwnershipRange()[0]
+        held = (start + np.arange(np.prod(shape)).reshape(shape)[:, :, 0, :].ravel()).astype(PETSc.IntType)
+    b = a.createVecRight()
+    b.setRandom()  # the same numbers in every run
+    zeros = b.duplicate()
+    a.zeroRowsColumns(held, 1.0, zeros, b)
+    a.setOption(PETSc.Mat.Option.SPD, True)
+    if dof == 3 and mat_type == "aij":
+        a.setNearNullSpace(PETSc.NullSpace().createRigidBody(da.getCoordinates()))
+    return a, b
+
+
+def seconds(work):
+    """What `work` takes, by the slowest rank."""
+    PETSc.COMM_WORLD.barrier()
+    start = PETSc.Log.getTime()
+    work()
+    return PETSc.COMM_WORLD.tompi4py().allreduce(PETSc.Log.getTime() - start, op=max)
+
+
+def main():
+    options = PETSc.Options()
+    pde = options.getString("pde", "elasticity")
+    a, b = assemble(pde, options.getInt("cells", 8), options.getString("dm_mat_type", "aij"))
+    x, times = b.duplicate(), []
+    for _ in range(options.getInt("rounds", 1)):
+        ksp = PETSc.KSP().create()
+        ksp.setOperators(a)
+        ksp.setType("cg")
+        ksp.setTolerances(rtol=1e-8)
+        ksp.setFromOptions()
+        times.append((seconds(lambda: (ksp.setUp(), ksp.setUpOnBlocks())), seconds(lambda: ksp.solve(b, x))))
+    residual = (b - a * x).norm() / b.norm()
+    megabytes = PETSc.COMM_WORLD.tompi4py().allreduce(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024, op=max)
+    setup, solve = sorted(times, key=sum)[len(times) // 2]
+    PETSc.Sys.Print(json.dumps({
+        "unknowns": a.size[0], "iterations": ksp.getIterationNumber(), "reason": ksp.getConvergedReason(),
+        "residual": residual, "setup": setup, "solve": solve, "megabytes": megabytes}))
+
+
+main()
