@@ -48,7 +48,6 @@ def assemble(pde, cells, mat_type):
     dof = 1 if pde == "poisson" else 3
     da = PETSc.DMDA().create([cells + 1] * 3, dof=dof, stencil_type=PETSc.DMDA.StencilType.BOX, stencil_width=1)
     da.setMatType(mat_type)
-    da.setUniformCoordinates()
     a = da.createMatrix()
     element = element_matrix(pde)
     for corners in da.getElements():
@@ -65,8 +64,6 @@ def assemble(pde, cells, mat_type):
     zeros = b.duplicate()
     a.zeroRowsColumns(held, 1.0, zeros, b)
     a.setOption(PETSc.Mat.Option.SPD, True)
-    if dof == 3 and mat_type == "aij":
-        a.setNearNullSpace(PETSc.NullSpace().createRigidBody(da.getCoordinates()))
     return a, b
 
 
