@@ -48,6 +48,7 @@ def assemble(pde, cells, mat_type):
     dof = 1 if pde == "poisson" else 3
     da = PETSc.DMDA().create([cells + 1] * 3, dof=dof, stencil_type=PETSc.DMDA.StencilType.BOX, stencil_width=1)
     da.setMatType(mat_type)
+    da.setUniformCoordinates()  # BDDC picks corners by them
     a = da.createMatrix()
     element = element_matrix(pde)
     for corners in da.getElements():
