@@ -111,7 +111,8 @@ enum {
     VYR_ORDERING_METIS = 1,     /* nested dissection */
     VYR_ORDERING_AMD = 2,       /* approximate minimum degree */
     VYR_ORDERING_NATURAL = 3,   /* as given */
-    VYR_ORDERING_USER = 4       /* options.permutation */
+    VYR_ORDERING_USER = 4,      /* options.permutation */
+    VYR_ORDERING_DISSECTION = 5 /* nested dissection on several threads, the same order with any number */
 };
 
 /* Phases that a progress callback is told of. */

@@ -24,7 +24,7 @@ vyr_status refuse(char (&message)[240], const char* format, Arguments... argumen
 vyr_status check_options(const vyr_options& options, char (&message)[240]) noexcept {
     if (options.kind < VYR_KIND_POSITIVE || options.kind > VYR_KIND_AUTOMATIC)
         return refuse(message, "options.kind is %d", options.kind);
-    if (options.ordering < VYR_ORDERING_AUTOMATIC || options.ordering > VYR_ORDERING_USER)
+    if (options.ordering < VYR_ORDERING_AUTOMATIC || options.ordering > VYR_ORDERING_DISSECTION)
         return refuse(message, "options.ordering is %d", options.ordering);
     if (options.ordering == VYR_ORDERING_USER && options.permutation == nullptr)
         return refuse(message, "options.permutation is null");

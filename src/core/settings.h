@@ -31,7 +31,8 @@ enum Ordering {
     ORDERING_METIS = 1,     ///< nested dissection
     ORDERING_AMD = 2,       ///< approximate minimum degree
     ORDERING_NATURAL = 3,   ///< as given
-    ORDERING_USER = 4       ///< Settings::permutation
+    ORDERING_USER = 4,      ///< Settings::permutation
+    ORDERING_DISSECTION = 5 ///< nested dissection on several threads
 };
 
 /// True for the types that store only the lower triangle.

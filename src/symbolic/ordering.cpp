@@ -54,6 +54,7 @@ Status order_graph(Context& context, const Graph& graph, std::int32_t n_unknowns
         return mf_order_automatically(context, graph, n_unknowns, perm, ordering);
     double operations = 0;
     if (ordering == ORDERING_AMD) return mf_minimum_degree(context, graph, perm, operations);
+    if (ordering == ORDERING_DISSECTION) return mf_task_dissection(context, graph, perm);
     return mf_nested_dissection(context, graph, perm);
 }
 

@@ -56,11 +56,11 @@ struct CompressedGraph {
 /// True when the pattern is a band so narrow that no ordering is worth its time. Cost: one step a column.
 [[nodiscard]] bool mf_natural_pays(const Pattern& full) noexcept;
 
-/// Orders by AMD or METIS, whichever promises the earlier solution (core/tuning.h).
+/// Orders by AMD or a dissection, whichever promises the earlier solution (core/tuning.h).
 ///
 /// n_unknowns   of all vertices together
 /// perm         out, graph.n: perm[new] = old
-/// ordering     out: ORDERING_AMD or ORDERING_METIS
+/// ordering     out: ORDERING_AMD, ORDERING_METIS or ORDERING_DISSECTION
 ///
 /// Statuses of the two.
 [[nodiscard]] Status mf_order_automatically(Context& context, const Graph& graph, std::int32_t n_unknowns,
@@ -83,6 +83,14 @@ struct CompressedGraph {
 ///
 /// Statuses and threads as mf_ordering_call has them.
 [[nodiscard]] Status mf_nested_dissection(Context& context, const Graph& graph, std::int32_t* perm) noexcept;
+
+/// Orders by nested dissection, on settings.n_threads threads at most; the order is the same with any number.
+/// Parts of tuning::DISSECTION_LEAF vertices are ordered by minimum degree.
+///
+/// perm   out, graph.n: perm[new] = old
+///
+/// Statuses as mf_ordering_call has them.
+[[nodiscard]] Status mf_task_dissection(Context& context, const Graph& graph, std::int32_t* perm) noexcept;
 
 /// Orders the vertices of an undirected graph by multilevel nested dissection.
 ///

@@ -104,12 +104,17 @@ bool mf_natural_pays(const Pattern& full) noexcept {
 
 Status mf_order_automatically(Context& context, const Graph& graph, std::int32_t n_unknowns,
                               std::int32_t* perm, int& ordering) noexcept {
-    // 1. METIS at once where AMD would be paid for in vain.
-    ordering = ORDERING_METIS;
+    // 1. Dissection at once where AMD would be paid for in vain.
+    const bool large = graph.n >= tuning::DISSECTION_VERTICES;
+    const int dissection = ordering = large ? ORDERING_DISSECTION : ORDERING_METIS;
+    const auto dissect = [&](std::int32_t* order) {
+        return large ? mf_task_dissection(context, graph, order)
+                     : mf_nested_dissection(context, graph, order);
+    };
     bool plain = false;
     Status status = plainly_worth_dissection(context, graph, n_unknowns, plain);
     if (status != Status::OK) return status;
-    if (plain) return mf_nested_dissection(context, graph, perm);
+    if (plain) return dissect(perm);
     // 2. AMD, and no more unless its operations are many.
     ordering = ORDERING_AMD;
     double operations = 0;
@@ -117,15 +122,15 @@ Status mf_order_automatically(Context& context, const Graph& graph, std::int32_t
     const double unknowns_a_vertex = static_cast<double>(n_unknowns) / graph.n;
     const double cost = operations * unknowns_a_vertex * unknowns_a_vertex * unknowns_a_vertex;
     if (status != Status::OK || cost <= tuning::DISSECTION_OPERATIONS * graph.xadj[graph.n]) return status;
-    // 3. METIS as well, and the better of the two.
-    Buffer<std::int32_t> dissection(context.memory, graph.n);
-    if (!dissection) return out_of_memory(context, Status::FACTOR_STORAGE);
-    status = mf_nested_dissection(context, graph, dissection.get());
+    // 3. Dissection as well, and the better of the two.
+    Buffer<std::int32_t> other(context.memory, graph.n);
+    if (!other) return out_of_memory(context, Status::FACTOR_STORAGE);
+    status = dissect(other.get());
     double dissected = 0;
-    if (status == Status::OK) status = count_operations(context, graph, dissection.get(), dissected);
+    if (status == Status::OK) status = count_operations(context, graph, other.get(), dissected);
     if (status != Status::OK || dissected >= operations) return status;
-    ordering = ORDERING_METIS;
-    std::copy_n(dissection.get(), graph.n, perm);
+    ordering = dissection;
+    std::copy_n(other.get(), graph.n, perm);
     return Status::OK;
 }
 

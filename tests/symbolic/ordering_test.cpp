@@ -25,6 +25,7 @@ struct Around {
     const std::atomic<bool>* cancel = nullptr;
     std::int64_t refused = 0;
     int ordering = ORDERING_METIS;
+    int n_threads = 2;
 };
 
 /// Orders a plane grid.
@@ -35,6 +36,7 @@ Status order_grid(std::int32_t nx, std::int32_t ny, Ints& perm, const Around& ar
     progress.begin(PHASE_ANALYSE, 1);
     test.context.cancel = around.cancel;
     test.context.settings.ordering = around.ordering;
+    test.context.settings.n_threads = around.n_threads;
     test.faults.allocation.set(around.refused);
     const Csc full = both_triangles(spd(nx * ny, grid_edges(nx, ny)));
     perm.assign(full.n, -1);
@@ -73,7 +75,7 @@ Csc grid(std::int32_t nx, std::int32_t ny, std::int32_t nz = 1) {
 
 TEST(Ordering, EndsWithoutMemoryOrCancelledAndHoldsNothing) {
     Ints perm;
-    for (const int ordering : {ORDERING_METIS, ORDERING_AUTOMATIC}) {
+    for (const int ordering : {ORDERING_METIS, ORDERING_AUTOMATIC, ORDERING_DISSECTION}) {
         Around around{.refused = 1, .ordering = ordering};
         for (; order_grid(25, 24, perm, around) == Status::FACTOR_STORAGE; ++around.refused) {
         }
@@ -138,6 +140,20 @@ TEST(Ordering, IsAPermutationAndTheSameWhateverOtherThreadsDoOrCancel) {
     }
 }
 
+TEST(Ordering, DissectsIntoTheSameOrderOnAnyNumberOfThreads) {
+    Ints one, perm;
+    for (const int n_threads : {1, 2, 3, 8}) {
+        EXPECT_EQ(order_grid(48, 30, perm, {.ordering = ORDERING_DISSECTION, .n_threads = n_threads}),
+                  Status::OK);
+        if (n_threads == 1) one = perm;
+        EXPECT_EQ(perm, one);
+    }
+    const Csc a = grid(48, 30);
+    EXPECT_LT(eliminated(a, one), 1.15 * static_cast<double>(eliminated(a, ordered(48, 30))));
+    std::sort(one.begin(), one.end());
+    for (std::size_t k = 0; k < one.size(); ++k) ASSERT_EQ(one[k], static_cast<std::int32_t>(k));
+}
+
 TEST(OrderingChoice, EveryOneIsSolvedWithAndAGivenOrderIsKept) {
     Rng rng(test_seed());
     for (int trial = 0; trial < 100; ++trial) {
@@ -147,7 +163,7 @@ TEST(OrderingChoice, EveryOneIsSolvedWithAndAGivenOrderIsKept) {
         std::iota(natural.begin(), natural.end(), 0);
         Ints user = natural;
         std::shuffle(user.begin(), user.end(), rng);
-        for (int choice = ORDERING_AUTOMATIC; choice <= ORDERING_USER; ++choice) {
+        for (int choice = ORDERING_AUTOMATIC; choice <= ORDERING_DISSECTION; ++choice) {
             TestContext test;
             test.context.settings.ordering = choice;
             test.context.settings.permutation = user.data();
@@ -158,7 +174,7 @@ TEST(OrderingChoice, EveryOneIsSolvedWithAndAGivenOrderIsKept) {
             EXPECT_EQ(run.analysis.ordering == choice, choice != ORDERING_AUTOMATIC);
             Ints perm(run.analysis.perm.get(), run.analysis.perm.get() + n);
             const std::int64_t entries = eliminated(a, choice == ORDERING_USER ? user : natural);
-            EXPECT_TRUE(choice < ORDERING_NATURAL ||
+            EXPECT_TRUE((choice != ORDERING_NATURAL && choice != ORDERING_USER) ||
                         eliminated(a, perm) == entries); // a postorder is harmless
             std::sort(perm.begin(), perm.end());
             EXPECT_EQ(perm, natural);
@@ -174,8 +190,8 @@ TEST(OrderingChoice, AmdFillsLittleAndAutomaticTakesWhatFits) {
     const auto automatic = [&](const Csc& a) { return chosen(a, ORDERING_AUTOMATIC, perm).ordering; };
     EXPECT_EQ(automatic(spd(500, band_edges(500, 4))), ORDERING_NATURAL);
     EXPECT_EQ(automatic(grid(80, 80)), ORDERING_AMD);
-    EXPECT_EQ(automatic(grid(42, 42, 42)), ORDERING_METIS);
-    EXPECT_EQ(automatic(grid(29, 29, 170)), ORDERING_METIS); // too long for a body: both are tried
+    EXPECT_EQ(automatic(grid(42, 42, 42)), ORDERING_DISSECTION);
+    EXPECT_EQ(automatic(grid(29, 29, 170)), ORDERING_DISSECTION); // too long for a body: both are tried
     Rng rng(test_seed());
     EXPECT_EQ(automatic(spd(8000, random_edges(8000, 16000, rng))), ORDERING_AMD); // nothing to dissect
 }

@@ -21,6 +21,7 @@ struct Choice {
 };
 constexpr Choice CHOICES[] = {{VYR_ORDERING_AUTOMATIC, "automatic"},
                               {VYR_ORDERING_METIS, "METIS"},
+                              {VYR_ORDERING_DISSECTION, "dissection"},
                               {VYR_ORDERING_AMD, "AMD"},
                               {VYR_ORDERING_NATURAL, "natural"}};
 

@@ -69,9 +69,10 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
                       "A is not positive definite: eigenvalues of both signs, zeros on the diagonal");
     command->add_flag("--automatic", options.automatic,
                       "As --indefinite, but only when A is not positive definite");
-    command->add_option("--ordering", options.ordering, "automatic (default), metis, amd or natural")
+    command
+        ->add_option("--ordering", options.ordering, "automatic (default), metis, amd, dissection or natural")
         ->option_text("NAME")
-        ->check(CLI::IsMember({"automatic", "metis", "amd", "natural"}));
+        ->check(CLI::IsMember({"automatic", "metis", "amd", "dissection", "natural"}));
     command->add_option("--threads", options.threads, "Threads to use, default what OpenMP reports")
         ->option_text("T")
         ->check(CLI::Range(1, 4096));
@@ -124,6 +125,7 @@ CLI::App* add_generate(CLI::App& app, Options& options) {
 std::int32_t ordering_of(const std::string& name) {
     if (name == "metis") return VYR_ORDERING_METIS;
     if (name == "amd") return VYR_ORDERING_AMD;
+    if (name == "dissection") return VYR_ORDERING_DISSECTION;
     return name == "natural" ? VYR_ORDERING_NATURAL : VYR_ORDERING_AUTOMATIC;
 }
 

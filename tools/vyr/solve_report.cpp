@@ -20,8 +20,8 @@ bool has_solution(const SolveResult& result) {
 }
 
 const char* ordering_name(std::int32_t ordering) {
-    constexpr const char* NAMES[] = {"automatic", "METIS", "AMD", "natural", "user"};
-    return ordering >= 0 && ordering < 5 ? NAMES[ordering] : "?";
+    constexpr const char* NAMES[] = {"automatic", "METIS", "AMD", "natural", "user", "dissection"};
+    return ordering >= 0 && ordering < 6 ? NAMES[ordering] : "?";
 }
 
 std::string not_positive_definite(const SolveResult& result) {
