@@ -20,7 +20,7 @@ endif()
 option(VYR_SYSTEM_METIS "Take the system's METIS and AMD instead of building them (docs/hosts.md says what that costs)"
        OFF)
 # vyr_find_ordering(<name> <header>): the target vyr_<name>, of the system or built by
-# cmake/<name>/build.sh, whose licence is installed then.
+# cmake/<name>/build.sh, which leaves VYR_<NAME>_LICENCE.
 function(vyr_find_ordering name header)
   string(TOUPPER ${name} upper)
   if(VYR_SYSTEM_METIS)
@@ -37,7 +37,7 @@ function(vyr_find_ordering name header)
     if(failed)
       message(FATAL_ERROR "${upper} could not be built. -DVYR_SYSTEM_METIS=ON takes the system's instead.")
     endif()
-    set(VYR_${upper}_FOLDER "${folder}" PARENT_SCOPE)
+    set(VYR_${upper}_LICENCE "${folder}/licence/${upper}.txt" PARENT_SCOPE) # is inside
     set(include "${folder}/include")
     set(library "${folder}/lib/lib${name}.a")
   endif()
@@ -49,7 +49,4 @@ if(NOT TARGET vyr_metis)
   vyr_find_ordering(metis metis.h)
   vyr_find_ordering(amd amd.h)
   target_link_libraries(vyr_metis INTERFACE vyr_amd)
-  if(VYR_AMD_FOLDER AND NOT WIN32) # AMD is inside
-    install(FILES "${VYR_AMD_FOLDER}/licence/AMD.txt" DESTINATION "${CMAKE_INSTALL_DOCDIR}")
-  endif()
 endif()

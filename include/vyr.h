@@ -48,6 +48,10 @@
 extern "C" {
 #endif
 
+/* Version of this header, and of the library it belongs to. */
+#define VYR_VERSION_MAJOR 2
+#define VYR_VERSION_MINOR 2
+
 /* One analysed (and possibly factorised) matrix. Created by VYR_symbol_ld, destroyed by VYR_clear_ld. */
 typedef struct mf_solver* VYR_handle;
 

@@ -1,5 +1,7 @@
 # The folder a Windows engineer unpacks: vyr-<version>-win64.zip. "cpack" in the build folder makes it.
 include(CMakePackageConfigHelpers)
+install(FILES include/vyr.h DESTINATION include)
+install(DIRECTORY include/vyr DESTINATION include)
 
 # Visual Studio's import library. LLVM's dlltool writes the short form that Microsoft's own tools write; the
 # long form of GNU's makes Microsoft's linker throw needed parts away when it removes unused code.
@@ -31,11 +33,8 @@ if(VYR_WINDOWS_DEPENDENCIES)
   install(DIRECTORY "${VYR_WINDOWS_DEPENDENCIES}/licences/" DESTINATION licences)
 endif()
 install(FILES /usr/share/doc/libz-mingw-w64-dev/copyright DESTINATION licences RENAME zlib.txt) # is in vyr.exe
-foreach(folder IN ITEMS "${VYR_METIS_FOLDER}" "${VYR_AMD_FOLDER}")
-  if(folder)
-    install(DIRECTORY "${folder}/licence/" DESTINATION licences)
-  endif()
-endforeach()
+install(FILES ${VYR_METIS_LICENCE} ${VYR_AMD_LICENCE} DESTINATION licences)
+install(FILES "${VYR_CLI11_LICENCE}" DESTINATION licences RENAME CLI11.txt) # is in vyr.exe, too
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_FILE_NAME "vyr-${PROJECT_VERSION}-win64")
