@@ -37,6 +37,8 @@ vyr_debian_package(libvyr-dev "headers, pages, examples" SECTION libdevel
 vyr_debian_package(vyr "the command line tool" SECTION math DEPENDS "libvyrsolver1 ${same}")
 vyr_debian_package(python3-vyr "for Python" SECTION python ANY_PROCESSOR
                    DEPENDS "libvyrsolver1 (>= ${PROJECT_VERSION}), python3 (>= 3.9), python3-numpy, python3-scipy")
+set(CPACK_DEBIAN_PYTHON3-VYR_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/package/postinst"
+    "${PROJECT_SOURCE_DIR}/cmake/package/prerm") # byte code, made and removed
 
 # .tar.gz
 set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
