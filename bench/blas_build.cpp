@@ -14,6 +14,8 @@ namespace vyr::bench {
 namespace {
 
 constexpr int BUILT_WITH_OPENMP = 2;
+/// What OpenBLAS takes on an x86 processor it does not know, however new: its oldest and slowest kernels.
+constexpr const char* FALLBACK = "Prescott";
 
 /// Files of shared libraries in this process whose path holds one of the names, links resolved.
 std::set<std::string> loaded(std::initializer_list<const char*> names) {
@@ -33,6 +35,17 @@ std::set<std::string> loaded(std::initializer_list<const char*> names) {
 
 std::string blas_kernels() {
     return openblas_get_corename();
+}
+
+std::string better_kernels(const std::string& blas_kernels) {
+    if (blas_kernels != FALLBACK) return blas_kernels;
+#ifdef __x86_64__
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl"))
+        return "SkylakeX";
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return "Haswell";
+#endif
+    return blas_kernels;
 }
 
 std::string blas_problem() {

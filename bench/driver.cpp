@@ -269,7 +269,7 @@ Findings findings_of(const Plan& plan, const std::vector<Cell>& cells) {
 
 Findings run_plan(const Plan& wanted, void (*save)(const Findings&, void*), void* context) {
     Plan plan = wanted;
-    if (plan.kernels.empty()) plan.kernels = tool::better_kernels(blas_kernels());
+    if (plan.kernels.empty()) plan.kernels = better_kernels(blas_kernels());
     std::fprintf(stderr, "OpenBLAS: this process got the kernels %s; every worker uses %s\n",
                  blas_kernels().c_str(), plan.kernels.c_str());
     std::vector<Cell> cells;

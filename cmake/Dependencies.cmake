@@ -4,16 +4,30 @@ find_package(OpenMP REQUIRED COMPONENTS CXX)
 
 # OpenBLAS: the OpenMP build, by its own folder. With several builds installed the linker's default is the
 # pthread one, whose threads fight with ours: a call from inside our parallel region would start a team.
-if(NOT TARGET vyr_openblas)
-  find_library(VYR_OPENBLAS_LIBRARY NAMES openblas
+#
+# vyr_openblas_own is the archive, which becomes part of each library and hides its names there, so that no other BLAS
+# of a host takes its place; vyr_openblas_shared is the shared library.
+set(VYR_BLAS own CACHE STRING "own: an OpenBLAS inside the libraries; shared: the one of the process (docs/hosts.md)")
+set_property(CACHE VYR_BLAS PROPERTY STRINGS own shared)
+# vyr_find_openblas(<kind> <variable> <file name>...)
+function(vyr_find_openblas kind variable)
+  find_library(${variable} NAMES ${ARGN}
     PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp /usr/lib64/openblas-openmp /usr/lib/openblas-openmp
-    NO_DEFAULT_PATH DOC "OpenBLAS with LAPACK, built with OpenMP")
-  if(NOT VYR_OPENBLAS_LIBRARY)
+    NO_DEFAULT_PATH DOC "OpenBLAS, built with OpenMP (${kind})")
+  add_library(vyr_openblas_${kind} INTERFACE)
+  target_link_libraries(vyr_openblas_${kind} INTERFACE "${${variable}}")
+  if(kind STREQUAL VYR_BLAS AND NOT ${variable})
     message(FATAL_ERROR "The OpenMP build of OpenBLAS was not found (Debian: libopenblas-openmp-dev). "
-                        "Set VYR_OPENBLAS_LIBRARY to it.")
+                        "Set ${variable} to it, or -DVYR_BLAS to the other of own and shared.")
   endif()
-  add_library(vyr_openblas INTERFACE)
-  target_link_libraries(vyr_openblas INTERFACE "${VYR_OPENBLAS_LIBRARY}")
+endfunction()
+vyr_find_openblas(own VYR_OPENBLAS_ARCHIVE libopenblas.a)
+if(VYR_BLAS STREQUAL "own" AND EXISTS /usr/share/doc/libopenblas-openmp-dev/copyright)
+  set(VYR_OPENBLAS_LICENCE /usr/share/doc/libopenblas-openmp-dev/copyright) # is inside
+endif()
+vyr_find_openblas(shared VYR_OPENBLAS_LIBRARY openblas)
+if(NOT WIN32) # own_blas.cpp says what for
+  target_link_options(vyr_openblas_own INTERFACE "LINKER:--wrap=getenv,--wrap=blas_thread_init")
 endif()
 
 # METIS and AMD: builds of our own, so that an ordering touches nothing of the process and can be cancelled.

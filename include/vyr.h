@@ -105,6 +105,7 @@ enum {
     VYR_ERR_SMALL_PIVOT = -35,      /* a pivot <= param[23]; VYR_pivot_ld marks it */
     VYR_ERR_GROWTH = -36,       /* pivots spread over more than param[24]; VYR_pivot_ld marks the extremes */
     VYR_ERR_ORDERING = -41,     /* the ordering failed */
+    VYR_ERR_BLAS = -48,         /* the BLAS in this process would give wrong results */
     VYR_ERR_PLATFORM = -500,    /* operating-system major version below 4 */
     VYR_ERR_EMPTY_FILE = -1000, /* the last factor file stayed empty (internal) */
     VYR_ERR_MAPPING = -1210     /* the mapped factor store could not be created */
@@ -155,7 +156,7 @@ VYR_API VYR_handle VYR_symbol_ld(void* reserved, int n, const int* colPtr, const
  * n, colPtr, rowInd   the matrix of VYR_symbol_ld; values: colPtr[n] doubles
  * h          the handle
  *
- * Returns 0, -1, -2, -6, -8, -9, -10, -11, -29, -30, -31, -33, -35, -36 or -1210. After a failure the
+ * Returns 0, -1, -2, -6, -8, -9, -10, -11, -29, -30, -31, -33, -35, -36, -48 or -1210. After a failure the
  * handle stays valid for VYR_pivot_ld, another VYR_numeric_ld and VYR_clear_ld; solves leave their vector
  * alone. -9: the pattern differs from the analysed one in any entry or in their order. An infinite value
  * draws a warning when messages are on, and then the factorization fails, with -31 when no pivot shows it.

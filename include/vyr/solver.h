@@ -91,7 +91,8 @@ enum {
     VYR_STATUS_NOT_SYMMETRIC = -45, /* both triangles are stored and differ */
     VYR_STATUS_INACCURATE =
         -46, /* the backward error stayed above options.backward_error_limit; x is the best found */
-    VYR_STATUS_NOT_KEPT = -47 /* the matrix was not kept (options.keep_matrix), so this cannot be told */
+    VYR_STATUS_NOT_KEPT = -47, /* the matrix was not kept (options.keep_matrix), so this cannot be told */
+    VYR_STATUS_BLAS = -48      /* the BLAS in this process would give wrong results */
 };
 
 /* What a status means, one sentence without a full stop; never null. */
@@ -132,7 +133,8 @@ typedef struct vyr_options {
     int32_t ordering;           /* VYR_ORDERING_; default automatic */
     const int32_t* permutation; /* n, for VYR_ORDERING_USER: the equation eliminated k-th, 0-based */
     int32_t duplicates;         /* 0: entries stored more than once are summed (default); 1: refused */
-    int32_t threads; /* default 0: as many as OpenMP offers, but one inside a parallel region of the host */
+    int32_t threads;     /* default 0: as many as OpenMP offers, but one inside a parallel region of the host.
+                            At most 96 work; one, and the log says why, where the process cannot have more */
     int32_t keep_matrix; /* 1 (default): the factor keeps the values, for refinement and errors */
     int32_t refinements; /* most refinement steps of a solve; default -1: 10 for L D L^T, 0 for L L^T */
     double pivot_min;    /* L L^T: a diagonal of L that is not above this fails; default 0 */
@@ -264,7 +266,7 @@ VYR_SOLVER_API vyr_status vyr_factor_create(const vyr_analysis* analysis, const 
  * matrix   the analysed pattern in the same form; another pattern is refused, also one of the same size
  *
  * Returns OK, NULL, STRUCTURE, PATTERN, NOT_FINITE, NOT_SYMMETRIC, NOT_POSITIVE, SINGULAR, TOO_LARGE, MEMORY,
- * FILE, CANCELLED or BUSY. */
+ * FILE, CANCELLED, BUSY or BLAS. */
 VYR_SOLVER_API vyr_status vyr_factorise(vyr_factor* factor, const vyr_matrix* matrix);
 
 /* Null is allowed. Removes the factor's files. */

@@ -3,7 +3,7 @@
 
 #include "engine/inspect.h"
 #include "memory/file_calls.h"
-#include "platform/blas.h"
+#include "platform/blas_build.h"
 #include "platform/files.h"
 #include "platform/platform.h"
 

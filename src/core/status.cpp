@@ -35,6 +35,7 @@ constexpr Meaning MEANINGS[] = {
     {Status::ORDERING, "the ordering failed"},
     {Status::NOT_SYMMETRIC, "both triangles are stored and differ"},
     {Status::INACCURATE, "the backward error stayed above its limit"},
+    {Status::BLAS, "the BLAS in this process cannot be used"},
     {Status::PLATFORM, "the operating system is too old"},
     {Status::EMPTY_FILE, "the last factor file stayed empty"},
     {Status::MAPPING, "the mapped factor store could not be created"},

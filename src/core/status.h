@@ -31,6 +31,7 @@ enum class [[nodiscard]] Status : std::int32_t{OK = 0,
                                                ORDERING = -41,
                                                NOT_SYMMETRIC = -45,
                                                INACCURATE = -46,
+                                               BLAS = -48,
                                                PLATFORM = -500,
                                                EMPTY_FILE = -1000,
                                                MAPPING = -1210};

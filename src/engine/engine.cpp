@@ -1,5 +1,6 @@
 #include "engine/engine.h"
 
+#include "core/workforce.h"
 #include "engine/full_storage.h"
 #include "memory/factor_storage.h"
 #include "numeric/numeric_driver.h"
@@ -7,6 +8,8 @@
 #include "solve/solve.h"
 #include "symbolic/analyse.h"
 #include "symbolic/pattern.h"
+
+#include <omp.h>
 
 namespace vyr {
 
@@ -33,6 +36,13 @@ Status mf_reserve(Context& context, Factor& factor) noexcept {
 }
 
 Status mf_factorise(Context& context, const double* values, Factor& factor) noexcept {
+    Settings& settings = context.settings;
+    const std::int32_t n_threads = settings.n_threads > 0      ? settings.n_threads
+                                   : settings.type == TYPE_SPD ? factor.analysis->schedule.n_threads
+                                                               : omp_get_max_threads();
+    const Workforce team(context, n_threads);
+    if (team.status() != Status::OK) return team.status();
+    if (team.n_threads() < n_threads) settings.n_threads = team.n_threads();
     const Status status = mf_numeric_driver(context, values, factor);
     const Analysis& analysis = *factor.analysis;
     if (status == Status::SMALL_PIVOT) {

@@ -28,15 +28,7 @@ void daxpy_(const vyr_blas_int* n, const double* alpha, const double* x, const v
             const vyr_blas_int* incy);
 }
 
-// OpenBLAS tells its kernels; another BLAS may not.
-extern "C" [[gnu::weak]] char* openblas_get_corename(void);
-
 namespace vyr::blas {
-
-/// Name of the kernels that the BLAS runs on.
-inline const char* kernels_text() noexcept {
-    return openblas_get_corename != nullptr ? openblas_get_corename() : "unknown";
-}
 
 using Int = vyr_blas_int;
 

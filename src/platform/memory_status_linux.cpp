@@ -102,6 +102,13 @@ std::uint64_t resident_bytes() noexcept {
     return read_text("/proc/self/status", status, sizeof status) ? table_bytes(status, "VmRSS:") : 0;
 }
 
+int thread_count() noexcept {
+    char status[4096];
+    if (!read_text("/proc/self/status", status, sizeof status)) return 0;
+    const char* line = std::strstr(status, "\nThreads:");
+    return line == nullptr ? 0 : std::atoi(line + 9);
+}
+
 bool memory_status(MemoryStatus& status) noexcept {
     char table[8192];
     if (!read_text("/proc/meminfo", table, sizeof table)) return false;

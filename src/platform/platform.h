@@ -62,4 +62,7 @@ void error_text(int code, char* text, std::size_t text_bytes) noexcept;
 /// Resident size of the process now, bytes; 0 when the system does not tell.
 [[nodiscard]] std::uint64_t resident_bytes() noexcept;
 
+/// Threads of the process; 0 when the system does not tell.
+[[nodiscard]] int thread_count() noexcept;
+
 } // namespace vyr::platform

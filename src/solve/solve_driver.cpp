@@ -1,3 +1,4 @@
+#include "core/workforce.h"
 #include "platform/blas_threads.h"
 #include "platform/platform.h"
 #include "solve/solve.h"
@@ -24,6 +25,8 @@ Status mf_solve(Context& context, const Factor& factor, const Matrix& matrix, do
     // A substitution is a long chain of short calls. With a team for the large products it is a quarter
     // faster on an idle machine, and four times slower as soon as another process takes one of the cores.
     const blas::ThreadLimit one_thread(1);
+    const Workforce caller(context, 1);
+    if (caller.status() != Status::OK) return caller.status();
     const Status status = solve(context, factor, matrix, b, nrhs, block);
     context.statistics.t_solve = (platform::clock_ms() - start_ms) / 1000;
     return status;

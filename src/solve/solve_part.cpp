@@ -1,3 +1,4 @@
+#include "core/workforce.h"
 #include "platform/blas_threads.h"
 #include "solve/factor_passes.h"
 #include "solve/node_steps.h"
@@ -103,6 +104,8 @@ Status PartSolver::backward() const noexcept {
 Status mf_solve_part(Context& context, const Factor& factor, SolvePart part, double* x, std::int32_t nrhs,
                      std::int64_t ldx) noexcept {
     const blas::ThreadLimit one_thread(1); // short calls, as in a whole solve
+    const Workforce caller(context, 1);
+    if (caller.status() != Status::OK) return caller.status();
     Buffer<double> scratch(context.memory, factor.analysis->n);
     if (!scratch) return out_of_memory(context);
     const PartSolver solver(context, factor, x, nrhs, ldx, scratch.get());

@@ -1,4 +1,4 @@
-// What a host should have in its environment before OpenMP and the BLAS are loaded (docs/hosts.md).
+// What a host should have in its environment before OpenMP is loaded (docs/hosts.md).
 #pragma once
 
 #include <string>
@@ -13,25 +13,14 @@ namespace vyr::tool {
 /// time.
 inline constexpr const char* SPIN_COUNT = "1000";
 
-/// Kernels of OpenBLAS by what the processor can do.
-inline constexpr const char* AVX512_KERNELS = "SkylakeX";
-inline constexpr const char* AVX2_KERNELS = "Haswell";
-/// What OpenBLAS takes on an x86 processor it does not know, however new: its oldest and slowest kernels.
-inline constexpr const char* FALLBACK_KERNELS = "Prescott";
-
-/// The kernels that serve this processor best when OpenBLAS runs on `blas_kernels`: the same, but for the
-/// fallback those of its widest vectors.
-std::string better_kernels(const std::string& blas_kernels);
-
 /// Name and value of every variable that is wanted and that the user has not set. `lookup` gives the value of
 /// a variable or null, as std::getenv does.
-std::vector<std::pair<const char*, std::string>> missing_settings(const std::string& blas_kernels,
-                                                                  const char* (*lookup)(const char* name));
+std::vector<std::pair<const char*, std::string>> missing_settings(const char* (*lookup)(const char* name));
 
-/// Starts the program anew with the missing settings, once: both libraries read the environment when they are
-/// loaded, so it is too late for this process. What the user has set stays. Call it first in main; it returns
-/// when there is nothing to set or the program cannot be started again. Does nothing but on Linux: Windows
-/// has no exec that keeps the process, so there the user sets what docs/hosts.md names.
+/// Starts the program anew with the missing settings, once: OpenMP reads the environment when it is loaded,
+/// so it is too late for this process. What the user has set stays. Call it first in main; it returns when
+/// there is nothing to set or the program cannot be started again. Does nothing but on Linux: Windows has no
+/// exec that keeps the process, so there the user sets what docs/hosts.md names.
 void restart_with_settings(char** argv);
 
 } // namespace vyr::tool

@@ -1,0 +1,25 @@
+// Which BLAS stands behind platform/blas.h in this process, and what it needs before its first use.
+//
+// own_blas.cpp: an OpenBLAS inside the library, which no other one in the process can take the place of.
+// shared_blas.cpp: the process's; the first library loaded that defines the names serves everybody.
+#pragma once
+
+namespace vyr::blas {
+
+/// One sentence each, or null.
+struct Findings {
+    const char* refusal = nullptr; ///< the BLAS would give wrong results
+    const char* warning = nullptr; ///< it would be slow
+};
+
+/// Makes the BLAS ready when first called, and tells what is wrong with it. Any thread.
+[[nodiscard]] const Findings& findings() noexcept;
+
+/// Name of the kernels that the BLAS runs on; "unknown" when it does not tell. Any thread.
+[[nodiscard]] const char* kernels_text() noexcept;
+
+/// Restarts the library's own BLAS with the kernels of that name, while no call to it runs. The shared one
+/// stays as it is.
+void restart_kernels(const char* name) noexcept;
+
+} // namespace vyr::blas
