@@ -243,7 +243,8 @@ typedef struct vyr_factor_info {
     int64_t two_by_two;               /* 2 x 2 pivots */
     int64_t perturbed;                /* pivots that were replaced: none are, 0 */
     int64_t positive, negative, zero; /* inertia */
-    int64_t failed_equation;          /* 1-based, caller's numbering; 0: none */
+    int64_t failed_equation;          /* 1-based, caller's numbering; 0: none. The first in the order of
+                                         elimination, on any number of threads */
     double failed_pivot;
     int64_t files;
     double file_bytes;

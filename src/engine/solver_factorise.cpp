@@ -9,7 +9,6 @@
 #include "symbolic/analyse.h"
 
 #include <algorithm>
-#include <cfloat>
 
 namespace vyr {
 
@@ -104,18 +103,12 @@ Status factorise(Context& context, const Matrix& canonical, SolverFactor& solver
     return factorise_indefinite(context, canonical, solver);
 }
 
-/// The first equation, in the caller's numbering, whose pivot stopped L L^T.
+/// The equation, in the caller's numbering, whose pivot was the first in the order of elimination to fail.
 void find_failed_equation(const Context& context, SolverFactor& solver) noexcept {
     const Factor& factor = solver.factor();
-    const Analysis& analysis = *factor.analysis;
-    std::int32_t first = analysis.n;
-    for (std::int32_t k = 0; k < analysis.n; ++k) {
-        const double pivot = factor.diag_values[k];
-        if (pivot == -DBL_MAX || pivot > context.settings.pivot_min || analysis.perm[k] >= first) continue;
-        first = analysis.perm[k];
-        solver.failed_pivot = pivot;
-    }
-    if (first < analysis.n) solver.failed_equation = first + 1;
+    const auto column = static_cast<std::int32_t>(context.statistics.failed_column);
+    solver.failed_equation = factor.analysis->perm[column] + 1;
+    solver.failed_pivot = factor.diag_values[column];
 }
 
 /// Says which limit would do.

@@ -7,6 +7,7 @@
 
 #include <omp.h>
 
+#include <algorithm>
 #include <new>
 
 namespace vyr {
@@ -37,23 +38,48 @@ public:
     SpdTask& operator[](std::int32_t t) noexcept { return tasks_[t]; }
     std::int32_t n_subtrees() const noexcept { return count_ - 1; }
 
-    /// Adds up the statistics of all tasks; the last failing one in task order decides status and column.
+    /// Shortens the top task to the nodes in front of the first failing pivot; none when something else
+    /// failed. They depend on no failed node, and one of them may fail itself: then it is the first, on any
+    /// number of threads.
+    void shorten_top_task() noexcept {
+        SpdTask& top = tasks_[n_subtrees()];
+        const SpdTask* const failed = first_failure();
+        if (failed == nullptr) return;
+        const auto* const end = std::partition_point(top.nodes, top.nodes + top.n_nodes, [&](std::int32_t s) {
+            return factor_.analysis->snodes[s].first() < failed->failed_column;
+        });
+        top.n_nodes = static_cast<std::int32_t>(end - top.nodes);
+    }
+
+    /// Adds up the statistics of all tasks; the first failure decides status and column.
     Status collect() noexcept {
-        Status status = Status::OK;
         double flops = 0, assembly_ns = 0;
         for (std::int32_t t = 0; t < count_; ++t) {
             const SpdTask& task = tasks_[t];
             flops += task.flops;
             assembly_ns += static_cast<double>(task.assembly_ns.load());
-            if (task.status != Status::OK) status = task.status;
-            if (task.failed_column >= 0) context_.statistics.failed_column = task.failed_column;
         }
         context_.statistics.flops = flops;
         context_.statistics.t_assembly = assembly_ns * 1e-9;
-        return mf_stop(context_) ? Status::CANCELLED : status;
+        if (mf_stop(context_)) return Status::CANCELLED;
+        const SpdTask* const failed = first_failure();
+        if (failed == nullptr) return Status::OK;
+        if (failed->failed_column >= 0) context_.statistics.failed_column = failed->failed_column;
+        return failed->status;
     }
 
 private:
+    /// The task whose failing pivot comes first, or one that failed for want of storage; null when none
+    /// failed.
+    const SpdTask* first_failure() const noexcept {
+        const SpdTask* first = nullptr;
+        for (std::int32_t t = 0; t < count_; ++t)
+            if (tasks_[t].status != Status::OK &&
+                (first == nullptr || tasks_[t].failed_column < first->failed_column))
+                first = tasks_ + t;
+        return first;
+    }
+
     void prepare(SpdTask& task, std::int32_t t) noexcept {
         const Analysis& analysis = *factor_.analysis;
         const Schedule& schedule = analysis.schedule;
@@ -96,9 +122,8 @@ Status mf_parallel_factor(Context& context, Factor& factor) noexcept {
 #pragma omp for schedule(dynamic, 1) nowait
         for (std::int32_t t = 0; t < n_subtrees; ++t) mf_spd_node(factor, run[t]);
     }
-    bool failed = false;
-    for (std::int32_t t = 0; t < n_subtrees; ++t) failed = failed || run[t].failed;
-    if (!failed && run[n_subtrees].n_nodes > 0) {
+    run.shorten_top_task();
+    if (run[n_subtrees].n_nodes > 0) {
         // The calling thread runs the top task; the others only take strips of its large fronts.
 #pragma omp parallel num_threads(n_threads) if (n_threads > 1)
         {

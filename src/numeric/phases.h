@@ -30,8 +30,8 @@ void mf_lu_init_check(const Log& log, const Factor& factor) noexcept;
 /// Factorises L L^T: subtree tasks on an OpenMP team, handed out one at a time, then the top task.
 /// Operations, assembly time and a failed column go to the statistics.
 ///
-/// Returns OK or the status of the last failing task in task order, whatever thread it ran on. The input
-/// entries must be in the blocks.
+/// Returns OK or the status of the failure that comes first in the order of elimination, whatever the number
+/// of threads. The input entries must be in the blocks.
 Status mf_parallel_factor(Context& context, Factor& factor) noexcept;
 
 /// Allocates what the node loop needs and the factor lacks: the pivot record (n ints), the update matrix's

@@ -22,9 +22,8 @@ struct SpdTask {
     std::int32_t* scratch = nullptr; ///< 2 n integers
     SharedNodes shared;              ///< who is reached by other tasks
 
-    Status status = Status::OK;
-    bool failed = false;             ///< a pivot or the storage failed: the top task must not run
-    std::int32_t failed_column = -1; ///< 0-based, pivot order; -1 when none
+    Status status = Status::OK;      ///< of the first failure
+    std::int32_t failed_column = -1; ///< 0-based, pivot order, where the first failure is a pivot's; or -1
     double flops = 0;
     std::atomic<std::int64_t> assembly_ns{0}; ///< time adding updates, summed over the threads
 };

@@ -7,6 +7,13 @@ namespace vyr {
 
 namespace {
 
+/// What ends the task, or stands in it until the end, is the first failure.
+void note_failure(SpdTask& task, Status status, std::int32_t column) noexcept {
+    if (task.status != Status::OK) return;
+    task.status = status;
+    task.failed_column = column;
+}
+
 /// Copies the diagonal to diag_values; SMALL_PIVOT at the first pivot that is too small, and its column.
 Status check_pivots(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
     const mf_snode& node = factor.analysis->snodes[s];
@@ -15,7 +22,7 @@ Status check_pivots(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
         const double pivot = block[i + static_cast<std::int64_t>(i) * node.npiv];
         factor.diag_values[node.first() + i] = pivot;
         if (pivot <= task.context->settings.pivot_min) {
-            task.failed_column = node.first() + i;
+            note_failure(task, Status::SMALL_PIVOT, node.first() + i);
             return Status::SMALL_PIVOT;
         }
     }
@@ -33,10 +40,7 @@ Status eliminate(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
     if (factor.block(s) == nullptr) return Status::FACTOR_STORAGE;
     const std::int32_t info = mf_dense_cholesky(*task.loops, node.npiv, factor.block(s), node.npiv);
     if (const Status status = check_pivots(factor, s, task); status != Status::OK) return status;
-    if (info != 0) {
-        task.status = Status::NOT_SPD;
-        task.failed = true;
-    }
+    if (info != 0) note_failure(task, Status::NOT_SPD, node.first() + info - 1);
     if (node.nupd > 0) {
         const Status status = context.settings.blocked ? mf_spd_update_blocked(factor, s, task)
                                                        : mf_spd_update(factor, s, task);
@@ -57,8 +61,7 @@ void mf_spd_node(Factor& factor, SpdTask& task) noexcept {
     for (std::int32_t k = 0; k < task.n_nodes; ++k) {
         flops += mf_node_cost(factor.analysis->snodes[task.nodes[k]]);
         if (const Status status = eliminate(factor, task.nodes[k], task); status != Status::OK) {
-            task.status = status;
-            task.failed = true;
+            note_failure(task, status, -1);
             break;
         }
     }
