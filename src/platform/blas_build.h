@@ -12,7 +12,9 @@ struct Findings {
     const char* warning = nullptr; ///< it would be slow
 };
 
-/// Makes the BLAS ready when first called, and tells what is wrong with it. Any thread.
+/// Makes the BLAS ready, and tells what is wrong with it.
+[[nodiscard]] Findings examine() noexcept;
+/// What examine() said when it was asked for the first time, before any call to the BLAS. Any thread.
 [[nodiscard]] const Findings& findings() noexcept;
 
 /// Name of the kernels that the BLAS runs on; "unknown" when it does not tell. Any thread.

@@ -27,17 +27,12 @@ const char* widest_kernels() noexcept {
     return nullptr;
 }
 
-Findings prepare() noexcept {
+} // namespace
+
+Findings examine() noexcept {
     const char* const widest = widest_kernels();
     if (widest != nullptr && std::strcmp(openblas_get_corename(), FALLBACK) == 0) restart_kernels(widest);
     return Findings();
-}
-
-} // namespace
-
-const Findings& findings() noexcept {
-    static const Findings once = prepare();
-    return once;
 }
 
 const char* kernels_text() noexcept {

@@ -1,5 +1,6 @@
 #include "platform/process.h"
 
+#include "platform/blas_build.h"
 #include "platform/platform.h"
 #include "platform/workplaces.h"
 
@@ -96,3 +97,12 @@ OrderingLock::~OrderingLock() {
 }
 
 } // namespace vyr::platform
+
+namespace vyr::blas {
+
+const Findings& findings() noexcept {
+    static const Findings once = examine();
+    return once;
+}
+
+} // namespace vyr::blas

@@ -31,6 +31,8 @@ bool multiplies_right() noexcept {
     return c[0] == 20 && c[1] == 44 && c[2] == 23 && c[3] == 51;
 }
 
+} // namespace
+
 Findings examine() noexcept {
     Findings found;
     if (!takes_our_integers())
@@ -40,13 +42,6 @@ Findings examine() noexcept {
     if (openblas_get_parallel != nullptr && openblas_get_parallel() == PARALLEL_BY_PTHREADS)
         found.warning = "the OpenBLAS in this process has threads of its own, which contend with OpenMP's";
     return found;
-}
-
-} // namespace
-
-const Findings& findings() noexcept {
-    static const Findings once = examine();
-    return once;
 }
 
 const char* kernels_text() noexcept {
