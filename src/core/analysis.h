@@ -63,6 +63,7 @@ struct Schedule {
     Buffer<std::int64_t>
         work_offset; ///< 2 n_tasks: work block of each task, whole updates; then blocked ones
     std::int64_t work_entries[2] = {}; ///< doubles in all work blocks, whole updates; blocked ones
+    double waiting_entries = 0;        ///< doubles in whole updates that wait for their parents, at most
     double critical_share = 0;         ///< nodes with NODE_SHARED / all nodes
 };
 

@@ -24,7 +24,14 @@ Factor::~Factor() {
     release();
 }
 
+void Factor::release_pivoted() noexcept {
+    for (std::int64_t s = 0; s < pivoted.nodes.count(); ++s)
+        if (pivoted.nodes[s].owns_columns) mf_free(*memory, pivoted.nodes[s].columns);
+    pivoted = Pivoted();
+}
+
 void Factor::release() noexcept {
+    release_pivoted();
     for (std::int64_t s = 0; s < blocks.count(); ++s)
         if (blocks[s].bytes != 0) mf_page_free(*memory, blocks[s].values, blocks[s].flags);
     blocks.reset();

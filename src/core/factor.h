@@ -32,7 +32,10 @@ struct FactorWork {
     Buffer<double> task_work;       ///< the tasks' work blocks
     Buffer<std::int32_t> node_work; ///< 2 n scratch integers a task
 
-    // L D L^T only.
+    // Delayed pivots only: the input entries by node, made by mf_list_entries.
+    Buffer<std::int32_t> entries, entry_offset;
+
+    // L D L^T without delayed pivots only.
     Buffer<double> front_work;         ///< rows of the largest front before their division
     Buffer<double> work_block;         ///< ldw x ldw: the update of the node at hand
     Buffer<double> update_stack;       ///< mapped core mode: update_stack_peak doubles
@@ -53,6 +56,30 @@ struct FactorFiles {
     std::int64_t room_bytes = 0;     ///< most that blocks and read buffer may hold in this run
     std::int64_t held_bytes = 0;     ///< separately allocated blocks, with what their pages cost
     std::int64_t finished_bytes = 0; ///< the part of held_bytes that may go to a file
+};
+
+/// A node of a factorization with delayed pivots: its front has more fully summed columns than the analysis
+/// knows, those that found no pivot in its children.
+///
+/// Its block is n_rows x n_eliminated, column-major, leading dimension n_rows: rows are the columns that were
+/// eliminated, in order, those that were passed on to the parent, and the update rows. L has a unit diagonal,
+/// which is not stored; what is above it is of no account.
+struct PivotedNode {
+    std::int32_t n_columns = 0;      ///< fully summed: own ones and those the children passed on
+    std::int32_t n_eliminated = 0;   ///< those that found a pivot here
+    std::int32_t* columns = nullptr; ///< n_columns pivots of the analysis, those eliminated first
+    bool owns_columns = false;       ///< `columns` is not a part of Pivoted::columns
+
+    std::int32_t n_delayed() const noexcept { return n_columns - n_eliminated; }
+};
+
+/// What a factorization with delayed pivots leaves beside the blocks. Pivots are those of the analysis.
+struct Pivoted {
+    Buffer<PivotedNode> nodes;    ///< n_snodes
+    Buffer<std::int32_t> columns; ///< n: the lists of the nodes that nothing was passed on to
+    Buffer<double> beside;        ///< n: entry of D that couples a pivot with the next one; 0 elsewhere
+    std::int32_t n_zero = 0;      ///< pivots that are zero, at the end of the roots
+    std::int64_t n_delayed = 0;   ///< columns passed on, once for each node that did
 };
 
 struct BlockStore; // memory/block_store.h
@@ -96,12 +123,26 @@ struct Factor {
         pivot_index;          ///< n, L D L^T only: chosen row of each pivot, counted from its node's first
     Buffer<double> scale_rhs; ///< n divisors of the right-hand side, caller's numbering; may be empty
     Buffer<double> scale_sol; ///< n divisors of the solution; may be empty
+    Pivoted pivoted;          ///< filled by factorizations with delayed pivots alone
     FactorWork work;
     FactorFiles files;
     mutable SpareBuffer read_buffer;
     BlockStore* block_store = nullptr; ///< while a factorization without lu_values runs
 
     double* block(std::int32_t node) const noexcept { return blocks[node].values; }
+    /// True when `pivoted` says how the blocks are to be read.
+    bool has_delayed() const noexcept { return pivoted.nodes.count() > 0; }
+    /// Rows of a node's block with delayed pivots.
+    std::int32_t n_front_rows(std::int32_t node) const noexcept {
+        return pivoted.nodes[node].n_columns + analysis->snodes[node].nupd;
+    }
+    /// Doubles in a node's finished block.
+    std::int64_t block_entries(std::int32_t node) const noexcept {
+        return has_delayed() ? std::int64_t{n_front_rows(node)} * pivoted.nodes[node].n_eliminated
+                             : analysis->snodes[node].n_entries();
+    }
+    /// Forgets the pivots of a factorization with delayed ones.
+    void release_pivoted() noexcept;
 };
 
 } // namespace vyr

@@ -1,6 +1,7 @@
 #include "engine/inspect.h"
 
 #include "core/pivot_pair.h"
+#include "engine/inspect_delayed.h"
 #include "solve/factor_passes.h"
 
 #include <algorithm>
@@ -115,6 +116,7 @@ void add_eigenvalue(PivotSummary& summary, double value) noexcept {
 
 Status mf_factor_columns(Context& context, const Factor& factor, std::int64_t* ptr, std::int32_t* ind,
                          double* values, std::int32_t* order) noexcept {
+    if (factor.has_delayed()) return mf_delayed_columns(context, factor, ptr, ind, values, order);
     const Analysis& analysis = *factor.analysis;
     count_columns(analysis, ptr);
     if (ind == nullptr && order == nullptr) return Status::OK;
@@ -135,6 +137,7 @@ Status mf_factor_columns(Context& context, const Factor& factor, std::int64_t* p
 }
 
 Status mf_factor_diagonal(Context& context, const Factor& factor, double* diagonal, double* beside) noexcept {
+    if (factor.has_delayed()) return mf_delayed_diagonal(context, factor, diagonal, beside);
     const Analysis& analysis = *factor.analysis;
     if (beside != nullptr) std::fill_n(beside, analysis.n, 0.0);
     if (!is_ldlt(context)) {

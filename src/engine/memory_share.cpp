@@ -28,27 +28,21 @@ std::int64_t mf_factor_nnz(const Analysis& analysis) noexcept {
 double mf_bytes_beside_blocks(const Analysis& analysis, int type, std::int32_t n_threads) noexcept {
     const double strips = 8.0 * tuning::STRIP_COLUMNS * analysis.largest_update * n_threads;
     const double entry_lists = 12.0 * analysis.n_input;
-    double fronts = 0; // a whole one and its whole update
-    if (type == TYPE_LDLT) {
-        std::int64_t largest_block = 0;
-        for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
-            largest_block = std::max(largest_block, analysis.snodes[s].n_entries());
-        const double width = static_cast<double>(analysis.ldw());
-        fronts = 8.0 * (static_cast<double>(largest_block) + width * width);
-    }
+    const double updates = type == TYPE_LDLT ? 8.0 * analysis.schedule.waiting_entries : 0;
     const double vectors = 8.0 * 8.0 * analysis.n + 8.0 * analysis.n_snodes;
-    return static_cast<double>(platform::resident_bytes()) + strips + fronts + entry_lists + vectors +
+    return static_cast<double>(platform::resident_bytes()) + strips + updates + entry_lists + vectors +
            BLAS_BYTES_A_THREAD * n_threads + OTHER_BYTES;
 }
 
-Status mf_path_bytes(Context& context, const Analysis& analysis, double& bytes) noexcept {
+Status mf_path_bytes(Context& context, const Analysis& analysis, int type, double& bytes) noexcept {
     Buffer<double> path(context.memory, analysis.n_snodes);
     if (!path) return out_of_memory(context);
     bytes = 0;
     for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s) {
         const std::int32_t p = analysis.snode_parent[s];
         const auto block_bytes = static_cast<std::uint64_t>(analysis.snodes[s].n_entries()) * sizeof(double);
-        path[s] = static_cast<double>(mf_block_cost(block_bytes)) + (p < 0 ? 0 : path[p]);
+        const bool reached = type == TYPE_SPD && p >= 0; // a node adds to all its ancestors
+        path[s] = static_cast<double>(mf_block_cost(block_bytes)) + (reached ? path[p] : 0);
         bytes = std::max(bytes, path[s]);
     }
     return Status::OK;

@@ -15,13 +15,16 @@ namespace vyr {
 /// Bytes that the process takes beside the factor blocks from here to the end of the solve, what it holds
 /// already included. Ask when the scratch of the analysis has been released.
 ///
-/// type        a TYPE_ value; L D L^T has whole fronts beside the blocks
-/// n_threads   of the factorization
+/// type        a TYPE_ value; L D L^T has whole updates beside the blocks, and more of them with delayed
+/// pivots n_threads   of the factorization
 [[nodiscard]] double mf_bytes_beside_blocks(const Analysis& analysis, int type,
                                             std::int32_t n_threads) noexcept;
 
-/// Largest sum of the blocks of a node and its ancestors, in bytes: no order of elimination holds less.
+/// Largest sum of the blocks of a node and those it adds to, in bytes: no order of elimination holds less.
+/// For L L^T these are all its ancestors; a front of L D L^T stands alone.
+///
 /// Returns OK, or MEMORY without room for n_snodes doubles.
-[[nodiscard]] Status mf_path_bytes(Context& context, const Analysis& analysis, double& bytes) noexcept;
+[[nodiscard]] Status mf_path_bytes(Context& context, const Analysis& analysis, int type,
+                                   double& bytes) noexcept;
 
 } // namespace vyr

@@ -81,12 +81,11 @@ Status mf_solver_memory(Context& context, const SolverAnalysis& made, MemoryNeed
     need.factor = 8.0 * static_cast<double>(analysis.factor_entries);
     const double indices = 4.0 * (static_cast<double>(analysis.row_slab.count()) * 2 +
                                   2.0 * std::max(schedule.n_tasks, 1) * analysis.n);
-    const double square = static_cast<double>(analysis.ldw()) * static_cast<double>(analysis.ldw());
-    const double work = made.type == TYPE_SPD ? static_cast<double>(schedule.work_entries[0])
-                                              : square + static_cast<double>(analysis.largest_front);
+    const double work =
+        made.type == TYPE_SPD ? static_cast<double>(schedule.work_entries[0]) : schedule.waiting_entries;
     need.in_core = need.factor + indices + 8.0 * (work + 2.0 * analysis.n);
     double path_bytes = 0;
-    if (const Status status = mf_path_bytes(context, analysis, path_bytes); status != Status::OK)
+    if (const Status status = mf_path_bytes(context, analysis, made.type, path_bytes); status != Status::OK)
         return status;
     const double beside = mf_bytes_beside_blocks(analysis, made.type, made.settings.n_threads) -
                           static_cast<double>(platform::resident_bytes());

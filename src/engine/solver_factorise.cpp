@@ -40,7 +40,7 @@ void share_limit(Context& context, const SolverFactor& factor, const Analysis& a
     settings.block_limit_bytes = 0;
     if (factor.process_limit_bytes <= 0) return;
     // Several subtrees at a time would hold the blocks of as many paths.
-    if (settings.type == TYPE_SPD && analysis.schedule.n_tasks > 2) settings.n_threads = 1;
+    if (analysis.schedule.n_tasks > 2) settings.n_threads = 1;
     mf_heap_compact(context); // what nobody needs any more must not count
     const double beside = mf_bytes_beside_blocks(analysis, settings.type, settings.n_threads);
     settings.block_limit_bytes = std::max(factor.process_limit_bytes - beside, 1.0);
@@ -49,6 +49,7 @@ void share_limit(Context& context, const SolverFactor& factor, const Analysis& a
 Status run(Context& context, int type, const Structure& structure, const Matrix& canonical,
            SolverFactor& solver, Factor& factor) noexcept {
     solver.type = context.settings.type = type;
+    context.settings.delay_pivots = type == TYPE_LDLT;
     Matrix matrix;
     if (const Status status = structured_matrix(context, structure, canonical, solver.paired_values, matrix);
         status != Status::OK)
@@ -82,11 +83,9 @@ Status make_other_structure(Context& context, const Matrix& canonical, SolverFac
 Status factorise_indefinite(Context& context, const Matrix& canonical, SolverFactor& solver) noexcept {
     if (solver.analysis.type == TYPE_LDLT || !solver.analysis.pairs) {
         solver.other_in_force = false;
-        const Status status =
-            run(context, TYPE_LDLT, solver.analysis.structure, canonical, solver, solver.main);
-        if (status != Status::ILL_CONDITIONED || !solver.analysis.pairs) return status;
+        return run(context, TYPE_LDLT, solver.analysis.structure, canonical, solver, solver.main);
     }
-    // Other values than those the analysis saw may have other weak diagonals.
+    // The analysis, made for L L^T, has not looked for weak diagonals.
     solver.main.release();
     solver.other_in_force = true;
     if (const Status status = make_other_structure(context, canonical, solver); status != Status::OK)

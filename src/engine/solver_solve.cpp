@@ -24,7 +24,7 @@ Status solve_block(Context& context, const SolverFactor& solver, double* x, std:
     const Factor& factor = solver.factor();
     const std::int32_t n = factor.analysis->n;
     const Matrix matrix{{n, nullptr, nullptr}, nullptr}; // no residual is formed here
-    const bool block = nrhs > 1 && solver.type == TYPE_SPD && factor.lu_values;
+    const bool block = nrhs > 1 && (factor.has_delayed() || (solver.type == TYPE_SPD && factor.lu_values));
     const std::int32_t width = block ? nrhs : 1;
     for (std::int32_t k = 0; k < nrhs; k += width) {
         if (mf_stop(context)) return Status::CANCELLED;

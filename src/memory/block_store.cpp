@@ -1,5 +1,6 @@
 #include "memory/block_store.h"
 
+#include "memory/entry_lists.h"
 #include "memory/factor_files.h"
 #include "memory/memory_plan.h"
 
@@ -12,31 +13,6 @@ namespace vyr {
 namespace {
 
 constexpr std::int64_t NO_LIMIT = INT64_MAX;
-
-/// Node whose block holds position `position` of the factor.
-std::int32_t node_at(const Analysis& analysis, std::int64_t position) noexcept {
-    const mf_snode* begin = analysis.snodes.get();
-    const mf_snode* end = begin + analysis.n_snodes;
-    const mf_snode* above = std::upper_bound(
-        begin, end, position, [](std::int64_t p, const mf_snode& node) noexcept { return p < node.start; });
-    return static_cast<std::int32_t>(above - begin) - 1;
-}
-
-/// Counting sort of the input entries by node. It is stable, so that of repeated entries the last one wins.
-Status sort_entries(Context& context, const Analysis& analysis, BlockStore& store) noexcept {
-    Buffer<std::int32_t> node_of(context.memory, analysis.n_input);
-    store.entries = Buffer<std::int32_t>(context.memory, analysis.n_input);
-    store.entry_offset = Buffer<std::int32_t>(context.memory, std::int64_t{analysis.n_snodes} + 2, 0);
-    if (!node_of || !store.entries || !store.entry_offset) return out_of_memory(context);
-    std::int32_t* next = store.entry_offset.get() + 1; // next[s] ends up as the offset of node s + 1
-    for (std::int32_t e = 0; e < analysis.n_input; ++e) {
-        node_of[e] = node_at(analysis, analysis.value_map[e]);
-        ++next[node_of[e] + 1];
-    }
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) next[s + 1] += next[s];
-    for (std::int32_t e = 0; e < analysis.n_input; ++e) store.entries[next[node_of[e]]++] = e;
-    return Status::OK;
-}
 
 /// The host's choice of directory, kept for the solves.
 Status keep_directory(Context& context, Factor& factor) noexcept {
@@ -145,11 +121,11 @@ Status no_block(Context& context, const Factor& factor) noexcept {
     return out_of_memory(context, Status::FACTOR_STORAGE);
 }
 
-Status obtain_block(Context& context, Factor& factor, std::int32_t s) noexcept {
+/// A block of `entries` zeros.
+Status make_block(Context& context, Factor& factor, std::int32_t s, std::int64_t entries) noexcept {
     FactorBlock& block = factor.blocks[s];
-    if (block.values != nullptr) return Status::OK;
     if ((block.flags & BLOCK_WRITTEN) != 0) return Status::FACTOR_STORAGE;
-    const auto bytes = static_cast<std::uint64_t>(factor.analysis->snodes[s].n_entries()) * sizeof(double);
+    const auto bytes = static_cast<std::uint64_t>(entries) * sizeof(double);
     void* memory = allocate_block(context, factor, bytes, block.flags);
     if (memory == nullptr) return no_block(context, factor);
     // Fresh pages are zero already. They are touched here all the same, by one thread: several that fault at
@@ -158,6 +134,14 @@ Status obtain_block(Context& context, Factor& factor, std::int32_t s) noexcept {
     block.values = static_cast<double*>(memory);
     block.bytes = bytes;
     factor.files.held_bytes += mf_block_cost(bytes);
+    return Status::OK;
+}
+
+Status obtain_block(Context& context, Factor& factor, std::int32_t s) noexcept {
+    if (factor.blocks[s].values != nullptr) return Status::OK;
+    if (const Status status = make_block(context, factor, s, factor.analysis->snodes[s].n_entries());
+        status != Status::OK)
+        return status;
     scatter_entries(factor, s);
     return Status::OK;
 }
@@ -171,7 +155,8 @@ Status mf_open_store(Context& context, Factor& factor, const double* values, Blo
             mf_ooc_buffer(context, factor_bytes, settings.reserve_bytes, store.buffer_bytes);
         status != Status::OK)
         return status;
-    if (const Status status = sort_entries(context, *factor.analysis, store); status != Status::OK)
+    if (const Status status = mf_list_entries(context, *factor.analysis, store.entries, store.entry_offset);
+        status != Status::OK)
         return status;
     if (const Status status = keep_directory(context, factor); status != Status::OK) return status;
     store.values = values;
@@ -187,6 +172,11 @@ Status mf_open_store(Context& context, Factor& factor, const double* values, Blo
 Status mf_store_obtain(Context& context, Factor& factor, std::int32_t node) noexcept {
     const Hold hold(factor.block_store->lock);
     return obtain_block(context, factor, node);
+}
+
+Status mf_store_make(Context& context, Factor& factor, std::int32_t node, std::int64_t entries) noexcept {
+    const Hold hold(factor.block_store->lock);
+    return make_block(context, factor, node, entries);
 }
 
 Status mf_store_obtain_targets(Context& context, Factor& factor, std::int32_t node) noexcept {

@@ -39,6 +39,9 @@ Status mf_open_store(Context& context, Factor& factor, const double* values, Blo
 Status mf_store_obtain(Context& context, Factor& factor, std::int32_t node) noexcept;
 Status mf_store_obtain_targets(Context& context, Factor& factor, std::int32_t node) noexcept;
 
+/// Makes a block of `entries` zeros for a node that has none. Returns and threads as above.
+Status mf_store_make(Context& context, Factor& factor, std::int32_t node, std::int64_t entries) noexcept;
+
 /// Marks a node finished: its update has been passed on. Writes files when enough has come together. A
 /// failure to write is none of the factorization as long as memory lasts. Threads: takes the factorization
 /// lock.

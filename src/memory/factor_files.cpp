@@ -17,15 +17,15 @@ bool writable(const FactorBlock& block) noexcept {
 
 /// The count of a record has 31 bits. Ancestors of a node that does not fit must not be written before it,
 /// so writing ends there.
-bool fits_record(const mf_snode& node) noexcept {
-    return node.n_entries() <= INT32_MAX;
+bool fits_record(const Factor& factor, std::int32_t s) noexcept {
+    return factor.block_entries(s) <= INT32_MAX;
 }
 
 /// First writable node from `s` on; n_snodes when there is none.
 std::int32_t next_writable(const Factor& factor, std::int32_t s) noexcept {
     const std::int32_t n_snodes = factor.analysis->n_snodes;
     while (s < n_snodes && !writable(factor.blocks[s])) ++s;
-    return s < n_snodes && fits_record(factor.analysis->snodes[s]) ? s : n_snodes;
+    return s < n_snodes && fits_record(factor, s) ? s : n_snodes;
 }
 
 void print_progress(const Context& context, std::int32_t number, double percent, const char* end) noexcept {
@@ -52,7 +52,7 @@ void append(Context& context, Factor& factor, std::int32_t s, Output& out) noexc
     const mf_snode& node = factor.analysis->snodes[s];
     const std::int32_t key = node.first();
     out.percent = (static_cast<double>(key) + node.npiv) * 100 / factor.analysis->n;
-    const auto count = static_cast<std::int32_t>(node.n_entries());
+    const auto count = static_cast<std::int32_t>(factor.block_entries(s));
     out.failed = mf_lu_file(context, factor, out.file, factor.files.count, key, count, factor.block(s),
                             out.percent, FILE_APPEND) != Status::OK;
     if (out.failed) return;
@@ -91,7 +91,7 @@ void commit(const Context& context, Factor& factor, const Output& out) noexcept 
         FactorBlock& block = factor.blocks[s];
         if (!writable(block)) continue;
         files.finished_bytes -= mf_block_cost(block.bytes);
-        files.doubles += factor.analysis->snodes[s].n_entries();
+        files.doubles += factor.block_entries(s);
         mf_release_block(factor, s);
         block.flags |= BLOCK_WRITTEN;
         block.file_number = static_cast<std::uint32_t>(files.count);

@@ -39,7 +39,7 @@ std::int32_t node_of(const Factor& factor, std::int32_t number, const RecordHead
     if (header.key < 0 || header.key >= factor.analysis->n) return -1;
     const std::int32_t s = node_of_column[header.key];
     if (s < 0) return -1;
-    const bool same_count = factor.analysis->snodes[s].n_entries() == header.count;
+    const bool same_count = factor.block_entries(s) == header.count;
     return same_count && written_to(factor.blocks[s], number) ? s : -1;
 }
 
@@ -111,7 +111,7 @@ int mf_load_factor_file(const Factor& factor, std::int32_t number, const std::in
     for (std::int32_t k = 0; k < n_records; ++k) {
         const std::int32_t s = node_list[k];
         block_of[s] = reinterpret_cast<const double*>(record + RECORD_HEADER_BYTES);
-        record += RECORD_HEADER_BYTES + factor.analysis->snodes[s].n_entries() * 8;
+        record += RECORD_HEADER_BYTES + factor.block_entries(s) * 8;
     }
     return n_records;
 }

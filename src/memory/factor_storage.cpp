@@ -70,11 +70,13 @@ Status mf_task_work_blocks(Context& context, Factor& factor, bool blocked) noexc
 Status mf_alloc_L(Context& context, Factor& factor) noexcept {
     const Settings& settings = context.settings;
     const Analysis& analysis = *factor.analysis;
-    // 1. One record a block, and the tasks' work space.
+    // 1. One record a block, and the tasks' work space; fronts with delayed pivots bring their own.
     factor.blocks = Buffer<FactorBlock>::zeroed(*factor.memory, analysis.n_snodes);
     if (!factor.blocks) return no_storage(context);
-    if (const Status status = mf_task_work_blocks(context, factor, settings.blocked); status != Status::OK)
-        return status;
+    if (!settings.delay_pivots)
+        if (const Status status = mf_task_work_blocks(context, factor, settings.blocked);
+            status != Status::OK)
+            return status;
     // 2. The word of the memory plan on the whole factor.
     const double factor_bytes = static_cast<double>(analysis.factor_entries) * sizeof(double);
     double ratio = 0;
@@ -88,6 +90,7 @@ Status mf_alloc_L(Context& context, Factor& factor) noexcept {
         if (const Status status = mf_reserve_factor_values(context, factor); status != Status::OK)
             return status;
     // 4. Work space of the elimination.
+    if (settings.delay_pivots) return Status::OK;
     if (const Status status = allocate_front_work(context, factor); status != Status::OK) return status;
     return allocate_node_work(context, factor);
 }

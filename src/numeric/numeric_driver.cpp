@@ -5,6 +5,7 @@
 #include "memory/factor_storage.h"
 #include "memory/mapped_store.h"
 #include "memory/memory_plan.h"
+#include "numeric/delayed.h"
 #include "numeric/phases.h"
 
 #include <algorithm>
@@ -70,8 +71,9 @@ Status check_growth(Context& context, const Factor& factor) noexcept {
     return Status::OK;
 }
 
-/// L L^T on the tasks of the schedule, or L D L^T node after node.
-Status eliminate(Context& context, Factor& factor) noexcept {
+/// L L^T and L D L^T with delayed pivots on the tasks of the schedule, or L D L^T node after node.
+Status eliminate(Context& context, const double* values, Factor& factor) noexcept {
+    if (context.settings.delay_pivots) return mf_delayed_factor(context, values, factor);
     if (context.settings.type != TYPE_SPD) {
         const Status status = mf_ldlt_prepare(context, factor);
         return status != Status::OK ? status : mf_node_loop(context, factor, 0, factor.analysis->n_snodes);
@@ -84,7 +86,7 @@ Status eliminate(Context& context, Factor& factor) noexcept {
 Status factorise_out_of_core(Context& context, const double* values, Factor& factor) noexcept {
     BlockStore store;
     Status status = open_storage(context, values, factor, store);
-    if (status == Status::OK) status = eliminate(context, factor);
+    if (status == Status::OK) status = eliminate(context, values, factor);
     if (status == Status::OK) status = mf_store_close(context, factor);
     factor.block_store = nullptr;
     return status;
@@ -93,6 +95,7 @@ Status factorise_out_of_core(Context& context, const double* values, Factor& fac
 Status factorise(Context& context, const double* values, Factor& factor) noexcept {
     // 1. A clean slate: pivots, blocks, files and counters of the run before.
     factor.diag_values.fill(-DBL_MAX);
+    factor.release_pivoted();
     mf_reset_factor_files(context, factor);
     context.statistics.flops = 0;
     context.statistics.t_assembly = 0;
@@ -101,12 +104,13 @@ Status factorise(Context& context, const double* values, Factor& factor) noexcep
     if (!factor.lu_values && (core_mode == CORE_IN || core_mode == CORE_GBLAS))
         if (mf_reserve_factor_values(context, factor) != Status::OK) return Status::MEMORY;
     if (!factor.lu_values) return factorise_out_of_core(context, values, factor);
+    if (context.settings.delay_pivots) return eliminate(context, values, factor);
     // 3. Input entries into the factor blocks.
     if (const Status status = mf_assemble_input(context, values, factor); status != Status::OK) return status;
     if (context.settings.check_values) mf_lu_init_check(context.log, factor);
     if (const Status status = check_buffer(context, factor); status != Status::OK) return status;
     // 4. Elimination.
-    return eliminate(context, factor);
+    return eliminate(context, values, factor);
 }
 
 } // namespace

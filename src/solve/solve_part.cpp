@@ -3,6 +3,7 @@
 #include "solve/factor_passes.h"
 #include "solve/node_steps.h"
 #include "solve/solve.h"
+#include "solve/solve_delayed.h"
 
 #include <algorithm>
 
@@ -103,6 +104,7 @@ Status PartSolver::backward() const noexcept {
 
 Status mf_solve_part(Context& context, const Factor& factor, SolvePart part, double* x, std::int32_t nrhs,
                      std::int64_t ldx) noexcept {
+    if (factor.has_delayed()) return mf_solve_delayed_part(context, factor, part, x, nrhs, ldx);
     const blas::ThreadLimit one_thread(1); // short calls, as in a whole solve
     const Workforce caller(context, 1);
     if (caller.status() != Status::OK) return caller.status();

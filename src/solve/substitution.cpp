@@ -1,5 +1,7 @@
 #include "solve/substitution.h"
 
+#include "solve/solve_delayed.h"
+
 namespace vyr {
 
 namespace {
@@ -11,6 +13,8 @@ void divide(double* x, const Buffer<double>& scale) noexcept {
 // A factor that is not in core as a whole never reaches a kernel that expects it there. The block solve sends
 // core mode 5 to the out-of-core kernel and the single solve does not: deliberate.
 Status run_kernel(Context& context, const Factor& factor, double* x, std::int32_t nrhs, bool block) noexcept {
+    if (factor.has_delayed())
+        return mf_solve_delayed(context, factor, x, block ? nrhs : 1, factor.analysis->n);
     const int mode = context.settings.core_mode;
     const bool stored_in_core = static_cast<bool>(factor.lu_values);
     const bool in_core = stored_in_core && (mode == CORE_IN || mode == CORE_MAPPED);

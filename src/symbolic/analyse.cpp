@@ -108,6 +108,7 @@ Status mf_analyse(Context& context, const Pattern& pattern, Analysis& analysis,
     if (status == Status::OK) status = analyse_pattern(context, input, analysis, ordering_ms);
     // 3. Parallel schedule.
     if (status == Status::OK) status = mf_task_partition(context, analysis);
+    if (status == Status::OK) status = mf_waiting_updates(context, analysis);
     return status;
 }
 

@@ -226,10 +226,10 @@ TEST(MemoryShare, CountsTheBlocksOfTheHeaviestPath) {
             path += static_cast<double>(mf_block_cost(run.analysis.snodes[p].n_entries() * sizeof(double)));
         heaviest = std::max(heaviest, path);
     }
-    ASSERT_EQ(mf_path_bytes(test.context, run.analysis, bytes), Status::OK);
+    ASSERT_EQ(mf_path_bytes(test.context, run.analysis, TYPE_SPD, bytes), Status::OK);
     EXPECT_EQ(bytes, heaviest);
     test.faults.allocation.set(1);
-    EXPECT_EQ(mf_path_bytes(test.context, run.analysis, bytes), Status::MEMORY);
+    EXPECT_EQ(mf_path_bytes(test.context, run.analysis, TYPE_SPD, bytes), Status::MEMORY);
 }
 
 TEST(FullStorage, HasBothTrianglesAndEveryDiagonal) {

@@ -95,7 +95,7 @@ struct Trip : TestContext {
         Accounting other;
         Context own(other);
         double path_bytes = 0;
-        EXPECT_EQ(mf_path_bytes(own, run.analysis, path_bytes), Status::OK);
+        EXPECT_EQ(mf_path_bytes(own, run.analysis, context.settings.type, path_bytes), Status::OK);
         context.settings.block_limit_bytes = share * path_bytes;
     }
     /// The factor solves, and what is said of files and memory is so.

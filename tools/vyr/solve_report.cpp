@@ -109,10 +109,9 @@ std::string failure_sentence(const SolveResult& result) {
     case VYR_STATUS_NOT_POSITIVE:
         return not_positive_definite(result);
     case VYR_STATUS_SINGULAR:
-        return "No pivot could be found for some equation: the matrix is singular, or has more zeros on its "
-               "diagonal than can be paired with other equations. Check for constraints that repeat each "
-               "other and for parts that nothing holds; else put a small number on the zero diagonal "
-               "entries.";
+        return "No pivot could be found for some equation: the matrix is singular. Check for constraints "
+               "that "
+               "repeat each other and for parts that nothing holds.";
     case VYR_STATUS_TOO_LARGE:
     case VYR_STATUS_MEMORY:
         return out_of_memory(result);

@@ -1,0 +1,225 @@
+#include "solve/solve_delayed.h"
+
+#include "core/pivot_pair.h"
+#include "solve/factor_passes.h"
+#include "solve/front_substitution.h"
+
+#include <algorithm>
+
+namespace vyr {
+
+namespace {
+
+constexpr std::int32_t WIDEST_PANEL = 32; ///< right-hand sides at a time
+
+enum class Numbering { ANALYSED, PIVOTS, ELIMINATION };
+
+/// Right-hand sides in the order of the analysis's pivots, those of one variable side by side.
+class Panel {
+public:
+    Panel(Context& context, const Factor& factor) noexcept
+        : context_(context), factor_(factor), loops_(mf_front_substitution(context.settings.instructions)) {}
+
+    /// Room for `width` right-hand sides; `by_elimination` when vectors come or go in that numbering.
+    Status open(std::int32_t width, bool by_elimination) noexcept;
+
+    void load(Numbering from, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept;
+    void store(Numbering to, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept;
+    Status forward() noexcept;
+    void divide() noexcept;
+    Status backward() noexcept;
+
+private:
+    double* of(std::int32_t variable) const noexcept { return w_ + variable * stride_; }
+    std::int32_t place(Numbering numbering, std::int32_t variable) const noexcept {
+        if (numbering == Numbering::PIVOTS) return variable;
+        return numbering == Numbering::ANALYSED ? factor_.analysis->perm[variable] : place_[variable];
+    }
+    UnitTrapezoid front(std::int32_t s, const double* block) const noexcept {
+        return {factor_.n_front_rows(s), factor_.pivoted.nodes[s].n_eliminated, block};
+    }
+    void gather(std::int32_t s) noexcept;
+    void scatter(std::int32_t s, std::int32_t n_rows) noexcept;
+    void divide_pivot(std::int32_t variable) noexcept;
+    void divide_pair(std::int32_t first, std::int32_t second) noexcept;
+
+    Context& context_;
+    const Factor& factor_;
+    const FrontSubstitution& loops_;
+    Buffer<double> memory_;
+    Buffer<std::int32_t> place_;
+    double* w_ = nullptr; ///< n rows of stride_
+    double* t_ = nullptr; ///< the rows of one front
+    std::int64_t stride_ = 1;
+};
+
+Status Panel::open(std::int32_t width, bool by_elimination) noexcept {
+    const std::int32_t n = factor_.analysis->n;
+    stride_ = width == 1 ? 1 : (width + simd::LANES - 1) / simd::LANES * simd::LANES;
+    std::int64_t most_rows = 0;
+    for (std::int32_t s = 0; s < factor_.analysis->n_snodes; ++s)
+        most_rows = std::max<std::int64_t>(most_rows, factor_.n_front_rows(s));
+    memory_ = Buffer<double>(context_.memory, (n + most_rows) * stride_);
+    if (!memory_) return out_of_memory(context_);
+    w_ = memory_.get();
+    t_ = w_ + n * stride_;
+    if (!by_elimination) return Status::OK;
+    place_ = Buffer<std::int32_t>(context_.memory, n);
+    if (!place_) return out_of_memory(context_);
+    mf_elimination_places(factor_, place_.get());
+    return Status::OK;
+}
+
+void Panel::load(Numbering from, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept {
+    for (std::int32_t k = 0; k < factor_.analysis->n; ++k) {
+        const double* row = x + place(from, k);
+        for (std::int32_t r = 0; r < nrhs; ++r) of(k)[r] = row[r * ldx];
+        for (std::int64_t r = nrhs; r < stride_; ++r) of(k)[r] = 0;
+    }
+}
+
+void Panel::store(Numbering to, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept {
+    for (std::int32_t k = 0; k < factor_.analysis->n; ++k) {
+        double* row = x + place(to, k);
+        for (std::int32_t r = 0; r < nrhs; ++r) row[r * ldx] = of(k)[r];
+    }
+}
+
+void Panel::gather(std::int32_t s) noexcept {
+    const PivotedNode& pivoted = factor_.pivoted.nodes[s];
+    const mf_snode& node = factor_.analysis->snodes[s];
+    double* t = t_;
+    for (std::int32_t k = 0; k < pivoted.n_columns; ++k, t += stride_)
+        std::copy_n(of(pivoted.columns[k]), stride_, t);
+    for (std::int32_t k = 0; k < node.nupd; ++k, t += stride_)
+        std::copy_n(of(node.update_rows()[k]), stride_, t);
+}
+
+void Panel::scatter(std::int32_t s, std::int32_t n_rows) noexcept {
+    const PivotedNode& pivoted = factor_.pivoted.nodes[s];
+    const mf_snode& node = factor_.analysis->snodes[s];
+    const double* t = t_;
+    const std::int32_t n_columns = std::min(n_rows, pivoted.n_columns);
+    for (std::int32_t k = 0; k < n_columns; ++k, t += stride_)
+        std::copy_n(t, stride_, of(pivoted.columns[k]));
+    for (std::int32_t k = 0; k < n_rows - n_columns; ++k, t += stride_)
+        std::copy_n(t, stride_, of(node.update_rows()[k]));
+}
+
+Status Panel::forward() noexcept {
+    return mf_visit_nodes(context_, factor_, true, [this](std::int32_t s, const double* block) noexcept {
+        gather(s);
+        if (stride_ == 1)
+            loops_.forward_one(front(s, block), t_);
+        else
+            loops_.forward(front(s, block), t_, stride_);
+        scatter(s, factor_.n_front_rows(s));
+    });
+}
+
+Status Panel::backward() noexcept {
+    return mf_visit_nodes(context_, factor_, false, [this](std::int32_t s, const double* block) noexcept {
+        gather(s);
+        if (stride_ == 1)
+            loops_.backward_one(front(s, block), t_);
+        else
+            loops_.backward(front(s, block), t_, stride_);
+        scatter(s, factor_.pivoted.nodes[s].n_eliminated);
+    });
+}
+
+/// A zero pivot leaves its component free; 0 serves a consistent system.
+void Panel::divide_pivot(std::int32_t variable) noexcept {
+    const double d = factor_.diag_values[variable];
+    double* x = of(variable);
+    for (std::int64_t r = 0; r < stride_; ++r) x[r] = d == 0 ? 0 : x[r] / d;
+}
+
+void Panel::divide_pair(std::int32_t first, std::int32_t second) noexcept {
+    const PivotPair pair(factor_.diag_values[first], factor_.pivoted.beside[first],
+                         factor_.diag_values[second]);
+    double *x = of(first), *y = of(second);
+    for (std::int64_t r = 0; r < stride_; ++r) {
+        const double z1 = x[r], z2 = y[r];
+        x[r] = pair.first(z1, z2) / pair.t;
+        y[r] = pair.second(z1, z2) / pair.t;
+    }
+}
+
+void Panel::divide() noexcept {
+    for (std::int32_t s = 0; s < factor_.analysis->n_snodes; ++s) {
+        const PivotedNode& pivoted = factor_.pivoted.nodes[s];
+        for (std::int32_t k = 0; k < pivoted.n_eliminated; ++k) {
+            const std::int32_t variable = pivoted.columns[k];
+            if (factor_.pivoted.beside[variable] == 0)
+                divide_pivot(variable);
+            else
+                divide_pair(variable, pivoted.columns[++k]);
+        }
+    }
+}
+
+/// A way through the factor: between two numberings, some of the three steps.
+struct Way {
+    Numbering from, to;
+    bool forward, divide, backward;
+
+    Status go(Context& context, const Factor& factor, double* x, std::int32_t nrhs,
+              std::int64_t ldx) const noexcept {
+        const bool by_elimination = from == Numbering::ELIMINATION || to == Numbering::ELIMINATION;
+        Panel panel(context, factor);
+        if (const Status status = panel.open(std::min(nrhs, WIDEST_PANEL), by_elimination);
+            status != Status::OK)
+            return status;
+        for (std::int32_t first = 0; first < nrhs; first += WIDEST_PANEL) {
+            const std::int32_t width = std::min(nrhs - first, WIDEST_PANEL);
+            double* columns = x + first * ldx;
+            panel.load(from, columns, width, ldx);
+            Status status = forward ? panel.forward() : Status::OK;
+            if (status == Status::OK && divide) panel.divide();
+            if (status == Status::OK && backward) status = panel.backward();
+            if (status != Status::OK) return status;
+            panel.store(to, columns, width, ldx);
+        }
+        return Status::OK;
+    }
+};
+
+} // namespace
+
+Status mf_solve_delayed(Context& context, const Factor& factor, double* x, std::int32_t nrhs,
+                        std::int64_t ldx) noexcept {
+    return Way{Numbering::ANALYSED, Numbering::ANALYSED, true, true, true}.go(context, factor, x, nrhs, ldx);
+}
+
+Status mf_solve_delayed_part(Context& context, const Factor& factor, SolvePart part, double* x,
+                             std::int32_t nrhs, std::int64_t ldx) noexcept {
+    using enum Numbering;
+    const auto go = [&](const Way& way) noexcept { return way.go(context, factor, x, nrhs, ldx); };
+    switch (part) {
+    case SolvePart::P:
+        return go({ANALYSED, PIVOTS, false, false, false});
+    case SolvePart::L:
+        return go({PIVOTS, ELIMINATION, true, false, false});
+    case SolvePart::D:
+        return go({ELIMINATION, ELIMINATION, false, true, false});
+    case SolvePart::LT:
+        return go({ELIMINATION, PIVOTS, false, false, true});
+    case SolvePart::PT:
+        return go({PIVOTS, ANALYSED, false, false, false});
+    case SolvePart::PL:
+        return go({ANALYSED, ELIMINATION, true, false, false});
+    default:
+        return go({ELIMINATION, ANALYSED, false, false, true});
+    }
+}
+
+void mf_elimination_places(const Factor& factor, std::int32_t* place) noexcept {
+    std::int32_t next = 0;
+    for (std::int32_t s = 0; s < factor.analysis->n_snodes; ++s) {
+        const PivotedNode& pivoted = factor.pivoted.nodes[s];
+        for (std::int32_t k = 0; k < pivoted.n_eliminated; ++k) place[pivoted.columns[k]] = next++;
+    }
+}
+
+} // namespace vyr

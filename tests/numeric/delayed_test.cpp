@@ -1,0 +1,95 @@
+// L D L^T with delayed pivots on whole matrices, most of whose diagonals are too weak where they come first.
+#include "support/capture.h"
+#include "support/engine.h"
+
+#include <gtest/gtest.h>
+
+using namespace vyr;
+using namespace vyr::test;
+
+namespace {
+
+/// Small diagonals everywhere but in every `strong`-th equation.
+Csc weak_diagonals(Csc a, int strong) {
+    for (std::int32_t j = 0; j < a.n; ++j)
+        if (j % strong != 0) a.values[a.colptr[j]] *= 1e-9;
+    return a;
+}
+
+struct Delayed {
+    TempDirectory directory;
+    TestContext test;
+    EngineRun run{test};
+    Settings& settings = test.context.settings;
+
+    explicit Delayed(int n_threads = 1, int core_mode = CORE_IN) {
+        settings.type = TYPE_LDLT;
+        settings.delay_pivots = true;
+        settings.n_threads = n_threads;
+        settings.core_mode = core_mode;
+    }
+};
+
+} // namespace
+
+TEST(Delayed, SolvesWhateverTheDiagonalAndAlikeWhenRepeated) {
+    Rng rng(test_seed());
+    std::int64_t n_delayed = 0;
+    for (const Csc& pattern : {spd(400, grid_edges(20, 20), rng()), spd(1000, grid_edges(10, 10, 10), rng()),
+                               spd(600, random_edges(600, 1500, rng), rng()),
+                               spd(1380, cliques_and_separator(12, 40, 900), rng())})
+        for (const int strong : {1, 3, 1 << 30}) {
+            const Csc a = weak_diagonals(pattern, strong);
+            SCOPED_TRACE(testing::Message() << a.n << " " << strong);
+            const std::vector<double> b = random_vector(a.n * 3, 5);
+            std::vector<double> x[3];
+            for (const int k : {0, 1, 2}) {
+                Delayed d(2, k == 2 ? CORE_OUT : CORE_IN);
+                ASSERT_EQ(d.run.run(a), Status::OK) << d.test.context.reason;
+                ASSERT_TRUE(k != 1 || d.run.factorise(a) == Status::OK) << "once more in the same storage";
+                x[k] = d.run.solve(a, b, 3);
+                n_delayed += d.run.factor.pivoted.n_delayed;
+                for (const int column : {0, a.n, 2 * a.n})
+                    EXPECT_LT(backward_error(a, &x[k][column], &b[column]), 1e-11);
+            }
+            EXPECT_EQ(x[0], x[1]);
+        }
+    EXPECT_GT(n_delayed, 1000);
+}
+
+TEST(Delayed, TellsTheRankAndSolvesConsistentSystemsOfSingularMatrices) {
+    Csc a = spd(300, grid_edges(15, 20));
+    for (double& value : a.values) value = value < 0 ? -1 : 1;
+    std::vector<double> sum(a.n);
+    for (int j = 0; j < a.n; ++j)
+        for (int k = a.colptr[j] + 1; k < a.colptr[j + 1]; ++k)
+            sum[j] -= a.values[k], sum[a.rowind[k]] -= a.values[k];
+    for (int j = 0; j < a.n; ++j) a.values[a.colptr[j]] = sum[j]; // constants are in the null space
+    Delayed d;
+    d.settings.zero_pivot = 1e-12;
+    EXPECT_EQ(d.run.run(a), Status::ILL_CONDITIONED);
+    EXPECT_NE(std::string(d.test.context.reason).find("its rank is 299, 1 less"), std::string::npos);
+    d.settings.zero_pivots = true;
+    ASSERT_EQ(d.run.factorise(a), Status::OK);
+    EXPECT_EQ(d.run.factor.pivoted.n_zero, 1);
+    const std::vector<double> b = multiply(a, random_vector(a.n, 3)), x = d.run.solve(a, b);
+    EXPECT_LT(backward_error(a, x.data(), b.data()), 1e-12);
+}
+
+TEST(Delayed, AnyMissingMemoryIsAStatusAndLosesNothing) {
+    const Csc a = weak_diagonals(spd(200, grid_edges(10, 20)), 4);
+    for (const int core_mode : {CORE_IN, CORE_OUT}) {
+        Delayed d(1, core_mode);
+        ASSERT_EQ(d.run.analyse(a), Status::OK);
+        Status status = Status::MEMORY;
+        for (int k = 1; status != Status::OK; ++k) {
+            ASSERT_LT(k, 2000);
+            d.test.faults.allocation.set(k);
+            status = d.run.factorise(a);
+            ASSERT_TRUE(status == Status::OK || status == Status::MEMORY || status == Status::FACTOR_STORAGE)
+                << code(status) << d.test.context.reason;
+        }
+        d.test.faults.allocation.set(0);
+        EXPECT_LT(solve_error(d.run, a), 1e-12);
+    }
+}
