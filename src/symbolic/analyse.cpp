@@ -62,10 +62,14 @@ Status build_structure(Context& context, const FullPattern& full, std::int32_t* 
     if (status != Status::OK) return status;
     invert();
     status = mf_colcount(context, full.pattern(), inverse.get(), nonzeros, analysis);
-    if (status == Status::OK) status = mf_supernodes(context, nonzeros, analysis);
-    if (status == Status::OK) status = mf_factor_positions(context, full, inverse.get(), analysis);
-    if (status == Status::OK) status = mf_snode_finish(context, analysis);
-    if (status == Status::OK) status = mf_update_stack(context, analysis);
+    const auto goes_on = [&] { // asked between steps, none of which takes long
+        if (status == Status::OK && mf_stop(context)) status = Status::CANCELLED;
+        return status == Status::OK;
+    };
+    if (goes_on()) status = mf_supernodes(context, nonzeros, analysis);
+    if (goes_on()) status = mf_factor_positions(context, full, inverse.get(), analysis);
+    if (goes_on()) status = mf_snode_finish(context, analysis);
+    if (goes_on()) status = mf_update_stack(context, analysis);
     return status;
 }
 
