@@ -12,7 +12,6 @@ enum CtrlSlot {
     CTRL_PIVOTING = 13,         ///< pivoting kind, printed by the console summary
     CTRL_STRATEGY_F = 14,       ///< reported only
     CTRL_RESERVED_15 = 15,      ///< stored only
-    CTRL_RESERVED_16 = 16,      ///< stored only
     CTRL_SCALING = 17,          ///< 0 none, 1 right-hand side, 2 solution, 3 both
     CTRL_RESERVED_19 = 19,      ///< stored only
     CTRL_CORE_MODE = 20,        ///< a CORE_ value
@@ -24,7 +23,6 @@ enum CtrlSlot {
     CTRL_PIVOT_THRESHOLD = 32, ///< reported only
     CTRL_RESERVED_33 = 33,     ///< stored only
     CTRL_BLOCK_SIZE = 36,      ///< reported only
-    CTRL_RESERVED_37 = 37,     ///< stored only
     CTRL_PIVOT_MIN = 40,       ///< smallest acceptable pivot of L L^T
     CTRL_GROWTH_LIMIT = 41,    ///< largest allowed pivot ratio; checked when above 1
     CTRL_BLOCKED = 42,         ///< 1: graph compression and the blocked update variant

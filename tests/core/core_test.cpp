@@ -124,3 +124,7 @@ TEST(ToInt, TruncatesAndSaturates) {
     const int out[] = {1, -1, INT_MAX - 1, INT_MAX, INT_MAX, INT_MIN, 1 - INT_MAX, INT_MIN, 0};
     for (int row = 0; row < 9; ++row) EXPECT_EQ(to_int(in[row]), out[row]) << in[row];
 }
+
+TEST(FlopCount, TakesItsConstantAsItStands) {
+    EXPECT_DOUBLE_EQ(mf_flop_count(2, 3, 5), 0.6666 * 8 + 2 * 2 * 3 * 5 + (3 + 5) * 4);
+}

@@ -90,6 +90,8 @@ TEST_F(Report, HoldsHeadBodyAndTailInOneFileThatReplacesAnEarlierOne) {
     EXPECT_TRUE(mf_write_report("", settings, s, true));
     EXPECT_EQ(read_file(NAME), HEAD + all + TAIL);
     EXPECT_TRUE(mf_write_report(nullptr, settings, s, false) && read_file(NAME) == HEAD + TAIL);
+    std::filesystem::create_directory("d");
+    EXPECT_TRUE(mf_write_report("d", settings, s, false) && read_file("d/" + NAME) == HEAD + TAIL);
     EXPECT_EQ(body("case 7"), std::string(all).insert(18, "\t\t<TITLE>case 7</TITLE>\r\n"));
     s.t_num = 0; // ratios without denominator
     for (const double rows : {0.0, 0.99, -0.5, 1.0, -1.0}) {
