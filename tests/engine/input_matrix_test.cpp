@@ -86,13 +86,14 @@ TEST(InputMatrix, EveryFormGivesTheSameMatrixAndKnowsItsPatternAgain) {
         ASSERT_EQ(found.size(), values.size());
 
         const int step = round % 2 == 0 ? 1 : -1;
-        Stored infinite = a, transposed = a, moved = a, shifted = a;
+        Stored infinite = a, transposed = a, turned = a, moved = a, shifted = a;
         infinite.values[rng() % a.ind.size()] = step > 0 ? INFINITY : NAN;
         transposed.form.by_rows = !a.form.by_rows;
+        turned.form.triangle = Triangle{(static_cast<std::int32_t>(a.form.triangle) + 1) % 3};
         moved.ind[rng() % a.ind.size()] += step;
         shifted.ptr[rng() % a.ptr.size()] += step;
         EXPECT_EQ(mf_canonical_values(test.context, infinite.matrix(), made, values.data()), NAN_VALUE);
-        for (Stored* other : {&transposed, &moved, &shifted})
+        for (Stored* other : {&transposed, &turned, &moved, &shifted})
             EXPECT_EQ(mf_canonical_values(test.context, other->matrix(), made, values.data()), HANDLE);
     }
 }
