@@ -2,7 +2,7 @@
 """Plants small faults in src/, one at a time, and tells which of them no test notices.
 
 usage: mutate.py COUNT SEED [ROOM...]; run by ./dev mutate. Works on a copy of the tree in build/mutate. A run that was
-interrupted goes on where it stopped; remove the copy to begin anew.
+interrupted goes on where it stopped, as long as sources and tests stay the same.
 """
 import pathlib
 import random
@@ -10,6 +10,7 @@ import re
 import shutil
 import subprocess
 import sys
+import zlib
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 COPY = ROOT / "build" / "mutate"
@@ -104,7 +105,9 @@ def main():
            "-DCMAKE_CXX_FLAGS_RELEASE=-O1") != 0 \
             or run("cmake", "--build", "build", "--target", *targets, timeout=3600) != 0:
         sys.exit("the tree without a fault does not build")
-    log = COPY / "-".join(["seed", str(seed), *rooms])  # what an interrupted run has found out
+    sources = sorted(path for top in ("src", "tests") for path in (ROOT / top).rglob("*.*") if path.is_file())
+    state = zlib.crc32(b"".join(path.read_bytes() for path in sources))
+    log = COPY / "-".join(["seed", str(seed), f"{state:08x}", *rooms])  # what an interrupted run has found out
     if not log.exists() and any(verdict(room) != "SURVIVED" for room in rooms):
         sys.exit("the tests fail without a fault")
     known = log.read_text().splitlines() if log.exists() else []
