@@ -68,6 +68,7 @@ TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
                     EXPECT_EQ(factor.info().kind, row.used);
                     EXPECT_EQ(factor.info().threads, threads);
                     EXPECT_EQ(factor.info().files > 0, files);
+                    EXPECT_GT(factor.info().seconds_factorise, 0);
                     std::vector<double> b = random_vector(3 * a.n, seed + round), x(b.size());
                     std::vector<double> in_place = b;
                     std::thread other([&] { factor.solve(in_place, in_place, 3); });
