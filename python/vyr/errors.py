@@ -100,6 +100,7 @@ STATUSES: dict[int, type[VyrError]] = {
     -45: NotSymmetricError,
     -46: InaccurateError,
     -47: VyrError,
+    -48: VyrError,
 }
 
 
