@@ -7,6 +7,10 @@
 
 namespace vyr {
 
+/// Threads of a team of `n_threads`, at least 1, that the process can have: all of them; or one, and then the
+/// log gets a warning.
+[[nodiscard]] std::int32_t mf_team(Context& context, std::int32_t n_threads) noexcept;
+
 /// Holds what a call needs of the process while it lives.
 class Workforce {
 public:

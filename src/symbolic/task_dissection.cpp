@@ -4,6 +4,7 @@
 // "Robust ordering of sparse matrices using multisection", SIAM J. Matrix Anal. Appl. 19 (1998).
 #include "core/lock.h"
 #include "core/tuning.h"
+#include "core/workforce.h"
 #include "symbolic/metis_call.h"
 #include "symbolic/ordering.h"
 
@@ -181,8 +182,9 @@ Status mf_task_dissection(Context& context, const Graph& graph, std::int32_t* pe
     Dissection dissection(context, perm);
     Part whole;
     whole.graph = graph;
-    const int n_threads = std::max(context.settings.n_threads, 1);
-#pragma omp parallel num_threads(n_threads) if (n_threads > 1 && graph.n > 2 * tuning::DISSECTION_LEAF)
+    const bool shared = graph.n > 2 * tuning::DISSECTION_LEAF;
+    const std::int32_t n_threads = shared ? mf_team(context, std::max(context.settings.n_threads, 1)) : 1;
+#pragma omp parallel num_threads(n_threads) if (n_threads > 1)
 #pragma omp master
     dissection.order(whole);
     return dissection.status();
