@@ -20,11 +20,11 @@ struct Lanes {
 
     VYR_INLINE Lanes load(const double* t) noexcept {
         Lanes x;
-        for (std::int32_t q = 0; q < WIDTH; ++q) x.v[q] = at(t + q * LANES).v;
+        for (std::int64_t q = 0; q < WIDTH; ++q) x.v[q] = at(t + q * LANES).v;
         return x;
     }
     VYR_INLINE void store(const Lanes& x, double* t) noexcept {
-        for (std::int32_t q = 0; q < WIDTH; ++q) at(t + q * LANES).v = x.v[q];
+        for (std::int64_t q = 0; q < WIDTH; ++q) at(t + q * LANES).v = x.v[q];
     }
     VYR_INLINE void subtract(Lanes& x, double factor, const Lanes& y) noexcept {
         for (std::int32_t q = 0; q < WIDTH; ++q) x.v[q] -= factor * y.v[q];
@@ -79,14 +79,16 @@ VYR_INLINE void backward_lanes(const UnitTrapezoid& front, double* t, std::int64
 }
 
 VYR_INLINE void forward_body(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
+    constexpr std::int64_t TWO = std::int64_t{2} * LANES;
     std::int64_t lane = 0;
-    for (; lane + 2 * LANES <= stride; lane += 2 * LANES) forward_lanes<2>(front, t + lane, stride);
+    for (; lane + TWO <= stride; lane += TWO) forward_lanes<2>(front, t + lane, stride);
     if (lane < stride) forward_lanes<1>(front, t + lane, stride);
 }
 
 VYR_INLINE void backward_body(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
+    constexpr std::int64_t TWO = std::int64_t{2} * LANES;
     std::int64_t lane = 0;
-    for (; lane + 2 * LANES <= stride; lane += 2 * LANES) backward_lanes<2>(front, t + lane, stride);
+    for (; lane + TWO <= stride; lane += TWO) backward_lanes<2>(front, t + lane, stride);
     if (lane < stride) backward_lanes<1>(front, t + lane, stride);
 }
 
