@@ -58,14 +58,14 @@ Status build_structure(Context& context, const FullPattern& full, std::int32_t* 
     invert();
     analysis.root_count =
         mf_etree(full.pattern(), analysis.perm.get(), inverse.get(), analysis.parent.get(), scratch.get());
-    Status status = mf_postorder(context, analysis);
-    if (status != Status::OK) return status;
-    invert();
-    status = mf_colcount(context, full.pattern(), inverse.get(), nonzeros, analysis);
-    const auto goes_on = [&] { // asked between steps, none of which takes long
+    Status status = Status::OK;
+    const auto goes_on = [&] { // asked between the steps; the longest ones ask on the way
         if (status == Status::OK && mf_stop(context)) status = Status::CANCELLED;
         return status == Status::OK;
     };
+    if (goes_on()) status = mf_postorder(context, analysis);
+    invert();
+    if (goes_on()) status = mf_colcount(context, full.pattern(), inverse.get(), nonzeros, analysis);
     if (goes_on()) status = mf_supernodes(context, nonzeros, analysis);
     if (goes_on()) status = mf_factor_positions(context, full, inverse.get(), analysis);
     if (goes_on()) status = mf_snode_finish(context, analysis);

@@ -38,6 +38,7 @@ Status mf_colcount(Context& context, const Pattern& full, const std::int32_t* in
         for (std::int32_t k = j; k != -1 && first_descendant[k] == -1; k = parent[k]) first_descendant[k] = j;
     }
     for (std::int32_t j = 0; j < n; ++j) {
+        if (j % COLUMNS_PER_LOOK == 0 && mf_stop(context)) return Status::CANCELLED;
         if (parent[j] != -1) --nonzeros[parent[j]];
         const std::int32_t column = analysis.perm[j];
         for (std::int32_t e = full.col_ptr[column]; e < full.col_ptr[column + 1]; ++e) {

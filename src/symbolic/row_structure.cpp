@@ -35,6 +35,7 @@ Status mf_factor_positions(Context& context, const FullPattern& full, const std:
     for (std::int32_t s = 0; s < analysis.n_snodes; ++s) n_placed[s] = analysis.snodes[s].npiv;
 
     for (std::int32_t i = 0; i < analysis.n; ++i) {
+        if (i % COLUMNS_PER_LOOK == 0 && mf_stop(context)) return Status::CANCELLED;
         const std::int32_t home = analysis.column_map[i];
         const std::int32_t column = analysis.perm[i];
         for (std::int32_t e = full.col_ptr[column]; e < full.col_ptr[column + 1]; ++e) {

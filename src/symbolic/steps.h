@@ -1,8 +1,8 @@
 // The steps of the analysis between the ordered pattern and the schedule, in the order of their calls.
 //
 // Each takes the fields of the analysis that the steps before it have filled, and fills its own. Those that
-// allocate return FACTOR_STORAGE, with the reason in the context, when memory is missing. All run on the
-// calling thread.
+// allocate return FACTOR_STORAGE, with the reason in the context, when memory is missing; those that may take
+// long return CANCELLED when the call is to end. All run on the calling thread.
 #pragma once
 
 #include "core/analysis.h"
@@ -12,6 +12,9 @@
 #include <cstdint>
 
 namespace vyr {
+
+/// Columns after which a step that may take long asks whether the call is to end.
+inline constexpr std::int32_t COLUMNS_PER_LOOK = 8192;
 
 /// Computes the elimination tree of P A P^T.
 ///
