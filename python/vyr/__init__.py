@@ -48,7 +48,8 @@ def analyze(A: Any, *, lower: bool = False, tolerance: float | None = TOLERANCE,
     tolerance    of the largest difference between A and its transpose, relative to the largest entry; None:
                  not checked, the lower triangle counts
     kind         "auto" (default): L·Lᵀ, and L·D·Lᵀ when a pivot fails; "spd": L·Lᵀ; "indefinite": L·D·Lᵀ
-    ordering     "auto", "metis", "amd", "natural", or a permutation: the equation to be eliminated k-th
+    ordering     "auto", "metis", "dissection" (its like on several threads), "amd", "natural", or a permutation:
+                 the equation to be eliminated k-th
     threads      None: as many as OpenMP offers
     directory    keep the factor in files there; memory_limit: bytes the process may take then
     refinements  most refinement steps of a solve; None: 10 for L·D·Lᵀ, 0 for L·Lᵀ

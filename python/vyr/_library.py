@@ -38,6 +38,7 @@ class Ordering(enum.IntEnum):
     amd = 2
     natural = 3
     user = 4
+    dissection = 5
 
 
 class Part(enum.IntEnum):

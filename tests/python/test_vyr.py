@@ -54,7 +54,7 @@ def test_every_format_type_and_form_of_the_right_hand_side_is_solved(form, conta
 
 
 @pytest.mark.parametrize("indefinite", [False, True])
-@pytest.mark.parametrize("ordering", ["auto", "metis", "amd", "natural", np.arange(40)[::-1]])
+@pytest.mark.parametrize("ordering", ["auto", "metis", "amd", "natural", "dissection", np.arange(40)[::-1]])
 def test_factors_tell_what_dense_algebra_tells(ordering, indefinite):
     a = random_matrix(7, indefinite=indefinite)
     dense = a.toarray()
@@ -222,8 +222,9 @@ def test_structures_and_names_are_those_of_the_header():
         (_library.Part, "PART", {}),
         (_library.Ability, "ABILITY", {}),
     ):
-        for member in enum:
-            assert f"VYR_{prefix}_{names.get(member.name, member.name).upper()} = {member.value}" in text
+        known = {(names.get(member.name, member.name).upper(), str(member.value)) for member in enum}
+        declared = set(re.findall(rf"VYR_{prefix}_(\w+) = (\d+)", text))
+        assert known == declared or enum is _library.Part and known < declared
 
 
 def test_the_versions_are_shown_and_a_missing_library_is_told(capsys):
