@@ -22,7 +22,7 @@ _vyr() {
 # Options, and without a command the commands, one a line: the first words of the help's indented lines. Of
 # "generate" the kinds, too.
 _vyr_words() {
-    "$@" --help 2>/dev/null | sed -n 's/^  \([-a-z][-a-z0-9,]*\).*/\1/p' | tr , '\n'
+    "$@" --help 2>/dev/null | sed -n 's/^  \([-a-z][-a-z0-9_,]*\).*/\1/p' | tr , '\n'
 }
 
 complete -o filenames -F _vyr vyr
