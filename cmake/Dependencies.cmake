@@ -22,8 +22,9 @@ function(vyr_find_openblas kind variable)
   endif()
 endfunction()
 vyr_find_openblas(own VYR_OPENBLAS_ARCHIVE libopenblas.a)
-if(VYR_BLAS STREQUAL "own" AND EXISTS /usr/share/doc/libopenblas-openmp-dev/copyright)
-  set(VYR_OPENBLAS_LICENCE /usr/share/doc/libopenblas-openmp-dev/copyright) # is inside
+if(VYR_BLAS STREQUAL "own")
+  find_file(VYR_OPENBLAS_LICENCE copyright PATHS /usr/share/doc/libopenblas-openmp-dev NO_DEFAULT_PATH
+            DOC "licence of OpenBLAS, which is inside")
 endif()
 vyr_find_openblas(shared VYR_OPENBLAS_LIBRARY openblas)
 if(NOT WIN32) # own_blas.cpp says what for
