@@ -32,7 +32,9 @@ Status mf_symbol(Context& context, const Pattern& pattern, Analysis& analysis, F
 }
 
 Status mf_reserve(Context& context, Factor& factor) noexcept {
-    return mf_alloc_L(context, factor);
+    const Status status = mf_alloc_L(context, factor);
+    if (status != Status::OK) factor.release(); // half of it must not pass for storage
+    return status;
 }
 
 Status mf_factorise(Context& context, const double* values, Factor& factor) noexcept {

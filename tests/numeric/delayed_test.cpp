@@ -1,4 +1,5 @@
 // L D L^T with delayed pivots on whole matrices, most of whose diagonals are too weak where they come first.
+#include "engine/inspect.h"
 #include "support/capture.h"
 #include "support/engine.h"
 
@@ -57,39 +58,27 @@ TEST(Delayed, SolvesWhateverTheDiagonalAndAlikeWhenRepeated) {
     EXPECT_GT(n_delayed, 1000);
 }
 
-TEST(Delayed, TellsTheRankAndSolvesConsistentSystemsOfSingularMatrices) {
-    Csc a = spd(300, grid_edges(15, 20));
+TEST(Delayed, TellsRankAndInertiaOfSingularMatricesOnAnyNumberOfThreadsAndSolvesConsistentSystems) {
+    Csc a = spd(600, disconnected_grid_edges(6, 10, 10));
     for (double& value : a.values) value = value < 0 ? -1 : 1;
     std::vector<double> sum(a.n);
     for (int j = 0; j < a.n; ++j)
         for (int k = a.colptr[j] + 1; k < a.colptr[j + 1]; ++k)
             sum[j] -= a.values[k], sum[a.rowind[k]] -= a.values[k];
-    for (int j = 0; j < a.n; ++j) a.values[a.colptr[j]] = sum[j]; // constants are in the null space
-    Delayed d;
-    d.settings.zero_pivot = 1e-12;
-    EXPECT_EQ(d.run.run(a), Status::ILL_CONDITIONED);
-    EXPECT_NE(std::string(d.test.context.reason).find("its rank is 299, 1 less"), std::string::npos);
-    d.settings.zero_pivots = true;
-    ASSERT_EQ(d.run.factorise(a), Status::OK);
-    EXPECT_EQ(d.run.factor.pivoted.n_zero, 1);
-    const std::vector<double> b = multiply(a, random_vector(a.n, 3)), x = d.run.solve(a, b);
-    EXPECT_LT(backward_error(a, x.data(), b.data()), 1e-12);
-}
-
-TEST(Delayed, AnyMissingMemoryIsAStatusAndLosesNothing) {
-    const Csc a = weak_diagonals(spd(200, grid_edges(10, 20)), 4);
-    for (const int core_mode : {CORE_IN, CORE_OUT}) {
-        Delayed d(1, core_mode);
-        ASSERT_EQ(d.run.analyse(a), Status::OK);
-        Status status = Status::MEMORY;
-        for (int k = 1; status != Status::OK; ++k) {
-            ASSERT_LT(k, 2000);
-            d.test.faults.allocation.set(k);
-            status = d.run.factorise(a);
-            ASSERT_TRUE(status == Status::OK || status == Status::MEMORY || status == Status::FACTOR_STORAGE)
-                << code(status) << d.test.context.reason;
-        }
-        d.test.faults.allocation.set(0);
-        EXPECT_LT(solve_error(d.run, a), 1e-12);
+    for (int j = 0; j < a.n; ++j) a.values[a.colptr[j]] = sum[j]; // constants are in the null space of each
+    const std::vector<double> b = multiply(a, random_vector(a.n, 3));
+    PivotSummary first, pivots;
+    for (int threads = 1; threads <= 5; ++threads) {
+        Delayed d(threads);
+        d.settings.zero_pivot = 1e-12;
+        EXPECT_EQ(d.run.run(a), Status::ILL_CONDITIONED);
+        EXPECT_NE(std::string(d.test.context.reason).find("its rank is 594, 6 less"), std::string::npos);
+        d.settings.zero_pivots = true;
+        ASSERT_EQ(d.run.factorise(a), Status::OK);
+        ASSERT_EQ(mf_pivot_summary(d.test.context, d.run.factor, pivots), Status::OK);
+        if (threads == 1) first = pivots;
+        EXPECT_EQ(pivots.zero, 6);
+        EXPECT_TRUE(pivots.negative == first.negative && pivots.two_by_two == first.two_by_two);
+        EXPECT_LT(backward_error(a, d.run.solve(a, b).data(), b.data()), 1e-12);
     }
 }
