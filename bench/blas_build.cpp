@@ -1,5 +1,7 @@
 #include "bench/blas_build.h"
 
+#include "platform/blas_kernels.h"
+
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -14,8 +16,6 @@ namespace vyr::bench {
 namespace {
 
 constexpr int BUILT_WITH_OPENMP = 2;
-/// What OpenBLAS takes on an x86 processor it does not know, however new: its oldest and slowest kernels.
-constexpr const char* FALLBACK = "Prescott";
 
 /// Files of shared libraries in this process whose path holds one of the names, links resolved.
 std::set<std::string> loaded(std::initializer_list<const char*> names) {
@@ -38,14 +38,8 @@ std::string blas_kernels() {
 }
 
 std::string better_kernels(const std::string& blas_kernels) {
-    if (blas_kernels != FALLBACK) return blas_kernels;
-#ifdef __x86_64__
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
-        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl"))
-        return "SkylakeX";
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return "Haswell";
-#endif
-    return blas_kernels;
+    const char* const better = blas::better_kernels(blas_kernels.c_str());
+    return better != nullptr ? better : blas_kernels;
 }
 
 std::string blas_problem() {

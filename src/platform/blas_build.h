@@ -20,8 +20,8 @@ struct Findings {
 /// Name of the kernels that the BLAS runs on; "unknown" when it does not tell. Any thread.
 [[nodiscard]] const char* kernels_text() noexcept;
 
-/// Restarts the library's own BLAS with the kernels of that name, while no call to it runs. The shared one
-/// stays as it is.
+/// Restarts the library's own BLAS (own_blas.cpp alone) with the kernels of that name, while no call to it
+/// runs.
 void restart_kernels(const char* name) noexcept;
 
 } // namespace vyr::blas

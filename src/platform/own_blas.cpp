@@ -1,4 +1,5 @@
 #include "platform/blas_build.h"
+#include "platform/blas_kernels.h"
 #include "platform/process.h"
 
 #include <cstring>
@@ -11,27 +12,8 @@ void gotoblas_dynamic_quit(void);
 
 namespace vyr::blas {
 
-namespace {
-
-/// What OpenBLAS takes on an x86 processor it does not know, however new: its oldest and slowest kernels.
-constexpr const char* FALLBACK = "Prescott";
-
-/// The kernels for the widest vectors of this processor; null when the fallback serves it as well as any.
-const char* widest_kernels() noexcept {
-#ifdef __x86_64__
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
-        __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl"))
-        return "SkylakeX";
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) return "Haswell";
-#endif
-    return nullptr;
-}
-
-} // namespace
-
 Findings examine() noexcept {
-    const char* const widest = widest_kernels();
-    if (widest != nullptr && std::strcmp(openblas_get_corename(), FALLBACK) == 0) restart_kernels(widest);
+    if (const char* const better = better_kernels(openblas_get_corename())) restart_kernels(better);
     return Findings();
 }
 

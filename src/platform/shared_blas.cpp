@@ -48,6 +48,4 @@ const char* kernels_text() noexcept {
     return openblas_get_corename != nullptr ? openblas_get_corename() : "unknown";
 }
 
-void restart_kernels(const char* /*name*/) noexcept {}
-
 } // namespace vyr::blas
