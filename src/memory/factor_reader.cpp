@@ -25,7 +25,7 @@ std::int64_t read_file(const Factor& factor, std::int32_t number, char* buffer,
     const bool fits = size <= factor.files.max_bytes && size <= buffer_bytes;
     if (!fits || !mf_file_seek(faults, file, 0, SEEK_SET)) size = -1;
     if (size > 0 && !mf_file_read(faults, file, buffer, static_cast<std::size_t>(size))) size = -1;
-    mf_file_close(file);
+    std::fclose(file);
     return size;
 }
 

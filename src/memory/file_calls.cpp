@@ -62,10 +62,6 @@ std::int64_t mf_file_tell(Faults* faults, std::FILE* file) noexcept {
     return fails_on_demand(faults) ? -1 : platform::file_tell(file);
 }
 
-void mf_file_close(std::FILE* file) noexcept {
-    std::fclose(file);
-}
-
 void mf_remove_files(const char* directory) noexcept {
     for (std::int32_t number = 0; number <= LAST_FACTOR_FILE; ++number) {
         char path[FILE_PATH_BYTES];

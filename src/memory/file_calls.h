@@ -50,9 +50,6 @@ void mf_file_name(std::int32_t number, char (&name)[FILE_NAME_BYTES]) noexcept;
 /// Position in bytes, negative when it cannot be told.
 [[nodiscard]] std::int64_t mf_file_tell(Faults* faults, std::FILE* file) noexcept;
 
-/// Closes what was read.
-void mf_file_close(std::FILE* file) noexcept;
-
 /// Removes every factor file of a directory, and the directory when nothing else is in it.
 void mf_remove_files(const char* directory) noexcept;
 
