@@ -19,26 +19,6 @@ std::vector<double> by_parts(const Factor& factor, std::vector<double> x) {
     return x;
 }
 
-/// A x by the columns of L and what there is of D.
-std::vector<double> by_columns(const Factor& factor, const std::vector<double>& x) {
-    const auto n = static_cast<std::int32_t>(x.size());
-    std::vector<std::int64_t> ptr(n + 1L);
-    check(vyr_factor_columns(factor.get(), ptr.data(), nullptr, nullptr, nullptr));
-    std::vector<std::int32_t> ind(ptr[n]), order(n);
-    std::vector<double> values(ptr[n]), d(n), beside(n), y(n), z(n + 1L), image(n);
-    check(vyr_factor_columns(factor.get(), ptr.data(), ind.data(), values.data(), order.data()));
-    check(vyr_factor_diagonal(factor.get(), d.data(), beside.data()));
-    if (factor.info().kind == VYR_KIND_POSITIVE) d.assign(n, 1.0);
-    for (std::int32_t j = 0; j < n; ++j)
-        for (std::int64_t k = ptr[j]; k < ptr[j + 1]; ++k) y[j] += values[k] * x[order[ind[k]]];
-    for (std::int32_t j = 0; j < n; ++j) {
-        z[j] += d[j] * y[j] + (beside[j] == 0 ? 0 : beside[j] * y[j + 1]);
-        z[j + 1] += beside[j] * y[j];
-        for (std::int64_t k = ptr[j]; k < ptr[j + 1]; ++k) image[order[ind[k]]] += values[k] * z[j];
-    }
-    return image;
-}
-
 TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
     const TempDirectory place;
     const std::uint64_t seed = test_seed();
@@ -79,7 +59,6 @@ TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
                     EXPECT_NEAR(info.backward_error, worst_error(a, x, b), 1e-16);
                     const std::vector<double> one(b.begin(), b.begin() + a.n);
                     EXPECT_LT(backward_error(a, by_parts(factor, one).data(), one.data()), 1e-9);
-                    EXPECT_LT(backward_error(a, one.data(), by_columns(factor, one).data()), 1e-12);
                     for (double& value : a.values) value *= 1.5;
                 }
             }

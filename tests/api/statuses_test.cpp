@@ -1,6 +1,5 @@
 // What the library interface answers to hosts that err: every status, and structures of other sizes.
 #include "api/host.h"
-#include "vyr.h"
 
 #include <gtest/gtest.h>
 
@@ -158,21 +157,6 @@ TEST(Statuses, AHostOfAnotherVersionKeepsItsStructuresWhole) {
     EXPECT_EQ(vyr_analysis_get_info(analysis.get(), &info), ARGUMENT);
     EXPECT_EQ(vyr_version() / 1000, VYR_SOLVER_VERSION_MAJOR);
     EXPECT_NE(vyr_abilities() & VYR_ABILITY_METIS, 0);
-}
-
-TEST(Statuses, BothDoorsWorkInOneProcess) {
-    const Csc a = spd(12, grid_edges(4, 3));
-    std::vector<double> b = random_vector(12, 1), x(12), param(VYR_PARAM_COUNT);
-    const std::int32_t *ptr = a.colptr.data(), *ind = a.rowind.data();
-    ASSERT_EQ(VYR_init_ld(12, 12, ptr, ind, a.values.data(), VYR_TYPE_SPD, param.data()), 0);
-    VYR_handle h = VYR_symbol_ld(nullptr, 12, ptr, ind);
-    ASSERT_EQ(VYR_numeric_ld(nullptr, 12, ptr, ind, a.values.data(), h), 0);
-    Factor factor{Analysis(view_of(a))};
-    factor.factorise(view_of(a));
-    factor.solve(b, x);
-    VYR_solve_ld(h, nullptr, 12, ptr, ind, a.values.data(), b.data());
-    VYR_clear_ld(h);
-    for (int i = 0; i < 12; ++i) EXPECT_NEAR(x[i], b[i], 1e-14);
 }
 
 } // namespace

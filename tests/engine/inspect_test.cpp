@@ -137,13 +137,12 @@ void check_parts(Inspected& f) {
 
 void check_summary(Inspected& f) {
     ASSERT_EQ(f.summary(), Status::OK);
-    std::vector<double> eigenvalues = f.diagonal; // of D, by a rotation that makes each pair diagonal
+    std::vector<double> eigenvalues = f.diagonal; // of D
     for (int k = 0; k < f.n; ++k) {
         if (f.beside[k] == 0) continue;
-        const double angle = 0.5 * std::atan2(2 * f.beside[k], f.diagonal[k] - f.diagonal[k + 1]);
-        const double c = std::cos(angle), s = std::sin(angle), cross = 2 * c * s * f.beside[k];
-        eigenvalues[k] = c * c * f.diagonal[k] + s * s * f.diagonal[k + 1] + cross;
-        eigenvalues[k + 1] = s * s * f.diagonal[k] + c * c * f.diagonal[k + 1] - cross;
+        const double middle = (f.diagonal[k] + f.diagonal[k + 1]) / 2;
+        const double radius = std::hypot((f.diagonal[k] - f.diagonal[k + 1]) / 2, f.beside[k]);
+        eigenvalues[k] = middle + radius, eigenvalues[k + 1] = middle - radius;
     }
     const auto negative = std::ranges::count_if(eigenvalues, [](double value) { return value < 0; });
     double logarithm = 0;

@@ -23,18 +23,6 @@ bool refuses(Session& session, int status) {
 
 } // namespace
 
-TEST(Misuse, ANumericStepTakesTheAnalysedPatternAlone) {
-    Csc other = GRID, turned = GRID;
-    other.rowind[1] += 1;
-    std::swap(turned.rowind[0], turned.rowind[1]);
-    std::swap(turned.values[0], turned.values[1]);
-    Session session;
-    ASSERT_EQ(session.factorize(GRID), 0);
-    EXPECT_TRUE(session.numeric(other) == VYR_ERR_HANDLE && session.numeric(turned) == VYR_ERR_HANDLE);
-    EXPECT_TRUE(refuses(session, VYR_ERR_HANDLE) && session.numeric(GRID) == 0);
-    EXPECT_LE(solve_error(session, GRID, GRID), 1e-14);
-}
-
 TEST(Misuse, OnlyASuccessfulStepOfTheTypeInForceSolves) {
     Session session;
     ASSERT_TRUE(session.init(GRID) == 0 && session.symbol(GRID));

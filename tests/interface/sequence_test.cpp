@@ -81,15 +81,16 @@ bool run(ExportFaults& faults, const Sweep& sweep) {
 
 TEST(Sequence, ARejectedAnalysisReturnsNullTheStatusAndAReportWithoutBody) {
     TempDirectory directory;
-    const int *p = GRID.colptr.data(), *r = GRID.rowind.data(), empty[] = {0, 0, 0}, outside[] = {0, 1, 500};
+    const int *p = GRID.colptr.data(), *r = GRID.rowind.data(), empty[] = {0, 0, 0}, one[] = {0, 1},
+              falling[] = {0, 1, 0, 3}, below[] = {-1};
     struct Row {
         int n;
         const int *colptr, *rowind;
         int status;
     };
-    const Row rows[] = {{99, nullptr, r, -1}, {99, p, nullptr, -1}, {0, p, r, -2},       {-5, p, r, -2},
-                        {2, empty, r, -2},    {2, p + 1, r, -6},    {2, outside, r, -6}, {3, p, r, -6},
-                        {99, p, r, -10},      {99, p, r, -4}};
+    const Row rows[] = {{99, nullptr, r, -1}, {99, p, nullptr, -1},  {0, p, r, -2},       {-5, p, r, -2},
+                        {2, empty, r, -2},    {2, p + 1, r, -6},     {3, falling, r, -6}, {3, p, r, -6},
+                        {1, one, below, -6},  {1, one, one + 1, -6}, {99, p, r, -10},     {99, p, r, -4}};
     ExportFaults faults;
     const platform::MemoryStatus tiny{10, 10, 10};
     for (const Row& row : rows) {
@@ -186,8 +187,10 @@ TEST(Sequence, NumericStepsTakeNewValuesAndAHandleWorksAgainAfterAFailure) {
 TEST(Sequence, LaterStepsDoNotTrustWhatTheyAreHanded) {
     const Csc& a = GRID;
     const Csc nothing{a.n, {}, {}, {}}, other = spd(50, grid_edges(10, 5));
-    Csc outside = a, nan = other;
+    Csc outside = a, nan = other, moved = a, turned = a;
     outside.rowind[3] = a.n;
+    moved.rowind[1] += 1;
+    std::swap(turned.rowind[0], turned.rowind[1]);
     nan.values[0] = NAN;
     Session session;
     ASSERT_EQ(session.factorize(a), 0);
@@ -196,8 +199,7 @@ TEST(Sequence, LaterStepsDoNotTrustWhatTheyAreHanded) {
     EXPECT_EQ(VYR_numeric_ld(nullptr, a.n, p, nullptr, a.values.data(), session.handle), -1);
     EXPECT_EQ(VYR_numeric_ld(nullptr, a.n, p, r, nullptr, session.handle), -1);
     EXPECT_TRUE(session.numeric(outside) == VYR_ERR_STRUCTURE && session.numeric(nan) == VYR_ERR_NAN);
-    EXPECT_EQ(session.numeric(other), VYR_ERR_HANDLE);
-    EXPECT_EQ(session.numeric(spd(99, band_edges(99, 1))), VYR_ERR_HANDLE);
+    for (const Csc& pattern : {other, moved, turned}) EXPECT_EQ(session.numeric(pattern), VYR_ERR_HANDLE);
     ASSERT_EQ(session.numeric(a), 0);
 
     const std::vector<double> b = random_vector(a.n, 4);

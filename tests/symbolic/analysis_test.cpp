@@ -365,23 +365,3 @@ TEST(Analysis, CutsLongChainsAtTheWidthLimitAndWhereTheSquareWraps) {
     EXPECT_EQ(run.got.n_snodes, s);
     EXPECT_EQ(run.got.value_map[run.got.n_input - 1], run.got.factor_entries - 1);
 }
-
-TEST(Analysis, MalformedPatternsAreRefused) {
-    using enum Status;
-    const auto analyse = [](const Pattern& pattern) { return Trial().analyse(pattern); };
-    for (const auto& [at, value, status] : {std::tuple{0, 0, OK},
-                                            {0, 1, STRUCTURE},
-                                            {1, 4, STRUCTURE},
-                                            {1, -1, STRUCTURE},
-                                            {2, 0, EMPTY_MATRIX},
-                                            {4, -1, STRUCTURE},
-                                            {4, 2, STRUCTURE}}) {
-        Ints pattern{0, 1, 3, 0, 1, 1};
-        pattern[at] = value;
-        EXPECT_EQ(analyse({2, &pattern[0], &pattern[3]}), status) << at << " " << value;
-    }
-    const Ints one{1, 1, 1};
-    EXPECT_EQ(analyse({2, nullptr, &one[0]}), NULL_MATRIX);
-    EXPECT_EQ(analyse({0, &one[0], nullptr}), NULL_MATRIX);
-    EXPECT_EQ(analyse({0, &one[0], &one[0]}), EMPTY_MATRIX);
-}
