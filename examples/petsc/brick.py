@@ -1,13 +1,16 @@
-"""Heat conduction or elasticity of a cube, by finite elements on any number of ranks.
+"""Heat conduction or elasticity of a brick, by finite elements on any number of ranks.
 
     mpirun -n 4 python3 brick.py -pde elasticity -cells 16 -pc_type bjacobi -sub_pc_type cholesky
+    mpirun -n 4 python3 brick.py -cells 16,8,8 -alone -pc_type cholesky
 
-The program chooses no solver: PETSc's options do. It prints one line of JSON: unknowns, iterations, the relative
-residual |b - A x| / |b|, and the seconds of the slowest rank, median of -rounds solutions from scratch.
+The program chooses no solver: PETSc's options do. With -alone every rank has a brick of its own. It prints one line of
+JSON: unknowns, iterations, the relative residual |b - A x| / |b|, the seconds of the slowest rank and those of all
+processors together, of -rounds solutions from scratch that with the median time.
 """
 import json
 import resource
 import sys
+import time
 from itertools import product
 
 import numpy as np
@@ -43,10 +46,11 @@ def element_matrix(pde):
     return result
 
 
-def assemble(pde, cells, mat_type):
-    """The matrix with the face x = 0 held, and a right-hand side without symmetry."""
+def assemble(pde, cells, mat_type, comm):
+    """The matrix of cells[d] elements along side d with the face x = 0 held, and a right-hand side without symmetry."""
     dof = 1 if pde == "poisson" else 3
-    da = PETSc.DMDA().create([cells + 1] * 3, dof=dof, stencil_type=PETSc.DMDA.StencilType.BOX, stencil_width=1)
+    da = PETSc.DMDA().create([c + 1 for c in cells], dof=dof, stencil_type=PETSc.DMDA.StencilType.BOX, stencil_width=1,
+                             comm=comm)
     da.setMatType(mat_type)
     da.setUniformCoordinates()  # BDDC picks corners by them
     a = da.createMatrix()
@@ -69,20 +73,24 @@ def assemble(pde, cells, mat_type):
 
 
 def seconds(work):
-    """What `work` takes, by the slowest rank."""
-    PETSc.COMM_WORLD.barrier()
-    start = PETSc.Log.getTime()
+    """What `work` takes: by the slowest rank, and of processor time by all of them."""
+    world = PETSc.COMM_WORLD.tompi4py()
+    world.barrier()
+    start = time.perf_counter(), time.process_time()
     work()
-    return PETSc.COMM_WORLD.tompi4py().allreduce(PETSc.Log.getTime() - start, op=max)
+    used = time.perf_counter() - start[0], time.process_time() - start[1]
+    return np.array([world.allreduce(used[0], op=max), world.allreduce(used[1])])
 
 
 def main():
     options = PETSc.Options()
-    pde = options.getString("pde", "elasticity")
-    a, b = assemble(pde, options.getInt("cells", 8), options.getString("dm_mat_type", "aij"))
+    cells = [int(c) for c in options.getString("cells", "8").split(",")]
+    comm = PETSc.COMM_SELF if options.getBool("alone", False) else PETSc.COMM_WORLD
+    a, b = assemble(options.getString("pde", "elasticity"), cells * (3 // len(cells)),
+                    options.getString("dm_mat_type", "aij"), comm)
     x, times = b.duplicate(), []
     for _ in range(options.getInt("rounds", 1)):
-        ksp = PETSc.KSP().create()
+        ksp = PETSc.KSP().create(comm)
         ksp.setOperators(a)
         ksp.setType("cg")
         ksp.setTolerances(rtol=1e-8)
@@ -90,10 +98,11 @@ def main():
         times.append((seconds(lambda: (ksp.setUp(), ksp.setUpOnBlocks())), seconds(lambda: ksp.solve(b, x))))
     residual = (b - a * x).norm() / b.norm()
     megabytes = PETSc.COMM_WORLD.tompi4py().allreduce(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024, op=max)
-    setup, solve = sorted(times, key=sum)[len(times) // 2]
+    setup, solve = sorted(times, key=lambda pair: pair[0][0] + pair[1][0])[len(times) // 2]
     PETSc.Sys.Print(json.dumps({
         "unknowns": a.size[0], "iterations": ksp.getIterationNumber(), "reason": ksp.getConvergedReason(),
-        "residual": residual, "setup": setup, "solve": solve, "megabytes": megabytes}))
+        "residual": residual, "setup": setup[0], "solve": solve[0], "processor": setup[1] + solve[1],
+        "megabytes": megabytes}))
 
 
 main()

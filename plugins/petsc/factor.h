@@ -16,6 +16,7 @@ namespace vyr_petsc {
 struct FactorData {
     Settings settings;
     vyr_analysis* analysis = nullptr; ///< owned; kept while only values change
+    vyr_analysis_info structure{};    ///< what it found, asked once: every solve looks; else all zero
     vyr_factor* factor = nullptr;     ///< owned
     std::int64_t analyses = 0, factorisations = 0,
                  solves = 0; ///< calls so far; solves count right-hand sides
@@ -29,8 +30,7 @@ inline FactorData& data_of(Mat F) {
 /// Releases analysis and factor; the settings stay.
 void release(FactorData& data);
 
-/// Figures of the analysis and of the factorization; all zero where there are none.
-vyr_analysis_info analysis_info(const FactorData& data);
+/// Figures of the factorization; all zero where there is none.
 vyr_factor_info factor_info(const FactorData& data);
 
 /// Symbolic phase: refuses what is not symmetric, reads the options, analyses. A failure for want of memory
@@ -40,7 +40,8 @@ PetscErrorCode analyse(Mat F, Mat A);
 /// Numeric phase, again and again for new values of the pattern.
 PetscErrorCode factorise(Mat F, Mat A, const MatFactorInfo*);
 
-/// X = A^-1 B, for one vector and for the columns of dense matrices.
+/// X = A^-1 B, for one vector and for the columns of dense matrices. A right-hand side that is not finite
+/// gives a solution that is not, so that the method around it stops on every rank.
 PetscErrorCode solve(Mat F, Vec b, Vec x);
 PetscErrorCode solve_columns(Mat F, Mat B, Mat X);
 /// The two halves of a solve: P, L and D of A = P^T L D L^T P, then L^T and P^T.

@@ -51,13 +51,7 @@ void release(FactorData& data) {
     vyr_analysis_free(data.analysis);
     data.factor = nullptr;
     data.analysis = nullptr;
-}
-
-vyr_analysis_info analysis_info(const FactorData& data) {
-    vyr_analysis_info info{};
-    info.size = sizeof info;
-    if (data.analysis != nullptr && vyr_analysis_get_info(data.analysis, &info) != VYR_STATUS_OK) info = {};
-    return info;
+    data.structure = {};
 }
 
 vyr_factor_info factor_info(const FactorData& data) {
@@ -83,7 +77,10 @@ PetscErrorCode analyse(Mat F, Mat A) {
     ++data.analyses;
     PetscCall(report(F, A, status, vyr_analysis_message(data.analysis)));
     if (status != VYR_STATUS_OK) PetscFunctionReturn(0);
-    status = vyr_factor_create(data.analysis, &data.settings.options, &data.factor);
+    data.structure.size = sizeof data.structure;
+    status = vyr_analysis_get_info(data.analysis, &data.structure);
+    if (status == VYR_STATUS_OK)
+        status = vyr_factor_create(data.analysis, &data.settings.options, &data.factor);
     PetscCall(report(F, A, status, ""));
     PetscFunctionReturn(0);
 }

@@ -1,5 +1,8 @@
 #include "factor.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace vyr_petsc {
 
 namespace {
@@ -13,8 +16,21 @@ PetscErrorCode check(Mat F, vyr_status status, PetscInt nrhs) {
                data.settings.options.backward_error_limit);
     PetscCheck(status == VYR_STATUS_OK, PETSC_COMM_SELF, PETSC_ERR_LIB, "VYR: %s", vyr_status_text(status));
     data.solves += nrhs;
-    PetscCall(PetscLogFlops(4.0 * static_cast<double>(analysis_info(data).factor_entries) * nrhs));
+    PetscCall(PetscLogFlops(4.0 * static_cast<double>(data.structure.factor_entries) * nrhs));
     PetscFunctionReturn(0);
+}
+
+/// Solves for nrhs columns. Where B is not finite neither is X: the norms of the method around it see that on
+/// every rank, while an error of one rank would leave the others waiting.
+vyr_status solve_into(Mat F, PetscInt nrhs, const PetscScalar* b, PetscInt ldb, PetscScalar* x,
+                      PetscInt ldx) {
+    const vyr_status status =
+        vyr_solve(data_of(F).factor, static_cast<int32_t>(nrhs), b, ldb, x, ldx, nullptr);
+    if (status != VYR_STATUS_NOT_FINITE) return status;
+    for (PetscInt j = 0; j < nrhs; ++j)
+        std::fill_n(x + static_cast<std::int64_t>(j) * ldx, F->rmap->n,
+                    std::numeric_limits<double>::quiet_NaN());
+    return VYR_STATUS_OK;
 }
 
 /// Applies parts of the factorization one after the other.
@@ -40,12 +56,11 @@ PetscErrorCode solve(Mat F, Vec b, Vec x) {
     const PetscScalar* from;
     PetscScalar* to;
     PetscFunctionBegin;
-    const FactorData& data = data_of(F);
-    if (data.factor == nullptr) PetscFunctionReturn(0);
+    if (data_of(F).factor == nullptr) PetscFunctionReturn(0);
     const PetscInt n = F->rmap->n;
     PetscCall(VecGetArrayRead(b, &from));
     PetscCall(VecGetArray(x, &to));
-    const vyr_status status = vyr_solve(data.factor, 1, from, n, to, n, nullptr);
+    const vyr_status status = solve_into(F, 1, from, n, to, n);
     PetscCall(VecRestoreArray(x, &to));
     PetscCall(VecRestoreArrayRead(b, &from));
     PetscCall(check(F, status, 1));
@@ -63,14 +78,13 @@ PetscErrorCode solve_columns(Mat F, Mat B, Mat X) {
                "VYR takes right-hand sides as a seqdense matrix");
     PetscCall(PetscObjectBaseTypeCompare(reinterpret_cast<PetscObject>(X), MATSEQDENSE, &dense));
     PetscCheck(dense, PETSC_COMM_SELF, PETSC_ERR_ARG_WRONG, "VYR gives solutions as a seqdense matrix");
-    const FactorData& data = data_of(F);
     const PetscInt nrhs = B->cmap->n;
-    if (data.factor == nullptr || nrhs == 0) PetscFunctionReturn(0);
+    if (data_of(F).factor == nullptr || nrhs == 0) PetscFunctionReturn(0);
     PetscCall(MatDenseGetLDA(B, &ldb));
     PetscCall(MatDenseGetLDA(X, &ldx));
     PetscCall(MatDenseGetArrayRead(B, &from));
     PetscCall(MatDenseGetArray(X, &to));
-    const vyr_status status = vyr_solve(data.factor, static_cast<int32_t>(nrhs), from, ldb, to, ldx, nullptr);
+    const vyr_status status = solve_into(F, nrhs, from, ldb, to, ldx);
     PetscCall(MatDenseRestoreArray(X, &to));
     PetscCall(MatDenseRestoreArrayRead(B, &from));
     PetscCall(check(F, status, nrhs));

@@ -1,5 +1,6 @@
 #include "triangle.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace vyr_petsc {
@@ -68,7 +69,8 @@ PetscErrorCode copy(const Blocks& a, PetscInt n, Triangle& triangle) {
         for_upper_entries(a, row, [&](PetscInt, PetscScalar) { ++end; });
         triangle.ptr[row + 1] = end;
     }
-    PetscCall(PetscMalloc2(triangle.ptr[n], &triangle.ind, triangle.ptr[n], &triangle.values));
+    const std::int64_t room = std::max(triangle.ptr[n], std::int64_t{1}); // PETSc gives null for none
+    PetscCall(PetscMalloc2(room, &triangle.ind, room, &triangle.values));
     for (PetscInt row = 0; row < n; ++row) {
         std::int64_t next = triangle.ptr[row];
         for_upper_entries(a, row, [&](PetscInt column, PetscScalar value) {

@@ -5,7 +5,8 @@ namespace vyr_petsc {
 namespace {
 
 constexpr double MEGABYTE = 1048576;
-const char* const ORDERINGS[] = {"automatic", "METIS", "AMD", "natural", "given"}; // by VYR_ORDERING_
+const char* const ORDERINGS[] = {"automatic", "METIS", "AMD",
+                                 "natural",   "given", "dissection"}; // by VYR_ORDERING_
 
 PetscErrorCode view_analysis(const vyr_analysis_info& found, PetscViewer viewer) {
     PetscFunctionBegin;
@@ -54,7 +55,7 @@ PetscErrorCode inertia(Mat F, PetscInt* negative, PetscInt* zero, PetscInt* posi
 PetscErrorCode get_info(Mat F, MatInfoType, MatInfo* info) {
     PetscFunctionBegin;
     const FactorData& data = data_of(F);
-    const vyr_analysis_info analysis = analysis_info(data);
+    const vyr_analysis_info& analysis = data.structure;
     *info = {};
     info->block_size = 1;
     info->nz_allocated = info->nz_used = static_cast<PetscLogDouble>(analysis.factor_entries);
@@ -79,7 +80,7 @@ PetscErrorCode view(Mat F, PetscViewer viewer) {
     PetscCall(PetscViewerASCIIPrintf(
         viewer, "  analyses %lld, factorizations %lld, solves %lld\n", static_cast<long long>(data.analyses),
         static_cast<long long>(data.factorisations), static_cast<long long>(data.solves)));
-    if (data.analysis != nullptr) PetscCall(view_analysis(analysis_info(data), viewer));
+    if (data.analysis != nullptr) PetscCall(view_analysis(data.structure, viewer));
     if (data.factor != nullptr) PetscCall(view_factor(factor_info(data), viewer));
     PetscFunctionReturn(0);
 }

@@ -118,9 +118,9 @@ class Factors(unittest.TestCase):
         dense = random_symmetric(np.random.default_rng(SEED), 20, 1, True)
         with tempfile.TemporaryDirectory() as folder:
             ksp = solver(matrix(dense), prefix="opt_", options=[
-                ("mat_vyr_kind", "indefinite"), ("mat_vyr_ordering", "metis"), ("mat_vyr_directory", folder)])
+                ("mat_vyr_kind", "indefinite"), ("mat_vyr_ordering", "dissection"), ("mat_vyr_directory", folder)])
             ksp.setUp()
-            for text in ("L D L^T", "ordering METIS", "threads 1"):
+            for text in ("L D L^T", "ordering dissection", "threads 1"):
                 self.assertIn(text, shown(ksp))
             self.assertTrue(os.listdir(folder))
             self.check_factor(ksp.pc.getFactorMatrix(), dense, np.random.default_rng(SEED))
@@ -159,12 +159,33 @@ class Refusals(unittest.TestCase):
             ksp.solve(b, x)
             self.assertGreater(ksp.getConvergedReason(), 0)
 
+    def test_a_matrix_without_entries_fails_in_the_analysis(self):
+        a = PETSc.Mat().createAIJ(2, nnz=1, comm=PETSc.COMM_SELF)
+        a.assemble()
+        ksp = solver(a)
+        x, b = a.createVecs()
+        ksp.solve(b, x)
+        self.assertEqual(ksp.getConvergedReason(), PC_FAILED)
+
+    def test_a_solve_above_the_limit_of_the_backward_error_is_an_error(self):
+        dense = random_symmetric(np.random.default_rng(SEED), 20, 1, True)
+        for limit, accepted in ((1e-12, True), (1e-30, False)):
+            ksp = solver(matrix(dense), "cholesky", [("mat_vyr_backward_error_limit", limit)], f"limit{accepted}_")
+            x, b = ksp.getOperators()[0].createVecs()
+            b.setRandom()
+            if accepted:
+                ksp.solve(b, x)
+                continue
+            with self.assertRaises(PETSc.Error) as refused:
+                ksp.solve(b, x)
+            self.assertEqual(refused.exception.ierr, 91)  # not converged
+
 
 class Ranks(unittest.TestCase):
     """Block Jacobi: each rank has its own piece."""
 
-    def iterations(self, n, first=None, type_="vyr"):
-        """Solves a line of springs; `first` replaces the diagonal of rank 0's rows."""
+    def iterations(self, n, first=None, type_="vyr", load=1.0):
+        """Solves a line of springs; `first` replaces the diagonal of rank 0's rows, `load` what pulls its first one."""
         a = PETSc.Mat().createAIJ(n, nnz=3, comm=PETSc.COMM_WORLD)
         low, high = a.getOwnershipRange()
         for i in range(low, high):
@@ -186,6 +207,9 @@ class Ranks(unittest.TestCase):
         ksp.setFromOptions()
         x, b = a.createVecs()
         b.set(1.0)
+        if PETSC_RANK == 0:
+            b[0] = load
+        b.assemble()
         ksp.solve(b, x)
         return ksp.getConvergedReason(), ksp.getIterationNumber(), ksp.getResidualNorm()
 
@@ -198,6 +222,10 @@ class Ranks(unittest.TestCase):
 
     def test_the_failure_of_one_rank_is_the_reason_on_every_rank(self):
         self.assertEqual(self.iterations(4 * PETSc.COMM_WORLD.size, first=float("nan"))[0], PC_FAILED)
+
+    def test_a_load_that_is_not_finite_is_the_reason_on_every_rank(self):
+        self.assertEqual(self.iterations(4 * PETSc.COMM_WORLD.size, load=float("nan"))[0],
+                         PETSc.KSP.ConvergedReason.DIVERGED_NANORINF)
 
 
 PETSC_RANK = PETSc.COMM_WORLD.rank
