@@ -1,0 +1,178 @@
+// Matchings judged by their own duals: feasible ones that are equal where matched prove the least cost.
+#include "support/engine.h"
+#include "symbolic/symmetric_matching.h"
+#include "symbolic/weighted_matching.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+namespace vyr::test {
+namespace {
+
+/// Largest number of columns with rows of their own, by augmenting paths without any weight.
+int largest_matching(const Pattern& a) {
+    std::vector<int> column_of(a.n, -1);
+    std::vector<bool> seen;
+    const std::function<bool(int)> augment = [&](int j) {
+        for (int e = a.col_ptr[j]; e < a.col_ptr[j + 1]; ++e) {
+            const int i = a.row_ind[e];
+            if (seen[i]) continue;
+            seen[i] = true;
+            if (column_of[i] >= 0 && !augment(column_of[i])) continue;
+            column_of[i] = j;
+            return true;
+        }
+        return false;
+    };
+    int matched = 0;
+    for (int j = 0; j < a.n; ++j) {
+        seen.assign(a.n, false);
+        matched += augment(j);
+    }
+    return matched;
+}
+
+/// Entries that tie, vanish beside others or are stored zeros; the whole square or the lower triangle.
+Csc random_matrix(int n, bool lower, Rng& rng) {
+    const double fill = std::uniform_real_distribution(0.1, 0.7)(rng);
+    const double spread = std::uniform_real_distribution(0.0, rng() % 4 == 0 ? 60.0 : 3.0)(rng);
+    Csc a;
+    a.n = n;
+    for (int j = 0; j < n; ++j) {
+        for (int i = lower ? j : 0; i < n; ++i) {
+            if (std::uniform_real_distribution()(rng) > fill) continue;
+            a.rowind.push_back(i);
+            const double exponent = spread * std::uniform_real_distribution(-1.0, 1.0)(rng);
+            a.values.push_back(rng() % 8 == 0 ? 0.0 : std::pow(10.0, rng() % 2 == 0 ? exponent : 0.0));
+        }
+        a.colptr.push_back(static_cast<std::int32_t>(a.rowind.size()));
+    }
+    return a;
+}
+
+TEST(Matching, ItsDualsProveTheLeastCost) {
+    Rng rng(test_seed());
+    for (int round = 0; round < 3000; ++round) {
+        SCOPED_TRACE(round);
+        TestContext test;
+        Csc a = random_matrix(static_cast<int>(1 + rng() % 16), false, rng);
+        WeightedMatching made;
+        for (double& cost : a.values) cost = cost > 0 ? std::log(cost) : 0;
+        const CostMatrix costs{pattern_of(a), a.values.data()};
+        const std::int64_t most = rng() % 5 == 0 ? 3 : 1 << 30;
+        ASSERT_EQ(mf_weighted_matching(test.context, costs, most, made), Status::OK);
+        int matched = 0;
+        for (int j = 0; j < a.n; ++j) {
+            const int row = made.row_of[j];
+            ASSERT_TRUE(row < 0 || made.column_of[row] == j);
+            matched += row >= 0;
+            int found = row < 0;
+            for (int e = a.colptr[j]; e < a.colptr[j + 1]; ++e) {
+                const int i = a.rowind[e];
+                const double reduced = a.values[e] - made.row_dual[i] - made.column_dual[j];
+                const double rounding = 1e-12 * (1 + std::abs(a.values[e]) + std::abs(made.row_dual[i]));
+                const bool duals = !made.complete || made.n_matched == a.n;
+                ASSERT_TRUE(!duals || reduced >= -rounding) << reduced;
+                ASSERT_TRUE(i != row || reduced <= rounding) << reduced;
+                found += i == row;
+            }
+            ASSERT_EQ(found, 1) << "a match is an entry";
+        }
+        ASSERT_EQ(matched, made.n_matched);
+        ASSERT_TRUE(!made.complete || matched == largest_matching(pattern_of(a)));
+    }
+}
+
+void check_symmetric(TestContext& test, const Csc& a, int rank) {
+    SymmetricMatching made;
+    ASSERT_EQ(mf_symmetric_matching(test.context, matrix_of(a), made), Status::OK);
+    ASSERT_EQ(made.structural_rank, rank);
+    std::vector<double> largest(a.n), chosen(a.n);
+    int n_paired = 0;
+    for (int j = 0; j < a.n; ++j) {
+        ASSERT_EQ(made.partner[made.partner[j]], j);
+        n_paired += made.partner[j] != j;
+        int exponent = 0;
+        ASSERT_EQ(std::frexp(made.scale[j], &exponent), 0.5) << "a power of two";
+    }
+    ASSERT_EQ(n_paired, 2 * made.n_pairs);
+    for (int j = 0; j < a.n; ++j)
+        for (int e = a.colptr[j]; e < a.colptr[j + 1]; ++e) {
+            const int i = a.rowind[e];
+            const double scaled = std::abs(a.values[e] * made.scale[i] * made.scale[j]);
+            ASSERT_LE(scaled, 2.01);
+            for (const int k : {i, j}) largest[k] = std::max(largest[k], scaled);
+            if (made.partner[i] == j) chosen[i] = chosen[j] = scaled;
+        }
+    for (int j = 0; j < a.n; ++j) {
+        EXPECT_TRUE(rank < a.n || largest[j] >= 0.4) << "row " << j;
+        EXPECT_TRUE(made.partner[j] == j || chosen[j] >= 0.49) << "pair of " << j;
+    }
+    EXPECT_TRUE(rank < a.n || mf_scaling_fits(matrix_of(a), made.scale.get(), largest.data()));
+    made.scale[rank / 2] *= 16;
+    EXPECT_FALSE(rank == a.n && mf_scaling_fits(matrix_of(a), made.scale.get(), largest.data()));
+}
+
+TEST(Matching, SymmetricPairsAreScaledToOneAndNothingIsLarger) {
+    Rng rng(test_seed());
+    for (int round = 0; round < 3000 && !HasFatalFailure(); ++round) {
+        SCOPED_TRACE(round);
+        TestContext test;
+        const Csc a = random_matrix(static_cast<int>(1 + rng() % 20), true, rng);
+        Csc nonzeros = both_triangles(a);
+        std::int32_t end = 0;
+        for (int j = 0, e = 0; j < a.n; nonzeros.colptr[++j] = end)
+            for (; e < nonzeros.colptr[j + 1]; ++e)
+                if (nonzeros.values[e] != 0) nonzeros.rowind[end++] = nonzeros.rowind[e];
+        check_symmetric(test, a, largest_matching(pattern_of(nonzeros)));
+    }
+}
+
+/// A matrix of ones without a diagonal.
+Csc adjacency(int n, const Edges& edges) {
+    Csc a = spd(n, edges), b;
+    b.n = n;
+    for (int j = 0; j < n; ++j) {
+        b.rowind.insert(b.rowind.end(), a.rowind.begin() + a.colptr[j] + 1,
+                        a.rowind.begin() + a.colptr[j + 1]);
+        b.colptr.push_back(static_cast<std::int32_t>(b.rowind.size()));
+    }
+    b.values.assign(b.rowind.size(), 1.0);
+    return b;
+}
+
+TEST(Matching, CountsTheExcessEquationsOfGraphs) {
+    const struct {
+        Csc a;
+        int rank;
+    } rows[] = {{adjacency(900, grid_edges(30, 30)), 900},
+                {adjacency(961, grid_edges(31, 31)), 960},
+                {adjacency(700, arrow_edges(700, 1)), 2},
+                {adjacency(400, arrow_edges(400, 30)), 60}};
+    for (const auto& row : rows) {
+        TestContext test;
+        check_symmetric(test, row.a, row.rank);
+    }
+}
+
+TEST(Matching, EndsWithAStatusWithoutMemoryAndWhenItIsStopped) {
+    const Csc a = adjacency(961, grid_edges(31, 31));
+    TestContext test;
+    for (int k = 1;; ++k) {
+        SymmetricMatching made;
+        test.faults.allocation.set(k);
+        const Status status = mf_symmetric_matching(test.context, matrix_of(a), made);
+        ASSERT_EQ(status, test.faults.allocation.armed() ? Status::OK : Status::FACTOR_STORAGE) << k;
+        if (status == Status::OK) break;
+    }
+    test.faults.allocation.set(0);
+    Progress progress([](void*, int, double) { return 1; }, nullptr);
+    progress.begin(PHASE_ANALYSE, 1);
+    test.context.progress = &progress;
+    SymmetricMatching made;
+    EXPECT_EQ(mf_symmetric_matching(test.context, matrix_of(a), made), Status::CANCELLED);
+}
+
+} // namespace
+} // namespace vyr::test
