@@ -56,7 +56,9 @@ struct Settings {
     int core_mode = CORE_IN;       ///< a CORE_ value
     int ordering = ORDERING_METIS; ///< an ORDERING_ value
     const std::int32_t* permutation =
-        nullptr;                        ///< n, for ORDERING_USER: perm[new] = old, checked by the caller
+        nullptr; ///< n, for ORDERING_USER: perm[new] = old, checked by the caller
+    const std::int32_t* partner =
+        nullptr; ///< n: the equation to be eliminated together with each; itself for none; null: none at all
     int scaling = 0;                    ///< 0 none, 1 right-hand side, 2 solution, 3 both
     int refinement_limit = 1;           ///< largest number of accepted solutions; 1: no refinement
     bool blocked = false;               ///< compress the graph, pass updates on ancestor by ancestor

@@ -70,8 +70,8 @@ bool mf_compression_pays(const Graph& graph) noexcept {
     return n_twins * 5 >= n_sampled;
 }
 
-Status mf_graph_compress(Context& context, std::int32_t n, const std::int32_t* xadj,
-                         const std::int32_t* adjacency, CompressedGraph& compressed) noexcept {
+Status mf_graph_compress(Context& context, const Graph& graph, CompressedGraph& compressed) noexcept {
+    const std::int32_t n = graph.n, *xadj = graph.xadj, *adjacency = graph.adjacency;
     compressed.n_groups = 0;
     compressed.group = Buffer<std::int32_t>(context.memory, n, -1);
     Buffer<std::int32_t> representative(context.memory, n), seen_from(context.memory, n, -1);
@@ -92,7 +92,8 @@ Status mf_graph_compress(Context& context, std::int32_t n, const std::int32_t* x
     compressed.weights = Buffer<std::int32_t>(context.memory, n_groups, 0);
     if (!compressed.xadj || !compressed.adjacency || !compressed.weights)
         return out_of_memory(context, Status::FACTOR_STORAGE);
-    for (std::int32_t j = 0; j < n; ++j) ++compressed.weights[compressed.group[j]];
+    for (std::int32_t j = 0; j < n; ++j)
+        compressed.weights[compressed.group[j]] += graph.weights == nullptr ? 1 : graph.weights[j];
     std::int32_t place = 0;
     for (std::int32_t g = 0; g < n_groups; ++g) {
         compressed.xadj[g] = place;

@@ -58,16 +58,37 @@ Status order_graph(Context& context, const Graph& graph, std::int32_t n_unknowns
     return mf_nested_dissection(context, graph, perm);
 }
 
-Status order_compressed(Context& context, std::int32_t n, CompressedGraph& compressed, std::int32_t* perm,
-                        int& ordering) noexcept {
-    Buffer<std::int32_t> group_order(context.memory, compressed.n_groups);
+/// Orders the vertices of a graph, those of one closed neighbourhood together when asked for.
+Status order_vertices(Context& context, const Graph& graph, std::int32_t n_unknowns, std::int32_t* perm,
+                      OrderingMade& made) noexcept {
+    const Settings& settings = context.settings;
+    const bool compress = settings.blocked || settings.compress ||
+                          (settings.compress_when_it_pays && mf_compression_pays(graph));
+    if (!compress) return order_graph(context, graph, n_unknowns, perm, made.ordering);
+    CompressedGraph groups;
+    if (const Status status = mf_graph_compress(context, graph, groups); status != Status::OK) return status;
+    made.compressed = groups.n_groups < graph.n;
+    if (!made.compressed) return order_graph(context, graph, n_unknowns, perm, made.ordering);
+    Buffer<std::int32_t> group_order(context.memory, groups.n_groups);
     if (!group_order) return out_of_memory(context, Status::FACTOR_STORAGE);
-    const Graph graph{compressed.n_groups, compressed.xadj.get(), compressed.adjacency.get(),
-                      compressed.weights.get()};
-    if (const Status status = order_graph(context, graph, n, group_order.get(), ordering);
+    if (const Status status =
+            order_graph(context, groups.graph(), n_unknowns, group_order.get(), made.ordering);
         status != Status::OK)
         return status;
-    return expand_groups(context, n, compressed, group_order.get(), perm);
+    return expand_groups(context, graph.n, groups, group_order.get(), perm);
+}
+
+Status order_pairs(Context& context, const Graph& graph, std::int32_t* perm, OrderingMade& made) noexcept {
+    CompressedGraph pairs;
+    if (const Status status = mf_pair_graph(context, graph, context.settings.partner, pairs);
+        status != Status::OK)
+        return status;
+    Buffer<std::int32_t> pair_order(context.memory, pairs.n_groups);
+    if (!pair_order) return out_of_memory(context, Status::FACTOR_STORAGE);
+    if (const Status status = order_vertices(context, pairs.graph(), graph.n, pair_order.get(), made);
+        status != Status::OK)
+        return status;
+    return expand_groups(context, graph.n, pairs, pair_order.get(), perm);
 }
 
 /// True when the order is one that is given, which perm then holds.
@@ -78,7 +99,8 @@ bool order_given(const Settings& settings, const Pattern& full, std::int32_t* pe
         std::copy_n(settings.permutation, full.n, perm);
         return true;
     }
-    const bool apart = settings.compress || settings.blocked; // groups may lie apart in the natural order
+    // Groups may lie apart in the natural order.
+    const bool apart = settings.compress || settings.blocked || settings.partner != nullptr;
     const bool narrow = settings.ordering == ORDERING_AUTOMATIC && !apart && mf_natural_pays(full);
     if (settings.ordering != ORDERING_NATURAL && !narrow) return false;
     made.ordering = ORDERING_NATURAL;
@@ -96,16 +118,8 @@ Status mf_order(Context& context, const Pattern& full, std::int32_t* perm, Order
     if (full.n < 1 || order_given(settings, full, perm, how)) return Status::OK;
     PatternGraph plain;
     if (const Status status = make_graph(context, full, plain); status != Status::OK) return status;
-    const Graph& graph = plain.graph;
-    if (settings.blocked || settings.compress ||
-        (settings.compress_when_it_pays && mf_compression_pays(graph))) {
-        CompressedGraph compressed;
-        const Status status = mf_graph_compress(context, graph.n, graph.xadj, graph.adjacency, compressed);
-        if (status != Status::OK) return status;
-        how.compressed = compressed.n_groups < graph.n;
-        if (how.compressed) return order_compressed(context, graph.n, compressed, perm, how.ordering);
-    }
-    return order_graph(context, graph, graph.n, perm, how.ordering);
+    if (settings.partner != nullptr) return order_pairs(context, plain.graph, perm, how);
+    return order_vertices(context, plain.graph, full.n, perm, how);
 }
 
 } // namespace vyr

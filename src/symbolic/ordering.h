@@ -17,7 +17,8 @@ struct OrderingMade {
 
 /// Orders the full symmetric pattern (diagonal entries allowed, rows ascending) as settings.ordering says.
 /// METIS and AMD get the compressed graph with settings.blocked, settings.compress, and with
-/// settings.compress_when_it_pays where it does; each group comes out in one run, the highest number first.
+/// settings.compress_when_it_pays where it does; each group comes out in one run, the highest number first,
+/// and so do the pairs of settings.partner.
 ///
 /// perm   out, n: perm[new] = old; holds nothing of use after a failure
 /// made   out, or null
@@ -34,20 +35,30 @@ struct Graph {
     std::int32_t* weights;   ///< n: unknowns that each vertex stands for; null: 1
 };
 
-/// A compressed graph: vertices with the same closed neighbourhood have become one weighted vertex, a group.
+/// A compressed graph: several vertices have become one weighted vertex, a group.
 struct CompressedGraph {
     std::int32_t n_groups = 0;
     Buffer<std::int32_t> group;     ///< per vertex of the original graph, its group
     Buffer<std::int32_t> xadj;      ///< n_groups + 1
     Buffer<std::int32_t> adjacency; ///< xadj[n_groups]
-    Buffer<std::int32_t> weights;   ///< n_groups: vertices in the group
+    Buffer<std::int32_t> weights;   ///< n_groups: weight of the group's vertices
+
+    Graph graph() noexcept { return {n_groups, xadj.get(), adjacency.get(), weights.get()}; }
 };
 
-/// Groups the vertices of a graph (n, xadj, adjacency as in METIS_NodeND_order). When nothing can be merged
-/// only n_groups = n and `group` are filled. FACTOR_STORAGE without memory. Cost: about one pass over the
-/// edges.
-[[nodiscard]] Status mf_graph_compress(Context& context, std::int32_t n, const std::int32_t* xadj,
-                                       const std::int32_t* adjacency, CompressedGraph& compressed) noexcept;
+/// Makes each pair of vertices one, in the order of the first members.
+///
+/// partner   graph.n: the other vertex of the pair; of a single one itself
+/// pairs     out: fresh; graph.weights are not looked at
+///
+/// FACTOR_STORAGE without memory. Cost: a sort of every vertex's neighbours.
+[[nodiscard]] Status mf_pair_graph(Context& context, const Graph& graph, const std::int32_t* partner,
+                                   CompressedGraph& pairs) noexcept;
+
+/// Groups the vertices that have the same closed neighbourhood. When nothing can be merged only n_groups = n
+/// and `group` are filled. FACTOR_STORAGE without memory. Cost: about one pass over the edges.
+[[nodiscard]] Status mf_graph_compress(Context& context, const Graph& graph,
+                                       CompressedGraph& compressed) noexcept;
 
 /// True when compression is likely to take a tenth of the vertices away, judged by a sample of them. Cost: a
 /// small share of a pass over the edges.

@@ -6,15 +6,17 @@ namespace vyr {
 
 namespace {
 
-constexpr std::int32_t MAX_SUPERNODE_WIDTH = 1024; ///< pivot columns
+constexpr std::int32_t MAX_SUPERNODE_WIDTH = 1024; ///< pivot columns; one more to end with a pair
 constexpr double ZERO_TOLERANCE = 0.01; ///< explicit zeros a merge may add, as a share of the square front
 
-/// Decides column by column whether the supernode under construction ends. Products are 32-bit and wrap; they
+/// Decides column by column whether the supernode under construction ends: not within a pair, which wants a
+/// 2 x 2 pivot. Products are 32-bit and wrap; they
 /// are formed unsigned and read as signed.
 class MergeRule {
 public:
-    MergeRule(const Analysis& analysis, const std::int32_t* nonzeros) noexcept
-        : analysis_(analysis), nonzeros_(nonzeros) {}
+    /// partner   as Settings has it
+    MergeRule(const Analysis& analysis, const std::int32_t* nonzeros, const std::int32_t* partner) noexcept
+        : analysis_(analysis), nonzeros_(nonzeros), partner_(partner) {}
 
     /// Takes `col` into the supernode; true when it is its last column.
     bool ends_at(std::int32_t col) noexcept {
@@ -31,18 +33,20 @@ private:
     bool extends(std::int32_t col) noexcept {
         const std::int32_t next = col + 1;
         if (next == analysis_.n || analysis_.parent[col] != next) return false;
-        if (width_ >= static_cast<std::uint32_t>(MAX_SUPERNODE_WIDTH)) return false;
+        const bool pair = partner_ != nullptr && partner_[analysis_.perm[col]] == analysis_.perm[next];
+        if (width_ >= static_cast<std::uint32_t>(MAX_SUPERNODE_WIDTH)) return pair;
         const auto count = static_cast<std::uint32_t>(nonzeros_[col]);
         const auto next_count = static_cast<std::uint32_t>(nonzeros_[next]);
         zeros_ += 2 * width_ * (next_count - count + 1);
         const std::uint32_t side = width_ + next_count;
         const auto zeros = static_cast<std::int32_t>(zeros_);
         const auto rest = static_cast<std::int32_t>(side * side - zeros_);
-        return !(zeros > ZERO_TOLERANCE * rest && width_ >= 2);
+        return pair || !(zeros > ZERO_TOLERANCE * rest && width_ >= 2);
     }
 
     const Analysis& analysis_;
     const std::int32_t* nonzeros_;
+    const std::int32_t* partner_;
     std::uint32_t width_ = 0;
     std::uint32_t zeros_ = 0;
 };
@@ -76,7 +80,7 @@ Status mf_supernodes(Context& context, const std::int32_t* nonzeros, Analysis& a
     const std::int32_t n = analysis.n;
     analysis.column_map = Buffer<std::int32_t>(context.memory, n);
     if (!analysis.column_map) return out_of_memory(context, Status::FACTOR_STORAGE);
-    MergeRule rule(analysis, nonzeros);
+    MergeRule rule(analysis, nonzeros, context.settings.partner);
     analysis.n_snodes = 0;
     for (std::int32_t col = 0; col < n; ++col) {
         analysis.column_map[col] = analysis.n_snodes;
