@@ -1,5 +1,6 @@
 // Matchings judged by their own duals: feasible ones that are equal where matched prove the least cost.
 #include "support/engine.h"
+#include "symbolic/analyse.h"
 #include "symbolic/symmetric_matching.h"
 #include "symbolic/weighted_matching.h"
 
@@ -153,6 +154,32 @@ TEST(Matching, CountsTheExcessEquationsOfGraphs) {
     for (const auto& row : rows) {
         TestContext test;
         check_symmetric(test, row.a, row.rank);
+    }
+}
+
+TEST(Matching, PairsFollowEachOtherInOneSupernode) {
+    Rng rng(test_seed());
+    for (int round = 0; round < 120; ++round) {
+        TestContext test;
+        const int side = static_cast<int>(2 + rng() % 40);
+        const Csc a = round % 2 == 0 ? adjacency(side * side, random_edges(side * side, side * side * 2, rng))
+                                     : random_matrix(side * 4, true, rng);
+        SymmetricMatching made;
+        ASSERT_EQ(mf_symmetric_matching(test.context, matrix_of(a), made), Status::OK);
+        Settings& settings = test.context.settings;
+        settings.partner = made.partner.get();
+        settings.ordering = round % 3; // automatic, METIS, AMD
+        settings.compress = round % 5 == 0;
+        Analysis analysis;
+        double ordering_ms = 0;
+        ASSERT_EQ(mf_analyse(test.context, pattern_of(a), analysis, ordering_ms), Status::OK);
+        std::vector<int> place(a.n);
+        for (int k = 0; k < a.n; ++k) place[analysis.perm[k]] = k;
+        for (int j = 0; j < a.n; ++j) {
+            const int i = made.partner[j];
+            ASSERT_LE(std::abs(place[i] - place[j]), 1) << "round " << round;
+            ASSERT_EQ(analysis.column_map[place[i]], analysis.column_map[place[j]]) << "round " << round;
+        }
     }
 }
 
