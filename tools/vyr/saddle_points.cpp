@@ -7,12 +7,16 @@ namespace vyr::tool {
 
 namespace {
 
-/// n_rows constraints from equation n_columns on: each has a variable of its own and three others.
+constexpr std::int32_t WINDOW = 6; ///< shared variables that a constraint chooses from
+
+/// n_rows constraints from equation n_columns on: each has a variable of its own and three shared ones that
+/// lie near each other, as those of one time or one place do.
 void add_constraints(LowerBuilder& a, std::int32_t n_columns, std::int32_t n_rows, RandomNumbers& random) {
     for (std::int32_t i = 0; i < n_rows; ++i) {
         a.add(n_columns + i, i, random.between(1, 2));
         for (int k = 0; k < 3; ++k)
-            a.add(n_columns + i, n_rows + random.below(n_columns - n_rows), random.between(-1, 1));
+            a.add(n_columns + i, n_rows + (i + random.below(WINDOW)) % (n_columns - n_rows),
+                  random.between(-1, 1));
     }
 }
 
