@@ -116,6 +116,21 @@ enum {
     VYR_ORDERING_DISSECTION = 5 /* nested dissection on several threads, the same order with any number */
 };
 
+/* Large entries of an indefinite matrix, in pairs of equations that are eliminated together. */
+enum {
+    VYR_MATCHING_AUTOMATIC = 0, /* where a diagonal entry is weak */
+    VYR_MATCHING_ON = 1,        /* wherever the product of the entries chosen gains */
+    VYR_MATCHING_OFF = 2
+};
+
+/* What an indefinite matrix is scaled by, from both sides, before it is factorised. */
+enum {
+    VYR_SCALING_AUTOMATIC = 0, /* by the matching; without one, as VYR_SCALING_NORM */
+    VYR_SCALING_NONE = 1,
+    VYR_SCALING_NORM = 2,    /* every row's largest magnitude near 1 */
+    VYR_SCALING_MATCHING = 3 /* by the matching, also where it is off for the ordering */
+};
+
 /* Phases that a progress callback is told of. */
 enum { VYR_PHASE_ANALYSE = 0, VYR_PHASE_FACTORISE = 1, VYR_PHASE_SOLVE = 2 };
 
@@ -147,6 +162,8 @@ typedef struct vyr_options {
     void* log_user;
     vyr_progress_callback progress; /* default null */
     void* progress_user;
+    int32_t matching; /* VYR_MATCHING_, for L D L^T; default automatic */
+    int32_t scaling;  /* VYR_SCALING_, for L D L^T; default automatic */
 } vyr_options;
 
 /* Fills the defaults. size: sizeof(vyr_options) as the program knows it. */
@@ -197,12 +214,14 @@ typedef struct vyr_analysis_info {
     int32_t ordering;   /* VYR_ORDERING_ in force */
     int32_t compressed; /* 1: unknowns with one pattern were ordered together */
     int32_t threads;
+    int64_t structural_rank; /* most that a matrix with these nonzeros has; -1: no matching was made */
+    int64_t pairs;           /* of equations that are eliminated together */
 } vyr_analysis_info;
 
 /* Analyses a pattern.
  *
- * matrix     values are read for the indefinite and the automatic kind, to pair weak diagonals; a factor of
- *            other values of the pattern is right all the same. Null values: as if every diagonal were strong
+ * matrix     values are read for the indefinite and the automatic kind, for the matching; a factor of other
+ *            values of the pattern is right all the same. Null values: nothing is paired
  * options    null: the defaults
  * analysis   out: the object, to be freed. After a failure it holds the message alone, or is null when even
  *            that could not be had
@@ -248,7 +267,8 @@ typedef struct vyr_factor_info {
     double failed_pivot;
     int64_t files;
     double file_bytes;
-    double factor_bytes; /* held in memory now */
+    double factor_bytes;     /* held in memory now */
+    int64_t structural_rank; /* of the values, where their scaling was chosen by a matching; otherwise -1 */
 } vyr_factor_info;
 
 /* An empty factor.

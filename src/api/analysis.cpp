@@ -4,6 +4,7 @@
 #include "engine/memory_share.h"
 #include "symbolic/metis_call.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -143,7 +144,7 @@ extern "C" vyr_status vyr_analysis_get_info(const vyr_analysis* analysis, vyr_an
     if (analysis == nullptr || info == nullptr) return VYR_STATUS_NULL;
     if (analysis->shared == nullptr) return analysis->status;
     const SolverAnalysis& solver = analysis->shared->solver;
-    const Analysis& structure = solver.structure.analysis;
+    const Analysis& structure = solver.analysis;
     vyr_analysis_info figures{};
     figures.n = solver.canonical.n;
     figures.entries = solver.canonical.row_ind.count();
@@ -165,16 +166,15 @@ extern "C" vyr_status vyr_analysis_get_info(const vyr_analysis* analysis, vyr_an
     figures.ordering = structure.ordering;
     figures.compressed = structure.compressed ? 1 : 0;
     figures.threads = structure.schedule.n_threads;
+    figures.structural_rank = solver.structural_rank;
+    figures.pairs = solver.n_pairs;
     return give_info(figures, info);
 }
 
 extern "C" vyr_status vyr_analysis_permutation(const vyr_analysis* analysis, int32_t* permutation) {
     if (analysis == nullptr || permutation == nullptr) return VYR_STATUS_NULL;
     if (analysis->shared == nullptr) return analysis->status;
-    const Structure& structure = analysis->shared->solver.structure;
-    for (std::int32_t k = 0; k < structure.analysis.n; ++k) {
-        const std::int32_t i = structure.analysis.perm[k];
-        permutation[k] = structure.pairing.ties ? structure.pairing.order[i] : i;
-    }
+    const Analysis& structure = analysis->shared->solver.analysis;
+    std::copy_n(structure.perm.get(), structure.n, permutation);
     return VYR_STATUS_OK;
 }

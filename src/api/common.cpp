@@ -38,6 +38,10 @@ vyr_status check_options(const vyr_options& options, char (&message)[240]) noexc
     if (!std::isfinite(options.pivot_min)) return refuse(message, "options.pivot_min is not finite");
     if (std::isnan(options.backward_error_limit))
         return refuse(message, "options.backward_error_limit is not a number");
+    if (options.matching < VYR_MATCHING_AUTOMATIC || options.matching > VYR_MATCHING_OFF)
+        return refuse(message, "options.matching is %d", options.matching);
+    if (options.scaling < VYR_SCALING_AUTOMATIC || options.scaling > VYR_SCALING_MATCHING)
+        return refuse(message, "options.scaling is %d", options.scaling);
     if (!(options.memory_limit >= 0)) return refuse(message, "options.memory_limit is negative");
     if (options.memory_limit > 0 && options.directory == nullptr)
         return refuse(message, "options.memory_limit needs options.directory");
@@ -123,6 +127,8 @@ HostCall::HostCall(Accounting& memory, const vyr_options& options) noexcept
     settings.ordering = options.ordering;
     settings.permutation = options.permutation;
     settings.pivot_min = options.pivot_min;
+    settings.matching = options.matching;
+    settings.matrix_scaling = options.scaling;
     settings.n_threads = options.threads;
     if (options.directory != nullptr) settings.core_mode = CORE_OUT;
 }

@@ -121,9 +121,10 @@ extern "C" vyr_status vyr_factor_get_info(const vyr_factor* factor, vyr_factor_i
     figures.seconds_factorise = solver.seconds;
     figures.seconds_files = solver.seconds_files;
     figures.operations = solver.flops;
+    figures.structural_rank = solver.structural_rank;
     figures.failed_equation = solver.failed_equation;
     figures.failed_pivot = solver.failed_pivot;
-    const Factor& inner = solver.factor();
+    const Factor& inner = solver.factor;
     figures.files = inner.files.count;
     figures.file_bytes = static_cast<double>(inner.files.doubles) * sizeof(double);
     figures.factor_bytes = static_cast<double>(inner.lu_values.count()) * sizeof(double) +

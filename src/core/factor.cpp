@@ -41,6 +41,7 @@ void Factor::release() noexcept {
     pivot_index.reset();
     scale_rhs.reset();
     scale_sol.reset();
+    scale.reset();
     work = FactorWork();
     files = FactorFiles();
     read_buffer.reset();

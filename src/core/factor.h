@@ -123,13 +123,20 @@ struct Factor {
         pivot_index;          ///< n, L D L^T only: chosen row of each pivot, counted from its node's first
     Buffer<double> scale_rhs; ///< n divisors of the right-hand side, caller's numbering; may be empty
     Buffer<double> scale_sol; ///< n divisors of the solution; may be empty
-    Pivoted pivoted;          ///< filled by factorizations with delayed pivots alone
+    Buffer<double> scale; ///< n powers of two, caller's numbering: the factor is that of S A S; may be empty
+    Pivoted pivoted;      ///< filled by factorizations with delayed pivots alone
     FactorWork work;
     FactorFiles files;
     mutable SpareBuffer read_buffer;
     BlockStore* block_store = nullptr; ///< while a factorization without lu_values runs
 
     double* block(std::int32_t node) const noexcept { return blocks[node].values; }
+    /// Scale of the equation of a pivot of the analysis, or its inverse, as power is 1 or -1; 1 for 0.
+    double scale_of_pivot(std::int32_t pivot, int power) const noexcept {
+        if (!scale || power == 0) return 1.0;
+        const double s = scale[analysis->perm[pivot]];
+        return power > 0 ? s : 1.0 / s;
+    }
     /// True when `pivoted` says how the blocks are to be read.
     bool has_delayed() const noexcept { return pivoted.nodes.count() > 0; }
     /// Rows of a node's block with delayed pivots.

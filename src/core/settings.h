@@ -35,6 +35,21 @@ enum Ordering {
     ORDERING_DISSECTION = 5 ///< nested dissection on several threads
 };
 
+/// Values of Settings::matching.
+enum Matching {
+    MATCHING_AUTOMATIC = 0, ///< pairs where a diagonal entry is weak
+    MATCHING_ON = 1,        ///< every pair of the largest product
+    MATCHING_OFF = 2        ///< no pairs
+};
+
+/// Values of Settings::matrix_scaling.
+enum MatrixScaling {
+    SCALING_AUTOMATIC = 0, ///< by the matching; without one by the largest entries
+    SCALING_NONE = 1,
+    SCALING_NORM = 2,    ///< the largest entry of every row is 1
+    SCALING_MATCHING = 3 ///< by the duals of a matching, whether it serves the ordering or not
+};
+
 /// True for the types that store only the lower triangle.
 constexpr bool is_lower_triangle_type(int type) noexcept {
     return type >= TYPE_SPD && type <= TYPE_CSYM;
@@ -59,9 +74,11 @@ struct Settings {
         nullptr; ///< n, for ORDERING_USER: perm[new] = old, checked by the caller
     const std::int32_t* partner =
         nullptr; ///< n: the equation to be eliminated together with each; itself for none; null: none at all
-    int scaling = 0;                    ///< 0 none, 1 right-hand side, 2 solution, 3 both
-    int refinement_limit = 1;           ///< largest number of accepted solutions; 1: no refinement
-    bool blocked = false;               ///< compress the graph, pass updates on ancestor by ancestor
+    int matching = MATCHING_AUTOMATIC;      ///< a MATCHING_ value, for indefinite matrices
+    int matrix_scaling = SCALING_AUTOMATIC; ///< a SCALING_ value, for indefinite matrices
+    int scaling = 0;                        ///< 0 none, 1 right-hand side, 2 solution, 3 both
+    int refinement_limit = 1;               ///< largest number of accepted solutions; 1: no refinement
+    bool blocked = false;                   ///< compress the graph, pass updates on ancestor by ancestor
     bool compress = false;              ///< order unknowns of one pattern together, also without `blocked`
     bool dump_factor = false;           ///< write the factor to a file when an update cannot be passed on
     bool compress_when_it_pays = false; ///< the same, where that takes a tenth of the graph away

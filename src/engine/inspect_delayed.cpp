@@ -26,12 +26,12 @@ struct ColumnWriter {
     const std::int32_t* place;
     std::int32_t* sorted; ///< scratch, as many as a front has rows
 
-    std::int32_t row_place(std::int32_t s, std::int32_t row) const noexcept {
+    std::int32_t pivot(std::int32_t s, std::int32_t row) const noexcept {
         const PivotedNode& pivoted = factor.pivoted.nodes[s];
-        return place[row < pivoted.n_columns
-                         ? pivoted.columns[row]
-                         : factor.analysis->snodes[s].update_rows()[row - pivoted.n_columns]];
+        return row < pivoted.n_columns ? pivoted.columns[row]
+                                       : factor.analysis->snodes[s].update_rows()[row - pivoted.n_columns];
     }
+    std::int32_t row_place(std::int32_t s, std::int32_t row) const noexcept { return place[pivot(s, row)]; }
 
     // Rows that are not eliminated here come in the order of the ancestors that do it.
     void write(std::int32_t s, const double* block) const noexcept {
@@ -41,10 +41,12 @@ struct ColumnWriter {
                   [&](std::int32_t i, std::int32_t j) { return row_place(s, i) < row_place(s, j); });
         for (std::int32_t k = 0; k < n_pivots; ++k) {
             const double* column = block + static_cast<std::int64_t>(k) * n_rows;
+            const double scale = factor.scale_of_pivot(pivot(s, k), 1);
             std::int64_t out = ptr[row_place(s, k)];
             for (std::int32_t i = k; i < n_rows; ++i, ++out) {
                 ind[out] = row_place(s, sorted[i]);
-                values[out] = i == k ? 1.0 : column[sorted[i]];
+                values[out] =
+                    i == k ? 1.0 : column[sorted[i]] * scale * factor.scale_of_pivot(pivot(s, sorted[i]), -1);
             }
         }
     }
@@ -81,9 +83,13 @@ Status mf_delayed_diagonal(Context& context, const Factor& factor, double* diago
     if (!place) return out_of_memory(context);
     mf_elimination_places(factor, place.get());
     for (std::int32_t k = 0; k < n; ++k) {
-        diagonal[place[k]] = factor.diag_values[k];
-        if (beside != nullptr) beside[place[k]] = factor.pivoted.beside[k];
+        const double scale = factor.scale_of_pivot(k, -1);
+        diagonal[place[k]] = factor.diag_values[k] * scale * scale;
+        if (beside != nullptr) beside[place[k]] = factor.pivoted.beside[k] * scale;
     }
+    // Each entry beside the diagonal belongs to the pivot behind it, too.
+    for (std::int32_t k = 0; k < n && beside != nullptr; ++k)
+        if (place[k] > 0) beside[place[k] - 1] *= factor.scale_of_pivot(k, -1);
     return Status::OK;
 }
 

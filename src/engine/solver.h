@@ -5,7 +5,6 @@
 #include "core/context.h"
 #include "core/factor.h"
 #include "engine/input_matrix.h"
-#include "engine/pairing.h"
 
 #include <atomic>
 #include <cstdint>
@@ -14,21 +13,17 @@ namespace vyr {
 
 enum class Kind : std::int32_t { POSITIVE = 0, INDEFINITE = 1, AUTOMATIC = 2 };
 
-/// A pattern that is factorised: the canonical one, or the one with partners tied, and its analysis.
-struct Structure {
-    Pairing pairing;
-    Analysis analysis;
-};
-
 /// The analysis of a matrix: immutable once made, shared by any number of factors and threads.
 struct SolverAnalysis {
     Accounting memory; ///< of everything below
     Kind kind = Kind::POSITIVE;
     int type = TYPE_SPD; ///< TYPE_SPD or TYPE_LDLT: what a factor would begin with
-    bool pairs = true;   ///< weak diagonals get partners; not with an ordering that is given
     Settings settings;   ///< ordering and threads in force
     CanonicalPattern canonical;
-    Structure structure;
+    Analysis analysis;
+    Buffer<double> scale;              ///< n, by a matching of the values it was made with, if one was made
+    std::int32_t structural_rank = -1; ///< of those values; -1: not known
+    std::int32_t n_pairs = 0;          ///< ordered as one
     double seconds_order = 0, seconds_analyse = 0;
     double work_bytes = 0; ///< a factorization's work space beside the factor, as the analysis estimates it
 };
@@ -38,7 +33,7 @@ struct SolverAnalysis {
 /// matrix   values are read for the kinds INDEFINITE and AUTOMATIC, where there are any
 /// made     out: fresh; context.memory is its accounting
 ///
-/// Returns OK or a status of mf_canonical_pattern, mf_canonical_values, mf_pair_weak_diagonals, mf_analyse.
+/// Returns OK or a status of mf_canonical_pattern, mf_canonical_values, mf_symmetric_matching, mf_analyse.
 Status mf_solver_analyse(Context& context, const InputMatrix& matrix, Kind kind, bool refuse_duplicates,
                          SolverAnalysis& made) noexcept;
 
@@ -54,29 +49,23 @@ Status mf_solver_memory(Context& context, const SolverAnalysis& analysis, Memory
 /// The factor of a matrix: what vyr_factorise fills and solves read.
 struct SolverFactor {
     explicit SolverFactor(const SolverAnalysis& made) noexcept
-        : analysis(made), main(memory, made.structure.analysis), other(memory, other_structure.analysis) {}
+        : analysis(made), factor(memory, made.analysis) {}
 
     const SolverAnalysis& analysis;
     Accounting memory; ///< of everything below
     bool keep_matrix = true;
     double process_limit_bytes = 0; ///< out of core; 0: none
-    Factor main;                    ///< of the analysis's structure
-    Structure other_structure;      ///< for values that the analysis's structure does not serve
-    Factor other;                   ///< of other_structure
-    bool other_in_force = false;
-    int type = TYPE_SPD;          ///< of the factorization
-    Buffer<double> values;        ///< of the canonical matrix; when it is kept
-    Buffer<double> paired_values; ///< scratch of factorizations with partners
-    double norm = 0;              ///< infinity norm of the matrix, when it is kept
-    std::int32_t n_threads = 1;   ///< of the last factorization
+    Factor factor;
+    int type = TYPE_SPD;               ///< of the factorization
+    Buffer<double> values;             ///< of the canonical matrix; when it is kept
+    Buffer<double> scaled_values;      ///< scratch of factorizations with a scaling
+    std::int32_t structural_rank = -1; ///< of the last values; -1: not known
+    double norm = 0;                   ///< infinity norm of the matrix, when it is kept
+    std::int32_t n_threads = 1;        ///< of the last factorization
     double seconds = 0, seconds_files = 0, flops = 0;
     std::int32_t failed_equation = 0; ///< 1-based, caller's numbering; 0: none
     double failed_pivot = 0;
 
-    const Structure& structure() const noexcept {
-        return other_in_force ? other_structure : analysis.structure;
-    }
-    const Factor& factor() const noexcept { return other_in_force ? other : main; }
     /// The canonical matrix with its kept values.
     Matrix matrix() const noexcept {
         const CanonicalPattern& pattern = analysis.canonical;
@@ -88,7 +77,7 @@ struct SolverFactor {
 /// definite ones by L D L^T; of the kind AUTOMATIC by L D L^T when L L^T meets a pivot that fails.
 ///
 /// context.memory is the factor's accounting. Returns OK or a status of mf_canonical_values, mf_factorise,
-/// mf_pair_weak_diagonals.
+/// mf_choose_scaling; ILL_CONDITIONED at once for values that are singular by structure.
 Status mf_solver_factorise(Context& context, const InputMatrix& matrix, SolverFactor& factor) noexcept;
 
 /// What a solve is to do, and what it found.

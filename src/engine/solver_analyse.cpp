@@ -2,10 +2,12 @@
 #include "engine/solver.h"
 #include "platform/platform.h"
 #include "symbolic/analyse.h"
+#include "symbolic/symmetric_matching.h"
 
 #include <omp.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace vyr {
 
@@ -20,8 +22,12 @@ bool plainly_indefinite(const Matrix& a) noexcept {
     return false;
 }
 
-/// Looks at the values for the kinds that want them: which type to begin with, and partners.
-Status choose_type(Context& context, const InputMatrix& input, SolverAnalysis& made) noexcept {
+/// Looks at the values for the kinds that want them: which type to begin with, and which equations to keep
+/// together, unless the ordering is given.
+///
+/// partner   out: n, or empty
+Status choose_type(Context& context, const InputMatrix& input, SolverAnalysis& made,
+                   Buffer<std::int32_t>& partner) noexcept {
     made.type = made.kind == Kind::INDEFINITE ? TYPE_LDLT : TYPE_SPD;
     if (made.kind == Kind::POSITIVE || input.values == nullptr) return Status::OK;
     const CanonicalPattern& pattern = made.canonical;
@@ -32,8 +38,17 @@ Status choose_type(Context& context, const InputMatrix& input, SolverAnalysis& m
         return status;
     const Matrix matrix{{pattern.n, pattern.col_ptr.get(), pattern.row_ind.get()}, values.get()};
     if (made.kind == Kind::AUTOMATIC && plainly_indefinite(matrix)) made.type = TYPE_LDLT;
-    if (made.type == TYPE_SPD || !made.pairs) return Status::OK;
-    return mf_pair_weak_diagonals(context, matrix, made.structure.pairing);
+    const Settings& settings = context.settings;
+    const bool given = settings.ordering == ORDERING_NATURAL || settings.ordering == ORDERING_USER;
+    if (made.type == TYPE_SPD || given || settings.matching == MATCHING_OFF) return Status::OK;
+    SymmetricMatching matching;
+    if (const Status status = mf_symmetric_matching(context, matrix, matching); status != Status::OK)
+        return status;
+    made.structural_rank = matching.structural_rank;
+    made.n_pairs = matching.n_pairs;
+    made.scale = std::move(matching.scale);
+    if (made.n_pairs > 0) partner = std::move(matching.partner);
+    return Status::OK;
 }
 
 } // namespace
@@ -52,22 +67,17 @@ Status mf_solver_analyse(Context& context, const InputMatrix& input, Kind kind, 
     if (const Status status = mf_canonical_pattern(context, input, refuse_duplicates, made.canonical);
         status != Status::OK)
         return status;
-    made.pairs = settings.ordering != ORDERING_NATURAL && settings.ordering != ORDERING_USER;
-    if (const Status status = choose_type(context, input, made); status != Status::OK) return status;
+    Buffer<std::int32_t> partner;
+    if (const Status status = choose_type(context, input, made, partner); status != Status::OK) return status;
 
-    Structure& structure = made.structure;
-    const Pairing& pairing = structure.pairing;
-    // Only an ordering of whole groups keeps partners together.
-    if (pairing.ties) settings.compress = true;
     settings.compress_when_it_pays = true;
     settings.type = made.type;
-    const Pattern pattern = pairing.ties
-                                ? Pattern{made.canonical.n, pairing.col_ptr.get(), pairing.row_ind.get()}
-                                : made.canonical.pattern();
+    settings.partner = partner.get();
     double ordering_ms = 0;
-    if (const Status status = mf_analyse(context, pattern, structure.analysis, ordering_ms);
+    if (const Status status = mf_analyse(context, made.canonical.pattern(), made.analysis, ordering_ms);
         status != Status::OK)
         return status;
+    settings.partner = nullptr;
     made.settings = settings;
     made.work_bytes = context.statistics.memory_estimate;
     made.seconds_order = ordering_ms / 1000;
@@ -76,7 +86,7 @@ Status mf_solver_analyse(Context& context, const InputMatrix& input, Kind kind, 
 }
 
 Status mf_solver_memory(Context& context, const SolverAnalysis& made, MemoryNeed& need) noexcept {
-    const Analysis& analysis = made.structure.analysis;
+    const Analysis& analysis = made.analysis;
     const Schedule& schedule = analysis.schedule;
     need.factor = 8.0 * static_cast<double>(analysis.factor_entries);
     const double indices = 4.0 * (static_cast<double>(analysis.row_slab.count()) * 2 +

@@ -1,12 +1,12 @@
 #include "core/tuning.h"
 #include "engine/engine.h"
+#include "engine/matrix_scaling.h"
 #include "engine/memory_share.h"
 #include "engine/residual.h"
 #include "engine/solver.h"
 #include "memory/factor_storage.h"
 #include "memory/memory_plan.h"
 #include "platform/platform.h"
-#include "symbolic/analyse.h"
 
 #include <algorithm>
 
@@ -18,19 +18,28 @@ bool failed_pivot(Status status) noexcept {
     return status == Status::NOT_SPD || status == Status::SMALL_PIVOT;
 }
 
-/// The pattern and values that a structure factorises; spreads the values over partners.
-Status structured_matrix(Context& context, const Structure& structure, const Matrix& canonical,
-                         Buffer<double>& paired_values, Matrix& matrix) noexcept {
-    const Pairing& pairing = structure.pairing;
-    matrix = canonical;
-    if (!pairing.ties) return Status::OK;
-    if (paired_values.count() != pairing.row_ind.count()) {
-        paired_values.reset();
-        paired_values = Buffer<double>(context.memory, pairing.row_ind.count());
-        if (!paired_values) return out_of_memory(context);
+/// The values to factorise: those of S A S, S by the settings, or of A itself. Begins with the scaling that
+/// served the values before, or those of the analysis.
+Status scale(Context& context, const Matrix& a, SolverFactor& solver, const double*& values) noexcept {
+    Buffer<double>& scale = solver.factor.scale;
+    const Buffer<double>& analysed = solver.analysis.scale;
+    const bool by_matching = context.settings.matrix_scaling != SCALING_NORM;
+    const bool regular = solver.analysis.structural_rank == a.n; // an excess is to be counted anew
+    if (!scale && analysed && by_matching && regular) {
+        scale = Buffer<double>(context.memory, a.n);
+        if (!scale) return out_of_memory(context);
+        std::copy_n(analysed.get(), a.n, scale.get());
     }
-    mf_paired_values(pairing, canonical.values, canonical.col_ptr[canonical.n], paired_values.get());
-    matrix = {{canonical.n, pairing.col_ptr.get(), pairing.row_ind.get()}, paired_values.get()};
+    if (const Status status = mf_choose_scaling(context, a, scale, solver.structural_rank);
+        status != Status::OK)
+        return status;
+    values = a.values;
+    if (!scale) return Status::OK;
+    Buffer<double>& scaled = solver.scaled_values;
+    if (!scaled) scaled = Buffer<double>(context.memory, a.col_ptr[a.n]);
+    if (!scaled) return out_of_memory(context);
+    mf_scaled_values(a, scale.get(), scaled.get());
+    values = scaled.get();
     return Status::OK;
 }
 
@@ -46,65 +55,48 @@ void share_limit(Context& context, const SolverFactor& factor, const Analysis& a
     settings.block_limit_bytes = std::max(factor.process_limit_bytes - beside, 1.0);
 }
 
-Status run(Context& context, int type, const Structure& structure, const Matrix& canonical,
-           SolverFactor& solver, Factor& factor) noexcept {
+Status run(Context& context, int type, const double* values, SolverFactor& solver) noexcept {
     solver.type = context.settings.type = type;
     context.settings.delay_pivots = type == TYPE_LDLT;
-    Matrix matrix;
-    if (const Status status = structured_matrix(context, structure, canonical, solver.paired_values, matrix);
-        status != Status::OK)
-        return status;
-    if (!factor.blocks)
-        if (const Status status = mf_reserve(context, factor); status != Status::OK) return status;
-    share_limit(context, solver, structure.analysis);
+    if (!solver.factor.blocks)
+        if (const Status status = mf_reserve(context, solver.factor); status != Status::OK) return status;
+    share_limit(context, solver, solver.analysis.analysis);
     context.reason[0] = '\0';
-    return mf_factorise(context, matrix.values, factor);
+    return mf_factorise(context, values, solver.factor);
 }
 
-/// A structure of its own for values that the analysis's structure does not serve.
-Status make_other_structure(Context& context, const Matrix& canonical, SolverFactor& solver) noexcept {
-    solver.other.release();
-    solver.other_structure = Structure();
-    Structure& structure = solver.other_structure;
-    if (const Status status = mf_pair_weak_diagonals(context, canonical, structure.pairing);
-        status != Status::OK)
-        return status;
-    const Pairing& pairing = structure.pairing;
-    const Pattern pattern = pairing.ties ? Pattern{canonical.n, pairing.col_ptr.get(), pairing.row_ind.get()}
-                                         : solver.analysis.canonical.pattern();
-    const Settings& wanted = solver.analysis.settings;
-    context.settings.ordering = wanted.ordering;
-    context.settings.compress_when_it_pays = wanted.compress_when_it_pays;
-    context.settings.compress = pairing.ties;
-    double ordering_ms = 0;
-    return mf_analyse(context, pattern, structure.analysis, ordering_ms);
+/// Says how many equations are too many by structure alone, where that is so.
+Status explain_excess(Context& context, const SolverFactor& solver) noexcept {
+    const std::int32_t excess = solver.analysis.canonical.n - solver.structural_rank;
+    return fail(context, Status::ILL_CONDITIONED,
+                "the matrix is singular whatever its nonzeros are: %d of its %d equations are in excess",
+                excess, solver.analysis.canonical.n);
 }
 
 Status factorise_indefinite(Context& context, const Matrix& canonical, SolverFactor& solver) noexcept {
-    if (solver.analysis.type == TYPE_LDLT || !solver.analysis.pairs) {
-        solver.other_in_force = false;
-        return run(context, TYPE_LDLT, solver.analysis.structure, canonical, solver, solver.main);
+    const double* values = nullptr;
+    if (const Status status = scale(context, canonical, solver, values); status != Status::OK) return status;
+    const bool excess = solver.structural_rank >= 0 && solver.structural_rank < canonical.n;
+    if (excess && !context.settings.zero_pivots) {
+        solver.factor.scale.reset(); // the next values are matched anew
+        return explain_excess(context, solver);
     }
-    // The analysis, made for L L^T, has not looked for weak diagonals.
-    solver.main.release();
-    solver.other_in_force = true;
-    if (const Status status = make_other_structure(context, canonical, solver); status != Status::OK)
-        return status;
-    return run(context, TYPE_LDLT, solver.other_structure, canonical, solver, solver.other);
+    return run(context, TYPE_LDLT, values, solver);
 }
 
 Status factorise(Context& context, const Matrix& canonical, SolverFactor& solver) noexcept {
     const SolverAnalysis& analysis = solver.analysis;
+    solver.structural_rank = -1;
     if (analysis.type == TYPE_LDLT) return factorise_indefinite(context, canonical, solver);
-    solver.other_in_force = false;
-    const Status status = run(context, TYPE_SPD, analysis.structure, canonical, solver, solver.main);
+    solver.factor.scale.reset();
+    const Status status = run(context, TYPE_SPD, canonical.values, solver);
     if (analysis.kind != Kind::AUTOMATIC || !failed_pivot(status)) return status;
     return factorise_indefinite(context, canonical, solver);
 }
 
 /// The equation, in the caller's numbering, whose pivot was the first in the order of elimination to fail.
 void find_failed_equation(const Context& context, SolverFactor& solver) noexcept {
-    const Factor& factor = solver.factor();
+    const Factor& factor = solver.factor;
     const auto column = static_cast<std::int32_t>(context.statistics.failed_column);
     solver.failed_equation = factor.analysis->perm[column] + 1;
     solver.failed_pivot = factor.diag_values[column];
@@ -133,7 +125,7 @@ Status mf_solver_factorise(Context& context, const InputMatrix& input, SolverFac
     if (status == Status::OK) status = factorise(context, solver.matrix(), solver);
     if (failed_pivot(status)) find_failed_equation(context, solver);
     const bool refused = status == Status::FACTOR_STORAGE || status == Status::MEMORY;
-    const FactorFiles& files = solver.factor().files;
+    const FactorFiles& files = solver.factor.files;
     if (refused && (files.status == Status::FACTOR_FILE || files.status == Status::EMPTY_FILE))
         status = fail(context, Status::FACTOR_FILE, "a factor file cannot be written, and memory is full: %s",
                       files.trouble);

@@ -19,9 +19,9 @@ struct Columns {
     double* of(std::int32_t j) const noexcept { return data + j * ld; }
 };
 
-/// Solves with the factor as it is, in place: columns of n doubles one behind the other, its numbering.
+/// Solves in place: columns of n doubles one behind the other.
 Status solve_block(Context& context, const SolverFactor& solver, double* x, std::int32_t nrhs) noexcept {
-    const Factor& factor = solver.factor();
+    const Factor& factor = solver.factor;
     const std::int32_t n = factor.analysis->n;
     const Matrix matrix{{n, nullptr, nullptr}, nullptr}; // no residual is formed here
     const bool block = nrhs > 1 && (factor.has_delayed() || (solver.type == TYPE_SPD && factor.lu_values));
@@ -35,20 +35,15 @@ Status solve_block(Context& context, const SolverFactor& solver, double* x, std:
     return Status::OK;
 }
 
-/// The same in the caller's numbering, for columns with any leading dimension.
+/// The same for columns with any leading dimension.
 Status solve_columns(Context& context, const SolverFactor& solver, std::int32_t nrhs, Columns x) noexcept {
     const std::int64_t n = solver.analysis.canonical.n;
-    const Pairing& pairing = solver.structure().pairing;
-    if (!pairing.ties && (nrhs == 1 || x.ld == n)) return solve_block(context, solver, x.data, nrhs);
+    if (nrhs == 1 || x.ld == n) return solve_block(context, solver, x.data, nrhs);
     Buffer<double> work(context.memory, n * nrhs);
     if (!work) return out_of_memory(context);
-    const std::int32_t* order = pairing.ties ? pairing.order.get() : nullptr;
-    const auto equation = [order](std::int64_t k) { return order == nullptr ? k : order[k]; };
-    for (std::int32_t j = 0; j < nrhs; ++j)
-        for (std::int64_t k = 0; k < n; ++k) work[j * n + k] = x.of(j)[equation(k)];
+    for (std::int32_t j = 0; j < nrhs; ++j) std::copy_n(x.of(j), n, work.get() + j * n);
     const Status status = solve_block(context, solver, work.get(), nrhs);
-    for (std::int32_t j = 0; j < nrhs; ++j)
-        for (std::int64_t k = 0; k < n; ++k) x.of(j)[equation(k)] = work[j * n + k];
+    for (std::int32_t j = 0; j < nrhs; ++j) std::copy_n(work.get() + j * n, n, x.of(j));
     return status;
 }
 

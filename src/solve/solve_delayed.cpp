@@ -23,8 +23,8 @@ public:
     /// Room for `width` right-hand sides; `by_elimination` when vectors come or go in that numbering.
     Status open(std::int32_t width, bool by_elimination) noexcept;
 
-    void load(Numbering from, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept;
-    void store(Numbering to, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept;
+    void load(Numbering from, int power, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept;
+    void store(Numbering to, int power, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept;
     Status forward() noexcept;
     void divide() noexcept;
     Status backward() noexcept;
@@ -70,18 +70,20 @@ Status Panel::open(std::int32_t width, bool by_elimination) noexcept {
     return Status::OK;
 }
 
-void Panel::load(Numbering from, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept {
+void Panel::load(Numbering from, int power, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept {
     for (std::int32_t k = 0; k < factor_.analysis->n; ++k) {
         const double* row = x + place(from, k);
-        for (std::int32_t r = 0; r < nrhs; ++r) of(k)[r] = row[r * ldx];
+        const double scale = factor_.scale_of_pivot(k, power);
+        for (std::int32_t r = 0; r < nrhs; ++r) of(k)[r] = scale * row[r * ldx];
         for (std::int64_t r = nrhs; r < stride_; ++r) of(k)[r] = 0;
     }
 }
 
-void Panel::store(Numbering to, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept {
+void Panel::store(Numbering to, int power, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept {
     for (std::int32_t k = 0; k < factor_.analysis->n; ++k) {
         double* row = x + place(to, k);
-        for (std::int32_t r = 0; r < nrhs; ++r) row[r * ldx] = of(k)[r];
+        const double scale = factor_.scale_of_pivot(k, power);
+        for (std::int32_t r = 0; r < nrhs; ++r) row[r * ldx] = scale * of(k)[r];
     }
 }
 
@@ -167,6 +169,9 @@ struct Way {
     Status go(Context& context, const Factor& factor, double* x, std::int32_t nrhs,
               std::int64_t ldx) const noexcept {
         const bool by_elimination = from == Numbering::ELIMINATION || to == Numbering::ELIMINATION;
+        // With S A S = L D L^T, A is (S^-1 L S) (S^-1 D S^-1) (S L^T S^-1).
+        const int power_before = forward || divide ? 1 : backward ? -1 : 0;
+        const int power_behind = backward || divide ? 1 : forward ? -1 : 0;
         Panel panel(context, factor);
         if (const Status status = panel.open(std::min(nrhs, WIDEST_PANEL), by_elimination);
             status != Status::OK)
@@ -174,12 +179,12 @@ struct Way {
         for (std::int32_t first = 0; first < nrhs; first += WIDEST_PANEL) {
             const std::int32_t width = std::min(nrhs - first, WIDEST_PANEL);
             double* columns = x + first * ldx;
-            panel.load(from, columns, width, ldx);
+            panel.load(from, power_before, columns, width, ldx);
             Status status = forward ? panel.forward() : Status::OK;
             if (status == Status::OK && divide) panel.divide();
             if (status == Status::OK && backward) status = panel.backward();
             if (status != Status::OK) return status;
-            panel.store(to, columns, width, ldx);
+            panel.store(to, power_behind, columns, width, ldx);
         }
         return Status::OK;
     }
