@@ -14,9 +14,22 @@ BenchMatrix parse_matrix(const std::string& name) {
         Definiteness kind;
     };
     constexpr Family FAMILIES[] = {
-        {"p2d_", "poisson2d", Definiteness::POSITIVE},     {"p3d_", "poisson3d", Definiteness::POSITIVE},
-        {"ela_", "elasticity3d", Definiteness::POSITIVE},  {"plate_", "plate", Definiteness::POSITIVE},
-        {"shift_", "shifted3d", Definiteness::INDEFINITE}, {"kkt_", "kkt", Definiteness::INDEFINITE},
+        {"p2d_", "poisson2d", Definiteness::POSITIVE},
+        {"p3d_", "poisson3d", Definiteness::POSITIVE},
+        {"ela_", "elasticity3d", Definiteness::POSITIVE},
+        {"plate_", "plate", Definiteness::POSITIVE},
+        {"shift_", "shifted3d", Definiteness::INDEFINITE},
+        {"kkt_", "kkt", Definiteness::INDEFINITE},
+        {"middle_", "shifted3d_middle", Definiteness::INDEFINITE},
+        {"helm2_", "helmholtz2d", Definiteness::INDEFINITE},
+        {"helm3_", "helmholtz3d", Definiteness::INDEFINITE},
+        {"stokes2_", "stokes2d", Definiteness::INDEFINITE},
+        {"stokes3_", "stokes3d", Definiteness::INDEFINITE},
+        {"mixed_", "mixed_poisson3d", Definiteness::INDEFINITE},
+        {"ip_", "interior_point", Definiteness::INDEFINITE},
+        {"saddle_", "scaled_saddle", Definiteness::INDEFINITE},
+        {"zero_", "zero_grid_oblong", Definiteness::INDEFINITE},
+        {"zerow_", "zero_grid_weighted", Definiteness::INDEFINITE},
     };
     for (const Family& family : FAMILIES) {
         const std::string prefix = family.prefix;
@@ -26,9 +39,10 @@ BenchMatrix parse_matrix(const std::string& name) {
         const auto [end, error] = std::from_chars(name.data() + prefix.size(), last, matrix.side);
         if (error == std::errc() && end == last && matrix.side > 0) return matrix;
     }
-    throw std::invalid_argument("'" + name +
-                                "' is no matrix of the comparison: p2d_N, p3d_N, ela_N, plate_N, " +
-                                "shift_N or kkt_N with a number N");
+    throw std::invalid_argument(
+        "'" + name + "' is no matrix of the comparison: p2d_N, p3d_N, ela_N, plate_N, " +
+        "shift_N, middle_N, helm2_N, helm3_N, stokes2_N, stokes3_N, mixed_N, kkt_N, ip_N, "
+        "saddle_N, zero_N or zerow_N with a number N");
 }
 
 tool::SparseMatrix make_matrix(const BenchMatrix& matrix) {
