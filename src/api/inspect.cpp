@@ -21,7 +21,7 @@ struct Inverse {
 
     static Status apply(void* self, double* x) noexcept {
         auto& inverse = *static_cast<Inverse*>(self);
-        return mf_solver_apply(inverse.context, inverse.solver, x);
+        return mf_solver_apply(inverse.context, inverse.solver, 1, x);
     }
 };
 

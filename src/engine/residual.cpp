@@ -1,5 +1,7 @@
 #include "engine/residual.h"
 
+#include "platform/simd.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -26,6 +28,43 @@ double largest(const double* x, std::int32_t n) noexcept {
     return result;
 }
 
+/// Divided by |A| throughout, so that entries near the largest double do not overflow the product.
+double relative_error(double norm, double residual, double x, double b) noexcept {
+    if (!std::isfinite(norm)) return std::numeric_limits<double>::quiet_NaN();
+    if (residual == 0) return 0;
+    const double relative = residual / norm / (x + b / norm);
+    return std::isfinite(relative) ? relative : std::numeric_limits<double>::quiet_NaN();
+}
+
+void judge_alone(const Matrix& a, double norm, JudgedColumn& column, double* scratch) noexcept {
+    double* r = column.residual != nullptr ? column.residual : scratch;
+    mf_multiply(a, column.x, r);
+    for (std::int32_t i = 0; i < a.n; ++i) r[i] = column.b[i] - r[i];
+    column.error = relative_error(norm, largest(r, a.n), largest(column.x, a.n), largest(column.b, a.n));
+}
+
+/// Up to LANES columns, side by side in x and r: LANES doubles for each equation.
+void judge_together(const Matrix& a, double norm, JudgedColumn* columns, std::int32_t count, double* x,
+                    double* r) noexcept {
+    using simd::at;
+    using simd::LANES;
+    std::fill_n(x, std::int64_t{LANES} * a.n, 0.0);
+    std::fill_n(r, std::int64_t{LANES} * a.n, 0.0);
+    for (std::int32_t q = 0; q < count; ++q)
+        for (std::int64_t i = 0; i < a.n; ++i) x[i * LANES + q] = columns[q].x[i];
+    for_each_entry(a, [&](std::int64_t i, std::int64_t j, double value) {
+        at(r + i * LANES).v += value * at(x + j * LANES).v;
+        if (i != j) at(r + j * LANES).v += value * at(x + i * LANES).v;
+    });
+    for (std::int32_t q = 0; q < count; ++q) {
+        JudgedColumn& column = columns[q];
+        double* out = column.residual != nullptr ? column.residual : x; // x has served
+        for (std::int64_t i = 0; i < a.n; ++i) out[i] = column.b[i] - r[i * LANES + q];
+        column.error =
+            relative_error(norm, largest(out, a.n), largest(column.x, a.n), largest(column.b, a.n));
+    }
+}
+
 } // namespace
 
 void mf_multiply(const Matrix& a, const double* x, double* y) noexcept {
@@ -47,33 +86,20 @@ Status mf_norm_inf(Context& context, const Matrix& a, double& norm) noexcept {
     return Status::OK;
 }
 
-Status mf_backward_error(Context& context, const Matrix& a, double norm, const double* x, const double* b,
-                         std::int32_t nrhs, std::int64_t ldx, std::int64_t ldb, double& error) noexcept {
-    Buffer<double> residual(context.memory, a.n);
-    if (!residual) return out_of_memory(context);
-    error = std::numeric_limits<double>::quiet_NaN();
-    if (!std::isfinite(norm)) return Status::OK;
-    double worst = 0;
-    for (std::int32_t k = 0; k < nrhs; ++k, x += ldx, b += ldb) {
-        mf_multiply(a, x, residual.get());
-        for (std::int32_t i = 0; i < a.n; ++i) residual[i] = b[i] - residual[i];
-        const double size = largest(residual.get(), a.n);
-        if (size == 0) continue;
-        // Divided by |A| throughout, so that entries near the largest double do not overflow the product.
-        const double relative = size / norm / (largest(x, a.n) + largest(b, a.n) / norm);
-        if (!std::isfinite(relative)) return Status::OK;
-        worst = std::max(worst, relative);
+Status mf_judge(Context& context, const Matrix& a, double norm, JudgedColumn* columns,
+                std::int32_t count) noexcept {
+    const bool several = count > 1;
+    Buffer<double> x(context.memory, several ? std::int64_t{simd::LANES} * a.n : 0);
+    Buffer<double> r(context.memory, several ? std::int64_t{simd::LANES} * a.n : a.n);
+    if (!x || !r) return out_of_memory(context);
+    for (std::int32_t first = 0; first < count; first += simd::LANES) {
+        const std::int32_t width = std::min(count - first, simd::LANES);
+        if (several)
+            judge_together(a, norm, columns + first, width, x.get(), r.get());
+        else
+            judge_alone(a, norm, columns[0], r.get());
     }
-    error = worst;
     return Status::OK;
-}
-
-Status mf_backward_error(Context& context, const Matrix& a, const double* x, const double* b,
-                         std::int32_t nrhs, std::int64_t ldx, std::int64_t ldb, double& error) noexcept {
-    double norm = 0;
-    const Status status = mf_norm_inf(context, a, norm);
-    if (status != Status::OK) return status;
-    return mf_backward_error(context, a, norm, x, b, nrhs, ldx, ldb, error);
 }
 
 } // namespace vyr

@@ -82,7 +82,7 @@ Status mf_solver_factorise(Context& context, const InputMatrix& matrix, SolverFa
 
 /// What a solve is to do, and what it found.
 struct SolveCall {
-    int refinements = 0;        ///< in: most steps; out: steps that improved the solutions
+    int refinements = 0;        ///< in: most steps; out: most that improved one of the solutions
     bool wants_error = false;   ///< in: compute the backward error
     double error_limit = 0;     ///< in: INACCURATE when the error stays above it; 0: no limit
     double backward_error = -1; ///< out; -1: not computed
@@ -94,7 +94,7 @@ struct SolveCall {
 Status mf_solver_solve(Context& context, const SolverFactor& factor, std::int32_t nrhs, const double* b,
                        std::int64_t ldb, double* x, std::int64_t ldx, SolveCall& call) noexcept;
 
-/// One plain solve in the caller's numbering, in place: a column of n doubles.
-Status mf_solver_apply(Context& context, const SolverFactor& factor, double* x) noexcept;
+/// Plain solves in the caller's numbering, in place: columns of n doubles one behind the other.
+Status mf_solver_apply(Context& context, const SolverFactor& factor, std::int32_t nrhs, double* x) noexcept;
 
 } // namespace vyr

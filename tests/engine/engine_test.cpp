@@ -140,48 +140,49 @@ TEST(Equilibration, BringsEveryRowNearOneByPowersOfTwo) {
     }
 }
 
-TEST(Residual, ProductAndErrorFollowTheirDefinitions) {
+TEST(Residual, ProductAndErrorFollowTheirDefinitionsForAnyNumberOfColumns) {
     Rng rng(test_seed());
     TestContext test;
     for (int n = 1; n <= 20; ++n) {
         const Csc a = spd(n, random_edges(n, 2 * n, rng), rng());
-        const std::int64_t ldx = n + 1, ldb = n + 2; // what lies between the columns must not count
-        std::vector<double> x(3 * ldx, 1e9), b(3 * ldb, 1e9), y(n);
-        double expected = 0, error = 0;
-        for (int k = 0; k < 3; ++k) {
-            const std::vector<double> column = random_vector(n, rng()), image = multiply(a, column);
-            std::copy(column.begin(), column.end(), &x[k * ldx]);
-            for (int i = 0; i < n; ++i) b[k * ldb + i] = image[i] + (k == n % 3 ? 1e-3 : 1e-6) * column[0];
-            expected = std::max(expected, backward_error(a, &x[k * ldx], &b[k * ldb]));
+        const int count = 1 + n % 11, bad = n % count;
+        std::vector<double> x = random_vector(n * count, rng()), b = x, r(n * count), y(n);
+        std::vector<JudgedColumn> columns;
+        for (int k = 0; k < count; ++k) {
+            const std::vector<double> image = multiply(a, {&x[k * n], &x[k * n] + n});
+            for (int i = 0; i < n; ++i) b[k * n + i] = image[i] + (k % 3 + 1) * 1e-3 * x[k * n + i];
+            columns.push_back({&x[k * n], &b[k * n], k % 2 == 0 ? &r[k * n] : nullptr, 0});
         }
         mf_multiply(matrix_of(a), x.data(), y.data());
         EXPECT_EQ(y, multiply(a, {x.begin(), x.begin() + n}));
-        const auto status = [&](auto... norm) {
-            return mf_backward_error(test.context, matrix_of(a), norm..., x.data(), b.data(), 3, ldx, ldb,
-                                     error);
+        double norm = 0;
+        ASSERT_EQ(mf_norm_inf(test.context, matrix_of(a), norm), Status::OK);
+        const auto judge = [&](double norm) {
+            return mf_judge(test.context, matrix_of(a), norm, columns.data(), count);
         };
-        ASSERT_EQ(status(), Status::OK);
-        EXPECT_NEAR(error, expected, 1e-12 * expected);
-        ASSERT_EQ(status(INF), Status::OK);
-        EXPECT_TRUE(std::isnan(error));
-        for (const double bad : {INF, static_cast<double>(NAN)}) {
-            x[ldx + n / 2] = bad;
-            ASSERT_EQ(status(), Status::OK);
-            EXPECT_TRUE(std::isnan(error)) << bad;
+        ASSERT_EQ(judge(norm), Status::OK);
+        for (int k = 0; k < count; ++k) {
+            const double error = backward_error(a, &x[k * n], &b[k * n]);
+            EXPECT_NEAR(columns[k].error, error, 1e-12 * error);
+            for (int i = 0; i < n && k % 2 == 0; ++i)
+                EXPECT_NEAR(r[k * n + i], (k % 3 + 1) * 1e-3 * x[k * n + i], 1e-12 * norm);
         }
-        for (const int k : {1, 2}) {
-            test.faults.allocation.set(k);
-            EXPECT_EQ(status(), Status::MEMORY);
+        for (const double value : {INF, static_cast<double>(NAN)}) {
+            x[bad * n + n / 2] = value;
+            ASSERT_EQ(judge(norm), Status::OK);
+            for (int k = 0; k < count; ++k) EXPECT_EQ(std::isnan(columns[k].error), k == bad);
         }
+        ASSERT_EQ(judge(INF), Status::OK);
+        EXPECT_TRUE(std::isnan(columns[0].error));
+        test.faults.allocation.set(1);
+        EXPECT_EQ(judge(norm), Status::MEMORY);
     }
     const Csc huge = diagonal({1e308, 1e308});
     const double x[] = {0.5, 1.0, 0.0, 0.0}, b[] = {1e308, 1e308, 0.0, 0.0};
-    double error = 0;
-    for (const auto& [first, expected] : {std::pair{0, 0.25}, {2, 0.0}}) {
-        ASSERT_EQ(mf_backward_error(test.context, matrix_of(huge), x + first, b + first, 1, 2, 2, error),
-                  Status::OK);
-        EXPECT_DOUBLE_EQ(error, expected);
-    }
+    JudgedColumn columns[] = {{x, b, nullptr, 0}, {x + 2, b + 2, nullptr, 0}};
+    ASSERT_EQ(mf_judge(test.context, matrix_of(huge), 1e308, columns, 2), Status::OK);
+    EXPECT_DOUBLE_EQ(columns[0].error, 0.25);
+    EXPECT_EQ(columns[1].error, 0);
 }
 
 TEST(Engine, AFailureWithoutASentenceGetsThatOfItsStatus) {
