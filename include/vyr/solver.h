@@ -131,6 +131,12 @@ enum {
     VYR_SCALING_MATCHING = 3 /* by the matching, also where it is off for the ordering */
 };
 
+/* What becomes of a column of an indefinite matrix that has no pivot among its neighbours. */
+enum {
+    VYR_PIVOTING_DELAYED = 0, /* it is passed on, where it meets more of them; the factor grows by it */
+    VYR_PIVOTING_STATIC = 1   /* its pivot is replaced, which refinement makes up for; the factor never grows */
+};
+
 /* Phases that a progress callback is told of. */
 enum { VYR_PHASE_ANALYSE = 0, VYR_PHASE_FACTORISE = 1, VYR_PHASE_SOLVE = 2 };
 
@@ -154,7 +160,7 @@ typedef struct vyr_options {
     int32_t refinements; /* most refinement steps of a solve; default -1: 10 for L D L^T, 0 for L L^T */
     double pivot_min;    /* L L^T: a diagonal of L that is not above this fails; default 0 */
     double backward_error_limit; /* a solve whose backward error stays above it answers VYR_STATUS_INACCURATE;
-                                    default 1e-8 for L D L^T; for L L^T the error is computed only where this
+                                    default 1e-10 for L D L^T; for L L^T the error is computed only where this
                                     is set above 0; default -1 */
     const char* directory; /* not null: out of core, in files of this directory; they go with the factor */
     double memory_limit;   /* out of core: bytes the process may take; default 0: what there is */
@@ -164,6 +170,13 @@ typedef struct vyr_options {
     void* progress_user;
     int32_t matching; /* VYR_MATCHING_, for L D L^T; default automatic */
     int32_t scaling;  /* VYR_SCALING_, for L D L^T; default automatic */
+    int32_t pivoting; /* VYR_PIVOTING_, for L D L^T; default delayed */
+    int32_t zero_pivots; /* L D L^T: 0 (default): a matrix singular to working precision is an error; 1: it gets
+                            zero pivots, and systems that have solutions are solved */
+    double pivot_share;  /* L D L^T: least share of its column that a pivot must have; above 0, at most 0.5,
+                            default 0.01. Larger ones bound the growth of errors more and cost more fill */
+    double zero_pivot;   /* L D L^T: columns with no entry above this share of the largest entry of the scaled
+                            matrix are zero; default 10 times the precision of doubles */
 } vyr_options;
 
 /* Fills the defaults. size: sizeof(vyr_options) as the program knows it. */
@@ -260,8 +273,8 @@ typedef struct vyr_factor_info {
     double pivot_smallest; /* in magnitude: diagonal of L, or eigenvalues of the pivots of D */
     double pivot_largest;
     int64_t two_by_two;               /* 2 x 2 pivots */
-    int64_t perturbed;                /* pivots that were replaced: none are, 0 */
-    int64_t positive, negative, zero; /* inertia */
+    int64_t perturbed;                /* pivots that were replaced, by VYR_PIVOTING_STATIC */
+    int64_t positive, negative, zero; /* inertia; uncertain where pivots were replaced */
     int64_t failed_equation;          /* 1-based, caller's numbering; 0: none. The first in the order of
                                          elimination, on any number of threads */
     double failed_pivot;
@@ -269,6 +282,8 @@ typedef struct vyr_factor_info {
     double file_bytes;
     double factor_bytes;     /* held in memory now */
     int64_t structural_rank; /* of the values, where their scaling was chosen by a matching; otherwise -1 */
+    int64_t rank;            /* to working precision: n less the zero pivots; -1: not known */
+    int64_t delayed;         /* columns passed on, once for each time */
 } vyr_factor_info;
 
 /* An empty factor.

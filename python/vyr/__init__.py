@@ -53,7 +53,7 @@ def analyze(A: Any, *, lower: bool = False, tolerance: float | None = TOLERANCE,
     threads      None: as many as OpenMP offers
     directory    keep the factor in files there; memory_limit: bytes the process may take then
     refinements  most refinement steps of a solve; None: 10 for L·D·Lᵀ, 0 for L·Lᵀ
-    backward_error_limit   of a solve, above which it raises InaccurateError; None: 1e-8 for L·D·Lᵀ
+    backward_error_limit   of a solve, above which it raises InaccurateError; None: 1e-10 for L·D·Lᵀ
     pivot_min    L·Lᵀ: a diagonal of L that is not above this fails
     keep_matrix  False: the values are not kept, so there is neither refinement nor condition()
     progress     called with a phase ("analyse", "factorise", "solve") and the fraction done; a true answer

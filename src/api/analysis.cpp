@@ -81,6 +81,9 @@ extern "C" void vyr_options_default(vyr_options* options, size_t size) {
     defaults.keep_matrix = 1;
     defaults.refinements = -1;
     defaults.backward_error_limit = -1;
+    const Settings settings;
+    defaults.pivot_share = settings.pivot_share;
+    defaults.zero_pivot = settings.zero_pivot;
     std::memset(static_cast<void*>(options), 0, size); // members this library does not know begin as zeros
     std::memcpy(static_cast<void*>(options), &defaults, size < sizeof defaults ? size : sizeof defaults);
 }

@@ -42,6 +42,14 @@ vyr_status check_options(const vyr_options& options, char (&message)[240]) noexc
         return refuse(message, "options.matching is %d", options.matching);
     if (options.scaling < VYR_SCALING_AUTOMATIC || options.scaling > VYR_SCALING_MATCHING)
         return refuse(message, "options.scaling is %d", options.scaling);
+    if (options.pivoting < VYR_PIVOTING_DELAYED || options.pivoting > VYR_PIVOTING_STATIC)
+        return refuse(message, "options.pivoting is %d", options.pivoting);
+    if (options.zero_pivots < 0 || options.zero_pivots > 1)
+        return refuse(message, "options.zero_pivots is %d", options.zero_pivots);
+    if (!(options.pivot_share > 0 && options.pivot_share <= 0.5))
+        return refuse(message, "options.pivot_share is %g, not above 0 and at most 0.5", options.pivot_share);
+    if (!(options.zero_pivot >= 0 && options.zero_pivot < 1))
+        return refuse(message, "options.zero_pivot is %g, not between 0 and 1", options.zero_pivot);
     if (!(options.memory_limit >= 0)) return refuse(message, "options.memory_limit is negative");
     if (options.memory_limit > 0 && options.directory == nullptr)
         return refuse(message, "options.memory_limit needs options.directory");
@@ -129,6 +137,10 @@ HostCall::HostCall(Accounting& memory, const vyr_options& options) noexcept
     settings.pivot_min = options.pivot_min;
     settings.matching = options.matching;
     settings.matrix_scaling = options.scaling;
+    settings.pivoting = options.pivoting;
+    settings.zero_pivots = options.zero_pivots != 0;
+    settings.pivot_share = options.pivot_share;
+    settings.zero_pivot = options.zero_pivot;
     settings.n_threads = options.threads;
     if (options.directory != nullptr) settings.core_mode = CORE_OUT;
 }

@@ -17,7 +17,7 @@ using namespace vyr::api;
 namespace {
 
 constexpr int DEFAULT_REFINEMENTS = 10;      ///< for L D L^T
-constexpr double DEFAULT_ERROR_LIMIT = 1e-8; ///< for L D L^T
+constexpr double DEFAULT_ERROR_LIMIT = 1e-10; ///< for L D L^T
 
 const char* instructions_text(simd::InstructionSet set) noexcept {
     switch (set) {
@@ -122,6 +122,7 @@ extern "C" vyr_status vyr_factor_get_info(const vyr_factor* factor, vyr_factor_i
     figures.seconds_files = solver.seconds_files;
     figures.operations = solver.flops;
     figures.structural_rank = solver.structural_rank;
+    figures.rank = -1;
     figures.failed_equation = solver.failed_equation;
     figures.failed_pivot = solver.failed_pivot;
     const Factor& inner = solver.factor;
@@ -129,7 +130,8 @@ extern "C" vyr_status vyr_factor_get_info(const vyr_factor* factor, vyr_factor_i
     figures.file_bytes = static_cast<double>(inner.files.doubles) * sizeof(double);
     figures.factor_bytes = static_cast<double>(inner.lu_values.count()) * sizeof(double) +
                            static_cast<double>(inner.files.held_bytes);
-    if (factor->status == VYR_STATUS_OK) {
+    const bool complete = factor->status == VYR_STATUS_OK || factor->status == VYR_STATUS_SINGULAR;
+    if (complete && solver.rank >= 0) {
         Accounting memory;
         Context context(memory);
         context.settings.type = solver.type;
@@ -142,6 +144,9 @@ extern "C" vyr_status vyr_factor_get_info(const vyr_factor* factor, vyr_factor_i
         figures.positive = summary.positive;
         figures.negative = summary.negative;
         figures.zero = summary.zero;
+        figures.rank = solver.rank;
+        figures.perturbed = inner.pivoted.n_perturbed;
+        figures.delayed = inner.pivoted.n_delayed;
     }
     return give_info(figures, info);
 }

@@ -79,6 +79,7 @@ struct Pivoted {
     Buffer<std::int32_t> columns; ///< n: the lists of the nodes that nothing was passed on to
     Buffer<double> beside;        ///< n: entry of D that couples a pivot with the next one; 0 elsewhere
     std::int32_t n_zero = 0;      ///< pivots that are zero, at the end of the roots
+    std::int32_t n_perturbed = 0; ///< pivots that were replaced by larger ones
     std::int64_t n_delayed = 0;   ///< columns passed on, once for each node that did
 };
 

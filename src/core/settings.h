@@ -50,6 +50,12 @@ enum MatrixScaling {
     SCALING_MATCHING = 3 ///< by the duals of a matching, whether it serves the ordering or not
 };
 
+/// Values of Settings::pivoting.
+enum Pivoting {
+    PIVOTING_DELAYED = 0, ///< pass columns without a pivot on to the parent node
+    PIVOTING_STATIC = 1   ///< replace their pivots
+};
+
 /// True for the types that store only the lower triangle.
 constexpr bool is_lower_triangle_type(int type) noexcept {
     return type >= TYPE_SPD && type <= TYPE_CSYM;
@@ -82,10 +88,11 @@ struct Settings {
     bool compress = false;              ///< order unknowns of one pattern together, also without `blocked`
     bool dump_factor = false;           ///< write the factor to a file when an update cannot be passed on
     bool compress_when_it_pays = false; ///< the same, where that takes a tenth of the graph away
-    bool delay_pivots = false;          ///< L D L^T: pass columns without a pivot on to the parent node
-    double pivot_share = 0.01;          ///< the same: least share of its column that a pivot must have
-    double zero_pivot = 2.2e-15;        ///< the same: share of the largest entry up to which a column is zero
-    bool zero_pivots = false;           ///< the same: go on when columns are zero in the end
+    bool delay_pivots = false;          ///< L D L^T: by fronts, with the rules for pivots that follow
+    int pivoting = PIVOTING_DELAYED;    ///< a PIVOTING_ value
+    double pivot_share = 0.01;          ///< least share of its column that a pivot must have
+    double zero_pivot = 2.2e-15;        ///< share of the largest entry up to which a column is zero
+    bool zero_pivots = false;           ///< go on when columns are zero in the end
     bool check_values = false;          ///< look at the values a factorization starts from
     double pivot_min = 0;               ///< smallest acceptable pivot of L L^T
     double growth_limit = 0;            ///< largest allowed pivot ratio; checked when above 1

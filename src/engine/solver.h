@@ -60,6 +60,7 @@ struct SolverFactor {
     Buffer<double> values;             ///< of the canonical matrix; when it is kept
     Buffer<double> scaled_values;      ///< scratch of factorizations with a scaling
     std::int32_t structural_rank = -1; ///< of the last values; -1: not known
+    std::int32_t rank = -1;            ///< by their pivots; -1: the last factorization was not completed
     double norm = 0;                   ///< infinity norm of the matrix, when it is kept
     std::int32_t n_threads = 1;        ///< of the last factorization
     double seconds = 0, seconds_files = 0, flops = 0;

@@ -81,7 +81,10 @@ Status factorise_indefinite(Context& context, const Matrix& canonical, SolverFac
         solver.factor.scale.reset(); // the next values are matched anew
         return explain_excess(context, solver);
     }
-    return run(context, TYPE_LDLT, values, solver);
+    const Status status = run(context, TYPE_LDLT, values, solver);
+    const bool complete = status == Status::OK || status == Status::ILL_CONDITIONED;
+    if (complete) solver.rank = canonical.n - solver.factor.pivoted.n_zero;
+    return status;
 }
 
 Status factorise(Context& context, const Matrix& canonical, SolverFactor& solver) noexcept {
@@ -90,6 +93,7 @@ Status factorise(Context& context, const Matrix& canonical, SolverFactor& solver
     if (analysis.type == TYPE_LDLT) return factorise_indefinite(context, canonical, solver);
     solver.factor.scale.reset();
     const Status status = run(context, TYPE_SPD, canonical.values, solver);
+    if (status == Status::OK) solver.rank = canonical.n;
     if (analysis.kind != Kind::AUTOMATIC || !failed_pivot(status)) return status;
     return factorise_indefinite(context, canonical, solver);
 }
@@ -117,6 +121,7 @@ Status mf_solver_factorise(Context& context, const InputMatrix& input, SolverFac
     const CanonicalPattern& pattern = solver.analysis.canonical;
     solver.failed_equation = 0;
     solver.failed_pivot = 0;
+    solver.rank = -1;
     if (!solver.values) solver.values = Buffer<double>(context.memory, pattern.col_ptr[pattern.n]);
     if (!solver.values) return out_of_memory(context);
     Status status = mf_canonical_values(context, input, pattern, solver.values.get());

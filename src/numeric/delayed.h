@@ -15,7 +15,7 @@
 
 namespace vyr {
 
-/// Factorises by settings: threads, pivot_share, zero_pivot, zero_pivots. Blocks lie in factor.lu_values
+/// Factorises by settings: threads, pivoting, pivot_share, zero_pivot, zero_pivots. Blocks lie in factor.lu_values
 /// where the front has the size that the analysis knows, otherwise and out of core on their own.
 ///
 /// values   n_input doubles in the order of the analysed pattern
@@ -63,7 +63,7 @@ struct DelayedTask {
     Status status = Status::OK;
     double flops = 0, assembly_ms = 0;
     std::int64_t n_delayed = 0;
-    std::int32_t n_zero = 0, n_two_by_two = 0;
+    std::int32_t n_zero = 0, n_perturbed = 0, n_two_by_two = 0;
 };
 
 /// Eliminates the task's nodes in order.

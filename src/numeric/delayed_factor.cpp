@@ -14,6 +14,10 @@ namespace vyr {
 
 namespace {
 
+/// Share of the matrix's largest entry by which pivots are replaced: the square root of the precision, after
+/// Schenk and Gärtner (2006).
+constexpr double REPLACED_SHARE = 1e-8;
+
 /// The tasks of one run, and how they end.
 class Tasks {
 public:
@@ -74,6 +78,7 @@ public:
             statistics.n_two_by_two += task.n_two_by_two;
             pivoted.n_delayed += task.n_delayed;
             pivoted.n_zero += task.n_zero;
+            pivoted.n_perturbed += task.n_perturbed;
         }
     }
 
@@ -145,7 +150,9 @@ Status DelayedRun::prepare() noexcept {
     // 3. The rules for pivots.
     rules.threshold = context.settings.pivot_share;
     rules.loops = &mf_front_loops(context.settings.instructions);
-    rules.zero = context.settings.zero_pivot * rules.loops->max_abs(analysis.n_input, values);
+    const double largest = rules.loops->max_abs(analysis.n_input, values);
+    rules.zero = context.settings.zero_pivot * largest;
+    if (context.settings.pivoting == PIVOTING_STATIC) rules.least_pivot = REPLACED_SHARE * largest;
     if (factor.block_store != nullptr) factor.block_store->lock = &lock;
     return Status::OK;
 }

@@ -127,8 +127,9 @@ void NodeElimination::finish_children() noexcept {
 
 void NodeElimination::eliminate() noexcept {
     PivotedNode& pivoted = run_.factor.pivoted.nodes[s_];
-    const FrontWork work{task_.w.get(), task_.row.get(), task_.order.get()};
+    FrontWork work{task_.w.get(), task_.row.get(), task_.order.get()};
     pivoted.n_eliminated = mf_eliminate_front(run_.rules, front_, work, worth_sharing(front_));
+    task_.n_perturbed += work.n_perturbed;
     const double rest = front_.n_rows - pivoted.n_eliminated;
     task_.flops += 0.5 * mf_flop_count(pivoted.n_eliminated, rest, rest);
     for (std::int32_t k = 0; k < pivoted.n_eliminated; ++k)

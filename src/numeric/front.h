@@ -17,6 +17,8 @@ inline constexpr std::int32_t BLOCK_PIVOTS = 192;
 struct PivotRules {
     double threshold = 0.01; ///< u: entries of L grow to about 1 / u at most; up to 0.5
     double zero = 0;         ///< a column without an entry above this in magnitude has no pivot
+    /// Above 0: no column is left. Those without a pivot take what they have, in magnitude at least this.
+    double least_pivot = 0;
     const FrontLoops* loops = nullptr;
 };
 
@@ -42,6 +44,7 @@ struct FrontWork {
     double* w = nullptr;           ///< n_rows x min(n_columns, BLOCK_PIVOTS + 1): L D of a block
     double* row = nullptr;         ///< n_columns
     std::int32_t* order = nullptr; ///< n_columns
+    std::int32_t n_perturbed = 0;  ///< out: pivots that were replaced
 };
 
 /// Eliminates as many of the fully summed columns as have a pivot: A = L D L^T in the order of `columns`. L
@@ -52,14 +55,14 @@ struct FrontWork {
 ///
 /// Returns the number of pivots; columns without one come last. With no rows beyond the fully summed ones
 /// only columns that are zero by the rules are left. Allocates nothing.
-std::int32_t mf_eliminate_front(const PivotRules& rules, const Front& front, const FrontWork& work,
+std::int32_t mf_eliminate_front(const PivotRules& rules, const Front& front, FrontWork& work,
                                 bool shared) noexcept;
 
 /// A part of the fully summed columns, up to date with all earlier pivots.
 struct PivotPanel {
     const PivotRules& rules;
     const Front& front;
-    const FrontWork& work;
+    FrontWork& work;
     std::int32_t first_w; ///< pivot whose L D is column 0 of work.w
 };
 

@@ -9,6 +9,10 @@ namespace vyr {
 
 namespace {
 
+/// Least share of its column of a pivot that is not replaced, where every column must have one: the square
+/// root of the precision.
+constexpr double FORCED_SHARE = 1e-8;
+
 /// Operations up to which our own loops reduce a block of columns: a matrix product of the BLAS would cost
 /// more to call and to pack.
 constexpr double LOOPS_FLOPS = 4e4;
@@ -56,10 +60,11 @@ struct Reduction {
 
 class Elimination {
 public:
-    Elimination(const PivotRules& rules, const Front& front, const FrontWork& work, bool shared) noexcept
+    Elimination(const PivotRules& rules, const Front& front, FrontWork& work, bool shared) noexcept
         : rules_(rules), front_(front), work_(work), shared_(shared) {}
 
-    std::int32_t run() noexcept;
+    /// From pivot k on. Returns the number of pivots.
+    std::int32_t run(std::int32_t k) noexcept;
 
 private:
     double* w(std::int32_t row, std::int32_t pivot) const noexcept {
@@ -75,7 +80,7 @@ private:
 
     const PivotRules& rules_;
     const Front& front_;
-    const FrontWork& work_;
+    FrontWork& work_;
     bool shared_;
     std::int32_t first_w_ = 0; ///< pivot whose L D is column 0 of work_.w
 };
@@ -147,9 +152,8 @@ std::int32_t Elimination::sweep(std::int32_t k) noexcept {
 
 // Right-looking, in blocks of panels. Columns that find no pivot in their panel are tried again by what the
 // eliminations have made of them, and, when that leads nowhere, each of them against all the others.
-std::int32_t Elimination::run() noexcept {
+std::int32_t Elimination::run(std::int32_t k) noexcept {
     const std::int32_t n = front_.n_columns;
-    std::int32_t k = 0;
     while (k < n) {
         const std::int32_t before = k;
         k = sweep(k);
@@ -165,9 +169,17 @@ std::int32_t Elimination::run() noexcept {
 
 } // namespace
 
-std::int32_t mf_eliminate_front(const PivotRules& rules, const Front& front, const FrontWork& work,
+// Where no column may be left, those without a good pivot follow in a second round, which takes any share of
+// a column down to FORCED_SHARE before it replaces pivots.
+std::int32_t mf_eliminate_front(const PivotRules& rules, const Front& front, FrontWork& work,
                                 bool shared) noexcept {
-    return Elimination(rules, front, work, shared).run();
+    PivotRules good = rules;
+    good.least_pivot = 0;
+    const std::int32_t n_good = Elimination(good, front, work, shared).run(0);
+    if (n_good == front.n_columns || rules.least_pivot == 0) return n_good;
+    PivotRules forced = rules;
+    forced.threshold = FORCED_SHARE;
+    return Elimination(forced, front, work, shared).run(n_good);
 }
 
 } // namespace vyr

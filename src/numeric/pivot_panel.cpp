@@ -56,6 +56,7 @@ private:
     double pair_growth(std::int32_t c, std::int32_t r) const noexcept;
     void exchange(std::int32_t i, std::int32_t j) noexcept;
     void take_one() noexcept;
+    void take_perturbed() noexcept;
     void take_two() noexcept;
     void reduce(std::int32_t depth) noexcept;
     void permute_earlier() const noexcept;
@@ -140,6 +141,17 @@ void Panel::take_one() noexcept {
     reduce(1);
 }
 
+/// O. Schenk and K. Gärtner, "On fast factorization pivoting methods for sparse symmetric indefinite systems",
+/// Electron. Trans. Numer. Anal. 23 (2006).
+void Panel::take_perturbed() noexcept {
+    double& d = *front_.at(k_, k_);
+    if (!(std::fabs(d) >= panel_.rules.least_pivot)) {
+        d = std::copysign(panel_.rules.least_pivot, d);
+        ++panel_.work.n_perturbed;
+    }
+    take_one();
+}
+
 void Panel::take_two() noexcept {
     const double d1 = *front_.at(k_, k_), e = *front_.at(k_ + 1, k_), d2 = *front_.at(k_ + 1, k_ + 1);
     const std::int32_t first = front_.columns[k_], second = front_.columns[k_ + 1];
@@ -195,6 +207,7 @@ std::int32_t Panel::run(std::int32_t most) noexcept {
             take_two();
         }
     }
+    while (panel_.rules.least_pivot > 0 && k_ < end_ && k_ - begin_ < most) take_perturbed();
     if (moved && begin_ > 0) permute_earlier();
     return k_ - begin_;
 }

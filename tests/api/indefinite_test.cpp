@@ -1,0 +1,155 @@
+// Indefinite matrices of every class against their eigenvalues.
+#include "api/host.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace vyr::test {
+namespace {
+
+/// Counts eigenvalues: Householder's reduction to a tridiagonal matrix, then Sturm sequences.
+class Spectrum {
+public:
+    explicit Spectrum(const Csc& lower) : a_(dense(lower)), n_(lower.n), d_(n_), e_(n_) {
+        for (int k = 0; k < n_; ++k) {
+            double sum = 0;
+            for (const double value : a_[k]) sum += std::abs(value);
+            norm = std::max(norm, sum);
+        }
+        for (int k = 0; k < n_; ++k) reflect(k);
+    }
+    int below(double t) const {
+        int count = 0;
+        double q = 1;
+        for (int k = 0; k < n_; ++k) {
+            q = d_[k] - t - (k == 0 ? 0 : e_[k - 1] * e_[k - 1] / q);
+            if (q == 0) q = 1e-300;
+            count += q < 0;
+        }
+        return count;
+    }
+    double norm = 0;
+
+private:
+    void reflect(int k) {
+        d_[k] = a_[k][k];
+        double size = 0;
+        for (int i = k + 1; i < n_; ++i) size = std::hypot(size, a_[i][k]);
+        if (size == 0) return;
+        e_[k] = -std::copysign(size, a_[k + 1][k]);
+        std::vector<double> v(n_), p(n_);
+        for (int i = k + 1; i < n_; ++i) v[i] = a_[i][k];
+        v[k + 1] -= e_[k];
+        double vv = 0, vp = 0;
+        for (const double x : v) vv += x * x;
+        for (int i = k + 1; i < n_; ++i)
+            for (int j = k + 1; j < n_; ++j) p[i] += 2 / vv * a_[i][j] * v[j];
+        for (int i = k + 1; i < n_; ++i) vp += v[i] * p[i];
+        for (int i = k + 1; i < n_; ++i)
+            for (int j = k + 1; j < n_; ++j)
+                a_[i][j] -= v[i] * (p[j] - vp / vv * v[j]) + (p[i] - vp / vv * v[i]) * v[j];
+    }
+
+    Dense a_;
+    int n_;
+    std::vector<double> d_, e_;
+};
+
+constexpr int N_CLASSES = 7;
+
+Csc random_indefinite(int kind, Rng& rng) {
+    const auto side = static_cast<std::int32_t>(2 + rng() % 15), n = side * side;
+    std::uniform_real_distribution<double> value(-1, 1);
+    Csc a = kind == 1                ? saddle(std::max(side, 3), rng())
+            : kind == 2              ? spd(n, grid_edges(side, side), rng())
+            : kind == 5 || kind == 6 ? spd(side * (side + 1), grid_edges(side, side + 1), rng())
+                                     : spd(n, random_edges(n, (1 + rng() % 3) * n, rng), rng());
+    if (kind == 2) a = shifted(a, 2 * (1 + value(rng)));
+    for (std::int32_t j = 0; j < a.n; ++j) {
+        double& d = a.values[a.colptr[j]];
+        if (kind == 0) d = rng() % 4 == 0 ? 0 : value(rng);
+        if (kind == 3 || kind == 6) d = 0;
+        if (kind == 4) d *= 1e-9;
+        if (kind == 5) d *= (rng() % 2 == 0 ? 1 : -1) * std::pow(10, 8 * value(rng));
+    }
+    if (kind == 6) // the adjacency of a grid, whose elimination cancels exactly
+        for (double& entry : a.values) entry = entry == 0 ? 0 : 1;
+    return a;
+}
+
+/// S A S: the same inertia.
+Csc rescaled(Csc a, Rng& rng) {
+    std::vector<double> s(a.n);
+    for (double& scale : s) scale = std::ldexp(1.0, static_cast<int>(rng() % 41) - 20);
+    for (std::int32_t j = 0; j < a.n; ++j)
+        for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
+            a.values[k] *= s[j] * s[a.rowind[k]];
+    return a;
+}
+
+struct Tally {
+    int regular = 0, singular = 0, perturbed = 0;
+};
+
+/// One matrix through the library, its rank and inertia within what the eigenvalues allow, its solutions good.
+void expect_right(const Csc& base, const Csc& a, const Options& options, std::uint64_t seed, Tally& tally) {
+    const Spectrum spectrum(base);
+    const double unclear = a.n * 2.2e-16 * spectrum.norm;
+    const std::int64_t negative = spectrum.below(-unclear), positive = a.n - spectrum.below(unclear);
+    const bool regular = negative + positive == a.n;
+    const Analysis analysis(view_of(a), options);
+    Factor factor(analysis, options);
+    const vyr_matrix view = view_of(a);
+    const vyr_status status = vyr_factorise(factor.get(), &view);
+    const vyr_factor_info info = factor.info();
+    ASSERT_TRUE(status == VYR_STATUS_OK || (status == VYR_STATUS_SINGULAR && !regular))
+        << status << vyr_factor_message(factor.get());
+    ++(regular ? tally.regular : tally.singular);
+    tally.perturbed += info.perturbed > 0;
+    if (info.rank >= 0 && info.perturbed == 0) {
+        EXPECT_EQ(info.positive + info.negative, info.rank);
+        EXPECT_EQ(info.rank + info.zero, a.n);
+        EXPECT_GE(info.positive, positive);
+        EXPECT_GE(info.negative, negative);
+    }
+    if (info.structural_rank >= 0) EXPECT_GE(info.structural_rank, positive + negative);
+    if (status != VYR_STATUS_OK) return;
+    std::vector<double> b, x(a.n * 3), error;
+    for (int k = 0; k < 3; ++k) { // systems that have a solution, whatever the rank
+        const std::vector<double> image = multiply(a, random_vector(a.n, seed + k));
+        b.insert(b.end(), image.begin(), image.end());
+    }
+    const vyr_status solved = vyr_solve(factor.get(), 3, b.data(), a.n, x.data(), a.n, nullptr);
+    ASSERT_TRUE(solved == VYR_STATUS_OK || (solved == VYR_STATUS_INACCURATE && !regular)) << solved;
+    if (solved == VYR_STATUS_OK)
+        EXPECT_LE(worst_error(a, x, b), regular && info.perturbed == 0 ? 1e-14 : 1e-10);
+}
+
+TEST(Indefinite, InertiaRankAndSolutionsAreRightWhateverTheMatrix) {
+    Rng rng(test_seed());
+    const char* wanted = std::getenv("VYR_INDEFINITE_MATRICES");
+    const int count = wanted != nullptr ? std::atoi(wanted) : 42;
+    Tally tally;
+    for (int round = 0; round < count && !HasFatalFailure(); ++round) {
+        SCOPED_TRACE(round);
+        const Csc base = random_indefinite(round % N_CLASSES, rng);
+        Options options;
+        options.kind = VYR_KIND_INDEFINITE;
+        options.refinements = 2;
+        options.threads = 1 + static_cast<int>(rng() % 2);
+        options.matching = static_cast<int>(rng() % 3);
+        options.zero_pivots = static_cast<int>(rng() % 2);
+        options.pivoting = rng() % 5 == 0 ? VYR_PIVOTING_STATIC : VYR_PIVOTING_DELAYED;
+        if (options.pivoting == VYR_PIVOTING_STATIC) options.refinements = 20;
+        expect_right(base, rng() % 2 == 0 ? base : rescaled(base, rng), options, rng(), tally);
+    }
+    EXPECT_GT(tally.regular, count / 2);
+    EXPECT_GT(tally.singular, 0);
+    EXPECT_GT(tally.perturbed, 0);
+}
+
+} // namespace
+} // namespace vyr::test
