@@ -6,7 +6,7 @@
 #
 # makes FOLDER/libdmumps_seq.so, once; the headers are those of Debian's libmumps-headers-dev. For CMake:
 #   -DVYR_MUMPS_LIBRARY=FOLDER/libdmumps_seq.so -DVYR_MPISEQ_LIBRARY=FOLDER/libdmumps_seq.so -DVYR_MUMPS_METIS=ON
-# Needs gfortran, libmetis-dev and a deb-src line for apt, which it keeps to itself.
+# Needs gfortran, libmetis-dev, libopenblas-dev and a deb-src line for apt, which it keeps to itself.
 set -eu
 
 folder=$(realpath -m "${1:?folder}")
@@ -53,4 +53,4 @@ END
 make -j2 d FPIC_OPT=-fPIC > build.log 2>&1 || make d FPIC_OPT=-fPIC >> build.log 2>&1 || { tail -20 build.log; exit 1; }
 gfortran -shared -fopenmp -o "$folder/libdmumps_seq.so" \
   -Wl,--whole-archive lib/libdmumps.a lib/libmumps_common.a libseq/libmpiseq.a -Wl,--no-whole-archive \
-  lib/libpord.a -lmetis -llapack -lblas
+  lib/libpord.a -lmetis -lopenblas

@@ -1,5 +1,5 @@
-// MUMPS, sequential build, on a METIS ordering of the same graph: that build has no METIS of its own, so the
-// permutation is computed here and its time belongs to the analysis.
+// MUMPS. Debian's sequential build has no METIS of its own: the permutation is computed here, and its time
+// belongs to the analysis. One with METIS (BENCH_MUMPS_METIS) is left to its defaults, matching included.
 #include "bench/direct_solver.h"
 #include "symbolic/ordering.h"
 
@@ -8,6 +8,12 @@
 namespace vyr::bench {
 
 namespace {
+
+#ifdef BENCH_MUMPS_METIS
+constexpr bool OWN_METIS = true;
+#else
+constexpr bool OWN_METIS = false;
+#endif
 
 constexpr MUMPS_INT JOB_INIT = -1, JOB_END = -2, JOB_ANALYSE = 1, JOB_FACTORISE = 2, JOB_SOLVE = 3;
 constexpr MUMPS_INT USE_COMM_WORLD = -987654;
@@ -55,7 +61,7 @@ public:
         data_.comm_fortran = USE_COMM_WORLD;
         call(JOB_INIT, "start");
         for (int unit = 1; unit <= 4; ++unit) icntl(unit) = 0; // silent
-        icntl(7) = 1;                                          // the ordering is ours
+        icntl(7) = OWN_METIS ? 5 : 1;                          // METIS, or the ordering is ours
         icntl(14) = 30;
         icntl(28) = 1; // sequential analysis
         if (problem.folder.empty()) return;
@@ -69,24 +75,13 @@ public:
     }
 
     void analyse() override {
-        std::vector<std::int32_t> permutation(static_cast<std::size_t>(a_.n));
-        position_.resize(permutation.size());
-        {
-            std::vector<std::int32_t> start, neighbours;
-            full_graph(a_, start, neighbours);
-            Accounting memory;
-            Context context(memory);
-            if (METIS_NodeND_order(context, a_.n, start.data(), neighbours.data(), permutation.data(),
-                                   position_.data()) != Status::OK)
-                throw SolverError("METIS failed");
-        }
-        for (MUMPS_INT& place : position_) ++place;
+        if (!OWN_METIS) order();
         data_.n = a_.n;
         data_.nnz = static_cast<MUMPS_INT8>(rows_.size());
         data_.irn = rows_.data();
         data_.jcn = columns_.data();
         data_.a = const_cast<double*>(a_.values.data()); // read only
-        data_.perm_in = position_.data();
+        if (!OWN_METIS) data_.perm_in = position_.data();
         call(JOB_ANALYSE, "analysis");
     }
 
@@ -118,6 +113,18 @@ public:
     std::string version() const override { return "MUMPS " MUMPS_VERSION; }
 
 private:
+    void order() {
+        std::vector<std::int32_t> start, neighbours, permutation(static_cast<std::size_t>(a_.n));
+        position_.resize(permutation.size());
+        full_graph(a_, start, neighbours);
+        Accounting memory;
+        Context context(memory);
+        if (METIS_NodeND_order(context, a_.n, start.data(), neighbours.data(), permutation.data(),
+                               position_.data()) != Status::OK)
+            throw SolverError("METIS failed");
+        for (MUMPS_INT& place : position_) ++place;
+    }
+
     /// Control parameter by its number in the manual.
     MUMPS_INT& icntl(int number) { return data_.icntl[number - 1]; }
 

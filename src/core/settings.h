@@ -80,6 +80,8 @@ struct Settings {
         nullptr; ///< n, for ORDERING_USER: perm[new] = old, checked by the caller
     const std::int32_t* partner =
         nullptr; ///< n: the equation to be eliminated together with each; itself for none; null: none at all
+    const std::uint8_t* weak =
+        nullptr; ///< n: 1 for equations that have no pivot until a neighbour is eliminated; null: none
     int matching = MATCHING_AUTOMATIC;      ///< a MATCHING_ value, for indefinite matrices
     int matrix_scaling = SCALING_AUTOMATIC; ///< a SCALING_ value, for indefinite matrices
     int scaling = 0;                        ///< 0 none, 1 right-hand side, 2 solution, 3 both

@@ -7,6 +7,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace vyr {
@@ -22,12 +23,60 @@ bool plainly_indefinite(const Matrix& a) noexcept {
     return false;
 }
 
-/// Looks at the values for the kinds that want them: which type to begin with, and which equations to keep
-/// together, unless the ordering is given.
-///
-/// partner   out: n, or empty
+/// What the values ask of the ordering, as Settings has it; empty for nothing.
+struct Wishes {
+    Buffer<std::int32_t> partner;
+    Buffer<std::uint8_t> weak;
+};
+
+/// Scaled diagonal entries below this are no pivots to count on.
+constexpr double WEAK_DIAGONAL = 0.1;
+
+/// Divides pairs of which one has a strong diagonal entry, so that it may go first, and marks as weak those
+/// that are on their own then and have none. `n_pairs` follows.
+void divide_pairs(const Matrix& a, const double* scale, Wishes& wishes, std::int32_t& n_pairs) noexcept {
+    const auto weak = [&](std::int32_t j) noexcept {
+        const std::int32_t first = a.col_ptr[j];
+        const bool stored = first < a.col_ptr[j + 1] && a.row_ind[first] == j;
+        return !stored || !(std::fabs(a.values[first]) * scale[j] * scale[j] >= WEAK_DIAGONAL);
+    };
+    for (std::int32_t j = 0; j < a.n; ++j) wishes.weak[j] = weak(j) ? 1 : 0;
+    n_pairs = 0;
+    for (std::int32_t j = 0; j < a.n; ++j) {
+        const std::int32_t other = wishes.partner[j];
+        if (other <= j) continue;
+        if (wishes.weak[j] != 0 && wishes.weak[other] != 0) {
+            wishes.weak[j] = wishes.weak[other] = 0;
+            ++n_pairs;
+        } else {
+            wishes.partner[j] = j;
+            wishes.partner[other] = other;
+        }
+    }
+}
+
+/// Matches the values' large entries, for the ordering and the scaling.
+Status match(Context& context, const Matrix& matrix, SolverAnalysis& made, Wishes& wishes) noexcept {
+    SymmetricMatching matching;
+    if (const Status status = mf_symmetric_matching(context, matrix, matching); status != Status::OK)
+        return status;
+    made.structural_rank = matching.structural_rank;
+    made.n_pairs = matching.n_pairs;
+    made.scale = std::move(matching.scale);
+    if (made.n_pairs == 0) return Status::OK;
+    wishes.partner = std::move(matching.partner);
+    if (context.settings.matching == MATCHING_ON) return Status::OK;
+    wishes.weak = Buffer<std::uint8_t>(context.memory, matrix.n);
+    if (!wishes.weak) return out_of_memory(context);
+    divide_pairs(matrix, made.scale.get(), wishes, made.n_pairs);
+    if (made.n_pairs == 0) wishes.partner.reset();
+    return Status::OK;
+}
+
+/// Looks at the values for the kinds that want them: which type to begin with, and what to ask of the
+/// ordering, unless it is given.
 Status choose_type(Context& context, const InputMatrix& input, SolverAnalysis& made,
-                   Buffer<std::int32_t>& partner) noexcept {
+                   Wishes& wishes) noexcept {
     made.type = made.kind == Kind::INDEFINITE ? TYPE_LDLT : TYPE_SPD;
     if (made.kind == Kind::POSITIVE || input.values == nullptr) return Status::OK;
     const CanonicalPattern& pattern = made.canonical;
@@ -41,14 +90,7 @@ Status choose_type(Context& context, const InputMatrix& input, SolverAnalysis& m
     const Settings& settings = context.settings;
     const bool given = settings.ordering == ORDERING_NATURAL || settings.ordering == ORDERING_USER;
     if (made.type == TYPE_SPD || given || settings.matching == MATCHING_OFF) return Status::OK;
-    SymmetricMatching matching;
-    if (const Status status = mf_symmetric_matching(context, matrix, matching); status != Status::OK)
-        return status;
-    made.structural_rank = matching.structural_rank;
-    made.n_pairs = matching.n_pairs;
-    made.scale = std::move(matching.scale);
-    if (made.n_pairs > 0) partner = std::move(matching.partner);
-    return Status::OK;
+    return match(context, matrix, made, wishes);
 }
 
 } // namespace
@@ -67,17 +109,19 @@ Status mf_solver_analyse(Context& context, const InputMatrix& input, Kind kind, 
     if (const Status status = mf_canonical_pattern(context, input, refuse_duplicates, made.canonical);
         status != Status::OK)
         return status;
-    Buffer<std::int32_t> partner;
-    if (const Status status = choose_type(context, input, made, partner); status != Status::OK) return status;
+    Wishes wishes;
+    if (const Status status = choose_type(context, input, made, wishes); status != Status::OK) return status;
 
     settings.compress_when_it_pays = true;
     settings.type = made.type;
-    settings.partner = partner.get();
+    settings.partner = wishes.partner.get();
+    settings.weak = wishes.weak.get();
     double ordering_ms = 0;
     if (const Status status = mf_analyse(context, made.canonical.pattern(), made.analysis, ordering_ms);
         status != Status::OK)
         return status;
     settings.partner = nullptr;
+    settings.weak = nullptr;
     made.settings = settings;
     made.work_bytes = context.statistics.memory_estimate;
     made.seconds_order = ordering_ms / 1000;

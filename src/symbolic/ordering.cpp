@@ -100,7 +100,7 @@ bool order_given(const Settings& settings, const Pattern& full, std::int32_t* pe
         return true;
     }
     // Groups may lie apart in the natural order.
-    const bool apart = settings.compress || settings.blocked || settings.partner != nullptr;
+    const bool apart = settings.compress || settings.blocked || settings.partner != nullptr || settings.weak != nullptr;
     const bool narrow = settings.ordering == ORDERING_AUTOMATIC && !apart && mf_natural_pays(full);
     if (settings.ordering != ORDERING_NATURAL && !narrow) return false;
     made.ordering = ORDERING_NATURAL;
@@ -117,9 +117,12 @@ Status mf_order(Context& context, const Pattern& full, std::int32_t* perm, Order
     const Settings& settings = context.settings;
     if (full.n < 1 || order_given(settings, full, perm, how)) return Status::OK;
     PatternGraph plain;
-    if (const Status status = make_graph(context, full, plain); status != Status::OK) return status;
-    if (settings.partner != nullptr) return order_pairs(context, plain.graph, perm, how);
-    return order_vertices(context, plain.graph, full.n, perm, how);
+    Status status = make_graph(context, full, plain);
+    if (status != Status::OK) return status;
+    status = settings.partner != nullptr ? order_pairs(context, plain.graph, perm, how)
+                                         : order_vertices(context, plain.graph, full.n, perm, how);
+    if (status != Status::OK || settings.weak == nullptr) return status;
+    return mf_postpone_weak(context, full, settings.weak, perm);
 }
 
 } // namespace vyr

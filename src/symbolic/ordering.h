@@ -18,7 +18,8 @@ struct OrderingMade {
 /// Orders the full symmetric pattern (diagonal entries allowed, rows ascending) as settings.ordering says.
 /// METIS and AMD get the compressed graph with settings.blocked, settings.compress, and with
 /// settings.compress_when_it_pays where it does; each group comes out in one run, the highest number first,
-/// and so do the pairs of settings.partner.
+/// and so do the pairs of settings.partner. Of the equations of settings.weak none comes before all of its
+/// neighbours.
 ///
 /// perm   out, n: perm[new] = old; holds nothing of use after a failure
 /// made   out, or null
@@ -54,6 +55,16 @@ struct CompressedGraph {
 /// FACTOR_STORAGE without memory. Cost: a sort of every vertex's neighbours.
 [[nodiscard]] Status mf_pair_graph(Context& context, const Graph& graph, const std::int32_t* partner,
                                    CompressedGraph& pairs) noexcept;
+
+/// Moves weak vertices none of whose neighbours comes before them directly behind the first of those that come
+/// after.
+///
+/// full   both triangles; weak: full.n, 1 for the vertices to be moved where need be
+/// perm   in and out, full.n: perm[new] = old
+///
+/// FACTOR_STORAGE without memory. Cost: a pass over the entries of weak vertices.
+[[nodiscard]] Status mf_postpone_weak(Context& context, const Pattern& full, const std::uint8_t* weak,
+                                      std::int32_t* perm) noexcept;
 
 /// Groups the vertices that have the same closed neighbourhood. When nothing can be merged only n_groups = n
 /// and `group` are filled. FACTOR_STORAGE without memory. Cost: about one pass over the edges.
