@@ -149,6 +149,7 @@ Status DelayedRun::prepare() noexcept {
     }
     // 3. The rules for pivots.
     rules.threshold = context.settings.pivot_share;
+    rules.host = &context;
     rules.loops = &mf_front_loops(context.settings.instructions);
     const double largest = rules.loops->max_abs(analysis.n_input, values);
     rules.zero = context.settings.zero_pivot * largest;

@@ -158,6 +158,7 @@ Status NodeElimination::run() noexcept {
     if (const Status status = obtain_work(); status != Status::OK) return status;
     assemble();
     eliminate();
+    if (mf_stop(run_.context)) return Status::CANCELLED;
     if (run_.factor.block_store != nullptr && run_.factor.pivoted.nodes[s_].n_delayed() == 0)
         mf_store_finish(run_.context, run_.factor, s_);
     mf_add_work(run_.context, mf_node_cost(node_));

@@ -1,7 +1,7 @@
 // Elimination of one front with threshold pivoting; what finds no pivot stays for the parent's front.
 #pragma once
 
-#include "core/status.h"
+#include "core/context.h"
 #include "numeric/front_loops.h"
 
 #include <cstdint>
@@ -20,6 +20,9 @@ struct PivotRules {
     /// Above 0: no column is left. Those without a pivot take what they have, in magnitude at least this.
     double least_pivot = 0;
     const FrontLoops* loops = nullptr;
+    const Context* host = nullptr; ///< asked now and then whether to stop; null: nobody
+
+    bool stop() const noexcept { return host != nullptr && mf_stop(*host); }
 };
 
 /// A symmetric front: n_rows variables, of which the first n_columns are fully summed and may be eliminated.
@@ -54,7 +57,8 @@ struct FrontWork {
 /// shared   idle threads of the team may help
 ///
 /// Returns the number of pivots; columns without one come last. With no rows beyond the fully summed ones
-/// only columns that are zero by the rules are left. Allocates nothing.
+/// only columns that are zero by the rules are left. When the host asks to stop, the front is of no use.
+/// Allocates nothing.
 std::int32_t mf_eliminate_front(const PivotRules& rules, const Front& front, FrontWork& work,
                                 bool shared) noexcept;
 

@@ -138,7 +138,7 @@ std::int32_t Elimination::eliminate_block(std::int32_t begin, std::int32_t end) 
 /// Block by block through the columns [k, n_columns). Returns the place behind the last pivot.
 std::int32_t Elimination::sweep(std::int32_t k) noexcept {
     std::int32_t untried = front_.n_columns;
-    while (k < untried) {
+    while (k < untried && !rules_.stop()) {
         const std::int32_t block_end = std::min(k + BLOCK_PIVOTS, untried);
         first_w_ = k;
         const std::int32_t next = eliminate_block(k, block_end);
@@ -159,6 +159,7 @@ std::int32_t Elimination::run(std::int32_t k) noexcept {
         k = sweep(k);
         if (k > before) continue;
         first_w_ = k;
+        if (rules_.stop()) break;
         const std::int32_t count = mf_eliminate_panel({rules_, front_, work_, k}, k, n, PANEL_PIVOTS);
         if (count == 0) break;
         reduce_update(k, count);

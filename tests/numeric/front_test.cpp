@@ -52,8 +52,9 @@ struct RandomFront {
         return j < n ? *front.at(i, j) : update[(i - n) + std::size_t(j - n) * (m - n)];
     }
 
-    void eliminate(const FrontLoops& loops, bool shared, double least_pivot) {
-        const PivotRules rules{0.01, 1e-13, least_pivot, &loops};
+    void eliminate(const FrontLoops& loops, bool shared, double least_pivot,
+                   const Context* host = nullptr) {
+        const PivotRules rules{0.01, 1e-13, least_pivot, &loops, host};
         FrontWork work{w.data(), row.data(), order.data()};
 #pragma omp parallel num_threads(2) if (shared)
         {
@@ -116,6 +117,20 @@ TEST(Front, IsTheProductOfItsFactorsWithBoundedEntriesAndWhatIsLeft) {
     EXPECT_GT(n_perturbed, 10);
     EXPECT_GT(n_pairs, 100);
     EXPECT_GT(n_left, 10);
+}
+
+TEST(Front, IsLeftWhenTheHostAsksToStop) {
+    Rng rng(test_seed());
+    RandomFront f(rng);
+    Accounting memory;
+    Context context(memory);
+    Progress progress([](void*, int, double) { return 1; }, nullptr);
+    context.progress = &progress;
+    progress.begin(PHASE_FACTORISE, 1);
+    while (!progress.stop()) { // asks the host now and then alone
+    }
+    f.eliminate(mf_front_loops(simd::instruction_set()), false, 0, &context);
+    EXPECT_EQ(f.n_pivots, 0);
 }
 
 } // namespace
