@@ -1,5 +1,5 @@
-// vyr_bench_indefinite: indefinite systems through vyr/solver.h beside MUMPS, in one process and in turn, so that
-// both see the same machine. One JSON object a matrix, for bench/indefinite.py.
+// vyr_bench_indefinite: indefinite systems through vyr/solver.h beside MUMPS, in one process and in turn, so
+// that both see the same machine. One JSON object a matrix, for bench/indefinite.py.
 #include "bench/bench_matrices.h"
 #include "bench/json.h"
 #include "tools/vyr/norms.h"
@@ -97,7 +97,8 @@ void measure_ours(const tool::SparseMatrix& a, int repeats, DirectSolver* peer, 
     const vyr_factor_info info = factor.info();
     record.set("memory", info.factor_bytes / foreseen.factor_bytes);
     record.set("operations", info.operations).set("foreseen", foreseen.operations);
-    record.set("delayed", static_cast<double>(info.delayed)).set("pairs", static_cast<double>(foreseen.pairs));
+    record.set("delayed", static_cast<double>(info.delayed))
+        .set("pairs", static_cast<double>(foreseen.pairs));
     measure_solves(ours, a, repeats, record);
 }
 

@@ -134,7 +134,7 @@ enum {
 /* What becomes of a column of an indefinite matrix that has no pivot among its neighbours. */
 enum {
     VYR_PIVOTING_DELAYED = 0, /* it is passed on, where it meets more of them; the factor grows by it */
-    VYR_PIVOTING_STATIC = 1   /* its pivot is replaced, which refinement makes up for; the factor never grows */
+    VYR_PIVOTING_STATIC = 1 /* its pivot is replaced, which refinement makes up for; the factor never grows */
 };
 
 /* Phases that a progress callback is told of. */
@@ -168,11 +168,11 @@ typedef struct vyr_options {
     void* log_user;
     vyr_progress_callback progress; /* default null */
     void* progress_user;
-    int32_t matching; /* VYR_MATCHING_, for L D L^T; default automatic */
-    int32_t scaling;  /* VYR_SCALING_, for L D L^T; default automatic */
-    int32_t pivoting; /* VYR_PIVOTING_, for L D L^T; default delayed */
-    int32_t zero_pivots; /* L D L^T: 0 (default): a matrix singular to working precision is an error; 1: it gets
-                            zero pivots, and systems that have solutions are solved */
+    int32_t matching;    /* VYR_MATCHING_, for L D L^T; default automatic */
+    int32_t scaling;     /* VYR_SCALING_, for L D L^T; default automatic */
+    int32_t pivoting;    /* VYR_PIVOTING_, for L D L^T; default delayed */
+    int32_t zero_pivots; /* L D L^T: 0 (default): a matrix singular to working precision is an error; 1: it
+                            gets zero pivots, and systems that have solutions are solved */
     double pivot_share;  /* L D L^T: least share of its column that a pivot must have; above 0, at most 0.5,
                             default 0.01. Larger ones bound the growth of errors more and cost more fill */
     double zero_pivot;   /* L D L^T: columns with no entry above this share of the largest entry of the scaled

@@ -137,7 +137,7 @@ HostCall::HostCall(Accounting& memory, const vyr_options& options) noexcept
     settings.pivot_min = options.pivot_min;
     settings.matching = options.matching;
     settings.matrix_scaling = options.scaling;
-    settings.pivoting = options.pivoting;
+    settings.pivot_mode = options.pivoting;
     settings.zero_pivots = options.zero_pivots != 0;
     settings.pivot_share = options.pivot_share;
     settings.zero_pivot = options.zero_pivot;

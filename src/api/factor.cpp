@@ -16,7 +16,7 @@ using namespace vyr::api;
 
 namespace {
 
-constexpr int DEFAULT_REFINEMENTS = 10;      ///< for L D L^T
+constexpr int DEFAULT_REFINEMENTS = 10;       ///< for L D L^T
 constexpr double DEFAULT_ERROR_LIMIT = 1e-10; ///< for L D L^T
 
 const char* instructions_text(simd::InstructionSet set) noexcept {

@@ -50,7 +50,7 @@ enum MatrixScaling {
     SCALING_MATCHING = 3 ///< by the duals of a matching, whether it serves the ordering or not
 };
 
-/// Values of Settings::pivoting.
+/// Values of Settings::pivot_mode.
 enum Pivoting {
     PIVOTING_DELAYED = 0, ///< pass columns without a pivot on to the parent node
     PIVOTING_STATIC = 1   ///< replace their pivots
@@ -91,7 +91,7 @@ struct Settings {
     bool dump_factor = false;           ///< write the factor to a file when an update cannot be passed on
     bool compress_when_it_pays = false; ///< the same, where that takes a tenth of the graph away
     bool delay_pivots = false;          ///< L D L^T: by fronts, with the rules for pivots that follow
-    int pivoting = PIVOTING_DELAYED;    ///< a PIVOTING_ value
+    int pivot_mode = PIVOTING_DELAYED;  ///< a PIVOTING_ value
     double pivot_share = 0.01;          ///< least share of its column that a pivot must have
     double zero_pivot = 2.2e-15;        ///< share of the largest entry up to which a column is zero
     bool zero_pivots = false;           ///< go on when columns are zero in the end

@@ -21,7 +21,7 @@ struct JudgedColumn {
     const double* x;  ///< n
     const double* b;  ///< n
     double* residual; ///< n, out: b - A x; apart from x and b; null: not wanted
-    double error;     ///< out: max |b - A x| / (|A| max |x| + max |b|); NaN when it, or the norm, is not finite
+    double error; ///< out: max |b - A x| / (|A| max |x| + max |b|); NaN when it, or the norm, is not finite
 };
 
 /// Judges solutions.

@@ -15,8 +15,9 @@
 
 namespace vyr {
 
-/// Factorises by settings: threads, pivoting, pivot_share, zero_pivot, zero_pivots. Blocks lie in factor.lu_values
-/// where the front has the size that the analysis knows, otherwise and out of core on their own.
+/// Factorises by settings: threads, pivot_mode, pivot_share, zero_pivot, zero_pivots. Blocks lie in
+/// factor.lu_values where the front has the size that the analysis knows, otherwise and out of core on their
+/// own.
 ///
 /// values   n_input doubles in the order of the analysed pattern
 ///

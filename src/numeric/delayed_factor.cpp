@@ -153,7 +153,7 @@ Status DelayedRun::prepare() noexcept {
     rules.loops = &mf_front_loops(context.settings.instructions);
     const double largest = rules.loops->max_abs(analysis.n_input, values);
     rules.zero = context.settings.zero_pivot * largest;
-    if (context.settings.pivoting == PIVOTING_STATIC) rules.least_pivot = REPLACED_SHARE * largest;
+    if (context.settings.pivot_mode == PIVOTING_STATIC) rules.least_pivot = REPLACED_SHARE * largest;
     if (factor.block_store != nullptr) factor.block_store->lock = &lock;
     return Status::OK;
 }

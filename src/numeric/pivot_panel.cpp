@@ -141,8 +141,8 @@ void Panel::take_one() noexcept {
     reduce(1);
 }
 
-/// O. Schenk and K. Gärtner, "On fast factorization pivoting methods for sparse symmetric indefinite systems",
-/// Electron. Trans. Numer. Anal. 23 (2006).
+/// O. Schenk and K. Gärtner, "On fast factorization pivoting methods for sparse symmetric indefinite
+/// systems", Electron. Trans. Numer. Anal. 23 (2006).
 void Panel::take_perturbed() noexcept {
     double& d = *front_.at(k_, k_);
     if (!(std::fabs(d) >= panel_.rules.least_pivot)) {

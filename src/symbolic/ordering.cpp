@@ -100,7 +100,8 @@ bool order_given(const Settings& settings, const Pattern& full, std::int32_t* pe
         return true;
     }
     // Groups may lie apart in the natural order.
-    const bool apart = settings.compress || settings.blocked || settings.partner != nullptr || settings.weak != nullptr;
+    const bool apart =
+        settings.compress || settings.blocked || settings.partner != nullptr || settings.weak != nullptr;
     const bool narrow = settings.ordering == ORDERING_AUTOMATIC && !apart && mf_natural_pays(full);
     if (settings.ordering != ORDERING_NATURAL && !narrow) return false;
     made.ordering = ORDERING_NATURAL;

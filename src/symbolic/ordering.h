@@ -56,8 +56,8 @@ struct CompressedGraph {
 [[nodiscard]] Status mf_pair_graph(Context& context, const Graph& graph, const std::int32_t* partner,
                                    CompressedGraph& pairs) noexcept;
 
-/// Moves weak vertices none of whose neighbours comes before them directly behind the first of those that come
-/// after.
+/// Moves weak vertices none of whose neighbours comes before them directly behind the first of those that
+/// come after.
 ///
 /// full   both triangles; weak: full.n, 1 for the vertices to be moved where need be
 /// perm   in and out, full.n: perm[new] = old

@@ -157,8 +157,8 @@ TEST(Residual, ProductAndErrorFollowTheirDefinitionsForAnyNumberOfColumns) {
         EXPECT_EQ(y, multiply(a, {x.begin(), x.begin() + n}));
         double norm = 0;
         ASSERT_EQ(mf_norm_inf(test.context, matrix_of(a), norm), Status::OK);
-        const auto judge = [&](double norm) {
-            return mf_judge(test.context, matrix_of(a), norm, columns.data(), count);
+        const auto judge = [&](double size) {
+            return mf_judge(test.context, matrix_of(a), size, columns.data(), count);
         };
         ASSERT_EQ(judge(norm), Status::OK);
         for (int k = 0; k < count; ++k) {

@@ -52,8 +52,7 @@ struct RandomFront {
         return j < n ? *front.at(i, j) : update[(i - n) + std::size_t(j - n) * (m - n)];
     }
 
-    void eliminate(const FrontLoops& loops, bool shared, double least_pivot,
-                   const Context* host = nullptr) {
+    void eliminate(const FrontLoops& loops, bool shared, double least_pivot, const Context* host = nullptr) {
         const PivotRules rules{0.01, 1e-13, least_pivot, &loops, host};
         FrontWork work{w.data(), row.data(), order.data()};
 #pragma omp parallel num_threads(2) if (shared)

@@ -1,6 +1,7 @@
 // Matchings judged by their own duals: feasible ones that are equal where matched prove the least cost.
 #include "support/engine.h"
 #include "symbolic/analyse.h"
+#include "symbolic/ordering.h"
 #include "symbolic/symmetric_matching.h"
 #include "symbolic/weighted_matching.h"
 
@@ -180,6 +181,34 @@ TEST(Matching, PairsFollowEachOtherInOneSupernode) {
             ASSERT_LE(std::abs(place[i] - place[j]), 1) << "round " << round;
             ASSERT_EQ(analysis.column_map[place[i]], analysis.column_map[place[j]]) << "round " << round;
         }
+    }
+}
+
+TEST(Matching, WeakEquationsComeBehindANeighbourAndTheOthersStayInOrder) {
+    Rng rng(test_seed());
+    TestContext test;
+    for (int round = 0; round < 200; ++round) {
+        const int n = static_cast<int>(1 + rng() % 60);
+        const Csc a = both_triangles(spd(n, random_edges(n, 1 + rng() % (2 * n), rng)));
+        std::vector<std::uint8_t> weak(n);
+        for (auto& flag : weak) flag = rng() % 2;
+        std::vector<std::int32_t> before(n), place(n);
+        for (int k = 0; k < n; ++k) before[k] = k;
+        std::shuffle(before.begin(), before.end(), rng);
+        std::vector<std::int32_t> behind = before;
+        ASSERT_EQ(mf_postpone_weak(test.context, pattern_of(a), weak.data(), behind.data()), Status::OK);
+        EXPECT_TRUE(std::is_permutation(behind.begin(), behind.end(), before.begin()));
+        for (int k = 0; k < n; ++k) place[behind[k]] = k;
+        for (int j = 0; j < n; ++j) {
+            bool first = a.colptr[j + 1] - a.colptr[j] > 1, all_weak = true;
+            for (int k = a.colptr[j]; k < a.colptr[j + 1]; ++k) {
+                first = first && place[a.rowind[k]] >= place[j];
+                all_weak = all_weak && weak[a.rowind[k]] != 0;
+            }
+            EXPECT_TRUE(weak[j] == 0 || !first || all_weak) << round;
+        }
+        for (auto* order : {&before, &behind}) std::erase_if(*order, [&](int j) { return weak[j] != 0; });
+        EXPECT_EQ(before, behind);
     }
 }
 
