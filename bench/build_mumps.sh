@@ -40,6 +40,7 @@ FC = gfortran
 FL = gfortran
 AR = ar cr # a blank follows
 RANLIB = ranlib
+LIBBLAS = -lopenblas
 INCSEQ = -I$(topdir)/libseq
 LIBSEQ = -L$(topdir)/libseq -lmpiseq
 CDEFS = -DAdd_

@@ -123,9 +123,10 @@ void expect_right(const Csc& base, const Csc& a, const Options& options, std::ui
         b.insert(b.end(), image.begin(), image.end());
     }
     const vyr_status solved = vyr_solve(factor.get(), 3, b.data(), a.n, x.data(), a.n, nullptr);
-    ASSERT_TRUE(solved == VYR_STATUS_OK || (solved == VYR_STATUS_INACCURATE && !regular)) << solved;
+    const bool sure = regular && info.perturbed == 0;
+    ASSERT_TRUE(solved == VYR_STATUS_OK || (solved == VYR_STATUS_INACCURATE && !sure)) << solved;
     if (solved != VYR_STATUS_OK) return;
-    EXPECT_LE(worst_error(a, x, b), regular && info.perturbed == 0 ? 1e-14 : 1e-10);
+    EXPECT_LE(worst_error(a, x, b), sure ? 1e-14 : 1e-10);
 }
 
 TEST(Indefinite, InertiaRankAndSolutionsAreRightWhateverTheMatrix) {
@@ -144,7 +145,9 @@ TEST(Indefinite, InertiaRankAndSolutionsAreRightWhateverTheMatrix) {
         options.zero_pivots = static_cast<int>(rng() % 2);
         options.pivoting = rng() % 5 == 0 ? VYR_PIVOTING_STATIC : VYR_PIVOTING_DELAYED;
         if (options.pivoting == VYR_PIVOTING_STATIC) options.refinements = 20;
-        expect_right(base, rng() % 2 == 0 ? base : rescaled(base, rng), options, rng(), tally);
+        // Only a matching sees through any scaling.
+        const Csc a = rng() % 2 == 0 ? base : rescaled(base, rng);
+        expect_right(options.matching == VYR_MATCHING_OFF ? a : base, a, options, rng(), tally);
     }
     EXPECT_GT(tally.regular, count / 2);
     EXPECT_GT(tally.singular, 0);
