@@ -118,7 +118,7 @@ enum {
 
 /* Large entries of an indefinite matrix, in pairs of equations that are eliminated together. */
 enum {
-    VYR_MATCHING_AUTOMATIC = 0, /* where a diagonal entry is weak */
+    VYR_MATCHING_AUTOMATIC = 0, /* where both diagonal entries are weak */
     VYR_MATCHING_ON = 1,        /* wherever the product of the entries chosen gains */
     VYR_MATCHING_OFF = 2
 };

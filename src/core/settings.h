@@ -37,7 +37,7 @@ enum Ordering {
 
 /// Values of Settings::matching.
 enum Matching {
-    MATCHING_AUTOMATIC = 0, ///< pairs where a diagonal entry is weak
+    MATCHING_AUTOMATIC = 0, ///< pairs both of whose diagonal entries are weak
     MATCHING_ON = 1,        ///< every pair of the largest product
     MATCHING_OFF = 2        ///< no pairs
 };
