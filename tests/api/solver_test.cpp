@@ -24,16 +24,15 @@ TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
     const std::uint64_t seed = test_seed();
     struct Row {
         Csc a;
-        std::int32_t kind, used;
+        std::int32_t kind, analysed, used;
     };
-    const Row rows[] = {
-        {spd(600, grid_edges(10, 10, 6), seed), VYR_KIND_POSITIVE, VYR_KIND_POSITIVE},
-        {spd(50, dense_edges(50), seed), VYR_KIND_AUTOMATIC, VYR_KIND_POSITIVE},
-        {shifted(spd(400, grid_edges(20, 20), seed), 2.5), VYR_KIND_INDEFINITE, VYR_KIND_INDEFINITE},
-        {shifted(spd(400, grid_edges(20, 20), seed), 1.2), VYR_KIND_AUTOMATIC, VYR_KIND_INDEFINITE},
-        {saddle(15, seed), VYR_KIND_AUTOMATIC, VYR_KIND_INDEFINITE},
-        {saddle(15, seed), VYR_KIND_INDEFINITE, VYR_KIND_INDEFINITE},
-    };
+    constexpr std::int32_t P = VYR_KIND_POSITIVE, I = VYR_KIND_INDEFINITE, A = VYR_KIND_AUTOMATIC;
+    const Row rows[] = {{spd(600, grid_edges(10, 10, 6), seed), P, P, P},
+                        {spd(50, dense_edges(50), seed), A, P, P},
+                        {shifted(spd(400, grid_edges(20, 20), seed), 2.5), I, I, I},
+                        {shifted(spd(400, grid_edges(20, 20), seed), 1.2), A, P, I},
+                        {saddle(15, seed), A, I, I},
+                        {saddle(15, seed), I, I, I}};
     for (const Row& row : rows)
         for (const bool files : {false, true})
             for (const std::int32_t threads : {1, 3}) {
@@ -42,6 +41,7 @@ TEST(Solver, EveryKindInEveryPlaceSolvesForNewValuesToo) {
                 options.directory = files ? "." : nullptr;
                 Csc a = row.a;
                 const Analysis analysis(view_of(a), options);
+                EXPECT_EQ(analysis.info().kind, row.analysed);
                 Factor factor(analysis);
                 for (int round = 0; round < 2; ++round) {
                     factor.factorise(view_of(a));

@@ -4,6 +4,7 @@
 #include "engine/full_storage.h"
 #include "engine/memory_share.h"
 #include "engine/residual.h"
+#include "engine/solver.h"
 #include "memory/factor_files.h"
 #include "support/engine.h"
 
@@ -120,13 +121,9 @@ TEST(Equilibration, BringsEveryRowNearOneByPowersOfTwo) {
         std::vector<double> scale(a.n), largest(a.n);
         std::vector<int> exponents(a.n);
         for (int& e : exponents) e = round % 9 == 0 ? 0 : static_cast<int>(rng() % 900) - 450;
-        const auto for_each_entry = [&](auto visit) {
-            for (int j = 0; j < a.n; ++j)
-                for (int k = a.colptr[j]; k < a.colptr[j + 1]; ++k) visit(a.rowind[k], j, a.values[k]);
-        };
-        for_each_entry([&](int i, int j, double& v) { v = std::ldexp(v, exponents[i] + exponents[j]); });
+        each_entry(a, [&](int i, int j, double& v) { v = std::ldexp(v, exponents[i] + exponents[j]); });
         ASSERT_EQ(mf_equilibration(test.context, matrix_of(a), scale.data()), Status::OK);
-        for_each_entry([&](int i, int j, double v) {
+        each_entry(a, [&](int i, int j, double v) {
             for (const int row : {i, j})
                 largest[row] = std::max(largest[row], std::abs(v * scale[i] * scale[j]));
         });
@@ -210,6 +207,28 @@ TEST(MemoryShare, CountsTheBlocksOfTheHeaviestPath) {
     EXPECT_EQ(bytes, heaviest);
     test.faults.allocation.set(1);
     EXPECT_EQ(mf_path_bytes(test.context, run.analysis, TYPE_SPD, bytes), Status::MEMORY);
+}
+
+TEST(MemoryNeed, IsAboutWhatAFactorizationInCoreTakes) {
+    const Csc small = spd(3000, disconnected_grid_edges(30, 10, 10)),
+              large = spd(8000, grid_edges(20, 20, 20));
+    for (const bool definite : {true, false})
+        for (const int threads : {1, 8})
+            for (const Csc& a : {small, large}) {
+                const InputMatrix input{
+                    .n = a.n, .ptr = a.colptr.data(), .ind = a.rowind.data(), .values = a.values.data()};
+                SolverAnalysis analysis;
+                SolverFactor factor(analysis);
+                Context analysing(analysis.memory), factorising(factor.memory);
+                analysing.settings.n_threads = factorising.settings.n_threads = threads;
+                const Kind kind = definite ? Kind::POSITIVE : Kind::INDEFINITE;
+                ASSERT_EQ(mf_solver_analyse(analysing, input, kind, false, analysis), Status::OK);
+                MemoryNeed need;
+                ASSERT_EQ(mf_solver_memory(analysing, analysis, need), Status::OK);
+                ASSERT_EQ(mf_solver_factorise(factorising, input, factor), Status::OK);
+                const double share = mf_mem_peak(factor.memory) / need.in_core;
+                EXPECT_TRUE(share > (definite ? 0.9 : 0.7) && share < (definite ? 1.1 : 1.5)) << share;
+            }
 }
 
 TEST(FullStorage, HasBothTrianglesAndEveryDiagonal) {

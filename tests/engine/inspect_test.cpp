@@ -31,6 +31,9 @@ struct Inspected {
     Inspected(Rng& rng, int type, int core_mode, bool delayed = false)
         : a(chain(rng, type == TYPE_SPD)), n(a.n), spd(type == TYPE_SPD) {
         for (int j = 0; j < n && delayed; ++j) a.values[a.colptr[j]] *= rng() % 4 != 0 ? 1e-6 : 1;
+        each_entry(a, [&](int i, int j, double& value) { // so that weak diagonals stay weak for some steps
+            if (!spd && !delayed && i != j && rng() % 3 != 0) value *= 1e-8;
+        });
         test.context.settings.type = type;
         test.context.settings.delay_pivots = delayed;
         test.context.settings.core_mode = core_mode;

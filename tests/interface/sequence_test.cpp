@@ -140,6 +140,7 @@ TEST(Sequence, ASecondInitPutsTypeAndCoreModeInForceForTheFactorization) {
                             info(INFO_PEAK_SYM) == process_state().memory.peak / 1e6);
                 EXPECT_EQ(info(INFO_NZLU_SYM), static_cast<double>(session.handle->analysis.factor_entries));
                 EXPECT_EQ(info(INFO_NODES), session.handle->analysis.n_snodes);
+                EXPECT_TRUE(session.handle->factor.lu_values);
 
                 (void)output_of([&] { ASSERT_EQ(session.init(a, type), 0); });
                 ctrl(CTRL_REFINEMENT_LIMIT) = limit, ctrl(CTRL_SCALING) = limit, ctrl(CTRL_FLAGS) = 0;

@@ -72,6 +72,7 @@ TEST(FactorFiles, AFileEndsWithTheRecordThatTakesItPastTheLimit) {
     EXPECT_EQ(nodes.flush(175, 0), Status::OK);
     EXPECT_EQ(fs::file_size("VYR_ 0.mmf"), 176u);
     EXPECT_TRUE(!nodes.held(0) && nodes.held(1) && !nodes.held(2) && nodes.held(3));
+    EXPECT_EQ(nodes.factor.read_buffer.bytes(), 0);
     nodes.factor.blocks[1].flags |= BLOCK_FINISHED;
     EXPECT_EQ(nodes.flush(176, 0), Status::OK);
     EXPECT_EQ(fs::file_size("VYR_ 1.mmf"), 264u);

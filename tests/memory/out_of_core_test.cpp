@@ -46,9 +46,7 @@ struct Road {
 /// A Laplacian less a shift, which takes 2 x 2 pivots, or a positive definite matrix.
 Csc system(int type, std::int32_t nx, std::int32_t ny, Rng& rng, std::int32_t nz = 1) {
     Csc a = spd(nx * ny * nz, grid_edges(nx, ny, nz), rng());
-    for (std::int32_t j = 0; j < a.n && type != TYPE_SPD; ++j)
-        for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
-            a.values[k] = a.rowind[k] == j ? 2.3 : -1;
+    if (type != TYPE_SPD) each_entry(a, [](auto i, auto j, double& value) { value = i == j ? 2.3 : -1; });
     return a;
 }
 

@@ -62,9 +62,7 @@ TEST(Delayed, TellsRankAndInertiaOfSingularMatricesOnAnyNumberOfThreadsAndSolves
     Csc a = spd(600, disconnected_grid_edges(6, 10, 10));
     for (double& value : a.values) value = value < 0 ? -1 : 1;
     std::vector<double> sum(a.n);
-    for (int j = 0; j < a.n; ++j)
-        for (int k = a.colptr[j] + 1; k < a.colptr[j + 1]; ++k)
-            sum[j] -= a.values[k], sum[a.rowind[k]] -= a.values[k];
+    each_entry(a, [&](int i, int j, double v) { sum[i] -= i == j ? 0 : v, sum[j] -= i == j ? 0 : v; });
     for (int j = 0; j < a.n; ++j) a.values[a.colptr[j]] = sum[j]; // constants are in the null space of each
     const std::vector<double> b = multiply(a, random_vector(a.n, 3));
     PivotSummary first, pivots;

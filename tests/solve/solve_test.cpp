@@ -65,12 +65,10 @@ Refined refine(Solves& s, bool mirrored, const Vector& b) {
         Vector x = result.x;
         for (std::size_t i = 0; i < x.size(); ++i) x[i] += r[i];
         r = b;
-        for (std::int32_t j = 0; j < s.a.n; ++j)
-            for (std::int32_t k = s.a.colptr[j]; k < s.a.colptr[j + 1]; ++k) {
-                const std::int32_t i = s.a.rowind[k];
-                r[i] -= x[j] * s.a.values[k];
-                if (mirrored && i != j) r[j] -= x[i] * s.a.values[k];
-            }
+        each_entry(s.a, [&](std::int32_t i, std::int32_t j, double value) {
+            r[i] -= x[j] * value;
+            if (mirrored && i != j) r[j] -= x[i] * value;
+        });
         double w = 0, r_largest = 0, x_largest = 0;
         for (std::size_t i = 0; i < x.size(); ++i) {
             if (b[i] != 0 && w == w && !(std::abs(r[i] / b[i]) <= w)) w = std::abs(r[i] / b[i]);

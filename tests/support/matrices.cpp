@@ -24,13 +24,6 @@ Csc from_entries(std::int32_t n, const Entries& entries) {
     return a;
 }
 
-/// action(row, column, value) for every entry stored.
-template <typename Matrix, typename Action>
-void each_entry(Matrix& a, Action&& action) {
-    for (std::int32_t j = 0; j < a.n; ++j)
-        for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k) action(a.rowind[k], j, a.values[k]);
-}
-
 /// The infinity norm; NaN when an entry is.
 double norm(const std::vector<double>& x) {
     double largest = 0;

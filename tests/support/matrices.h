@@ -61,6 +61,13 @@ Csc both_triangles(const Csc& lower);
 /// Every column's entries in random order.
 Csc shuffled(const Csc& a, Rng& rng);
 
+/// action(row, column, value) for every entry stored.
+template <typename Matrix, typename Action>
+void each_entry(Matrix& a, Action&& action) {
+    for (std::int32_t j = 0; j < a.n; ++j)
+        for (std::int32_t k = a.colptr[j]; k < a.colptr[j + 1]; ++k) action(a.rowind[k], j, a.values[k]);
+}
+
 using Dense = std::vector<std::vector<double>>;
 
 /// Both triangles, zeros included.

@@ -333,7 +333,9 @@ TEST(Analysis, IsWhatItsDefinitionsSay) {
         context.statistics.memory_estimate = 1000;
         Ints order;
         const bool compress = context.settings.blocked || context.settings.compress;
-        const Status status = order_of(context, both_triangles(spd(n, edges)), compress, order);
+        const Csc lower = spd(n, edges), full = both_triangles(lower);
+        EXPECT_EQ(mf_full_entries(pattern_of(lower)), full.nnz());
+        const Status status = order_of(context, full, compress, order);
         ASSERT_EQ(run.analyse(pattern_of(a)), status);
         if (status != Status::OK) continue; // the partitioner gave up
         const Ints perm = postordered(a, order);

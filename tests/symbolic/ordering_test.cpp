@@ -193,7 +193,7 @@ TEST(OrderingChoice, AmdFillsLittleAndAutomaticTakesWhatFits) {
     EXPECT_EQ(automatic(grid(42, 42, 42)), ORDERING_DISSECTION);
     EXPECT_EQ(automatic(grid(29, 29, 170)), ORDERING_DISSECTION); // too long for a body: both are tried
     Rng rng(test_seed());
-    EXPECT_EQ(automatic(spd(8000, random_edges(8000, 16000, rng))), ORDERING_AMD); // nothing to dissect
+    EXPECT_EQ(automatic(spd(8000, random_edges(8000, 32000, rng))), ORDERING_AMD); // nothing to dissect
 }
 
 TEST(OrderingChoice, SeveralUnknownsANodeAreOrderedTogether) {

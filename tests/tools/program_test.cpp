@@ -90,8 +90,6 @@ TEST_F(Program, EveryCommandLineHasItsExitCodeAndItsText) {
         {"solve good.mtx --out-of-core .", 0, "  factor files                  1   0.0 MB written in ", ""},
         {"solve good.mtx --out-of-core . --json", 0, "\"files\": 1,\n  \"file_bytes\": 32,", ""},
         {"solve good.mtx --out-of-core . --memory-limit 2000", 0, "  factor files                  1 ", ""},
-        {"solve grid.mtx --out-of-core . --memory-limit 1", 1, "",
-         "vyr: The memory limit is too small: out of core"},
         {"solve kkt.mtx --indefinite --threads 2 --nrhs 2 --repeat 2 --output y.mtx", 0, "  backward error ",
          ""},
         {"solve kkt.mtx", 1, "", " If it is meant to be indefinite, use --indefinite.\n"},
@@ -108,8 +106,6 @@ TEST_F(Program, EveryCommandLineHasItsExitCodeAndItsText) {
         {"solve - <good.mtx", 0, "  entries of A                  3 ", ""},
         {"solve fortran.mtx.gz", 0, "  entries of A                  3 ", ""},
         {"solve complex.mtx", 2, "", "vyr: complex.mtx:1: the field 'complex' is not served"},
-        {"solve good.mtx --output ./good.mtx", 2, "",
-         "vyr: ./good.mtx: the output would overwrite the input\n"},
         {"analyse kkt.mtx --indefinite --threads 1", 0, "  METIS ", ""},
         {"solve broken.mtx --json", 2, "", "vyr: broken.mtx:4: expected the value, found 'oops'\n"},
         {"solve good.mtx --rhs good.mtx", 2, "",
@@ -120,9 +116,7 @@ TEST_F(Program, EveryCommandLineHasItsExitCodeAndItsText) {
         {"solve good.mtx >/dev/full", 2, "", "vyr: standard output cannot be written\n"},
         {"generate poisson2d 100000 -o a.mtx", 2, "",
          "vyr: the matrix would have more than 2147483647 equations"},
-        {"generate plate 2 -o a.mtx", 0, "", ""},
         {"", 2, nullptr, "A subcommand is required"},
-        {"fly", 2, nullptr, nullptr},
         {"solve good.mtx --threads 0", 2, nullptr, "--threads: "},
         {"solve good.mtx --nrhs x", 2, nullptr, "--nrhs"},
         {"solve good.mtx --nrhs 2 --rhs b.mtx", 2, nullptr, "--rhs excludes --nrhs"},
@@ -156,6 +150,7 @@ TEST_F(Program, EveryCommandLineHasItsExitCodeAndItsText) {
          "             1           1e+10  largest in magnitude\n"
          "             2           1e-05  smallest in magnitude\n",
          ""},
+        {"generate plate 2 -o a.mtx", 0, "", ""},
         {"pivots steep.mtx", 0, "Ratio of the largest to the smallest: 1e+15\n", ""}};
     for (const Row& row : rows) expect(row);
     EXPECT_EQ(read_file("x.mtx"),
