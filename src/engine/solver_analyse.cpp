@@ -137,7 +137,9 @@ Status mf_solver_memory(Context& context, const SolverAnalysis& made, MemoryNeed
                                   2.0 * std::max(schedule.n_tasks, 1) * analysis.n);
     const double work =
         made.type == TYPE_SPD ? static_cast<double>(schedule.work_entries[0]) : schedule.waiting_entries;
-    need.in_core = need.factor + indices + 8.0 * (work + 2.0 * analysis.n);
+    // L D L^T takes the scaled values and the entries by node as well.
+    const double entries = made.type == TYPE_SPD ? 0 : 16.0 * analysis.n_input;
+    need.in_core = need.factor + indices + entries + 8.0 * (work + 2.0 * analysis.n);
     double path_bytes = 0;
     if (const Status status = mf_path_bytes(context, analysis, made.type, path_bytes); status != Status::OK)
         return status;
