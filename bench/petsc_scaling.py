@@ -21,10 +21,14 @@ RESULTS = ROOT / "bench/results/petsc-scaling.json"
 FIGURE = ROOT / "docs/figures/petsc_scaling.svg"
 BDDC = ["-dm_mat_type", "is", "-pc_type", "bddc"] + [part for piece in ("dirichlet_", "neumann_", "coarse_redundant_")
         for part in (f"-pc_bddc_{piece}pc_type", "cholesky", f"-pc_bddc_{piece}pc_factor_mat_solver_type", "vyr")]
-DIRECT = ["-pc_type", "cholesky", "-pc_factor_mat_solver_type", "vyr", "-ksp_type", "preonly"]
+# A factorization and so many solves, each with a product by the matrix, as in an iteration.
+SOLVES = 12
+DIRECT = ["-alone", "-pc_type", "cholesky", "-pc_factor_mat_solver_type", "vyr", "-ksp_type", "richardson",
+          "-ksp_norm_type", "none", "-ksp_max_it", str(SOLVES)]
 BYTES = 8.0
-# Unknowns a piece adds to the coarse problem, three each for one corner and three edges.
-COARSE_PER_RANK = 12
+# Unknowns a piece adds to the coarse problem, three each for one corner and three edges; and how many coarse functions
+# it has, all around, 8 corners and 12 edges.
+COARSE_PER_RANK, FUNCTIONS = 12, 60
 # docs/performance.md, "How it grows": time and memory of cubes of up to 512,000 unknowns.
 FACTOR_EXPONENT, MEMORY_EXPONENT = 1.84, 1.26
 
@@ -37,7 +41,8 @@ MACHINES = {
 
 
 def run(ranks, cells, options, rounds=3):
-    """brick.py's figures, and per call of the preconditioner the messages a rank and their mean bytes."""
+    """brick.py's figures; the solves with each factor of the first rank; per call of the preconditioner the messages a
+    rank and their mean bytes. cells: of each side, or "x,y,z"."""
     command = ["mpirun", "--allow-run-as-root", "--oversubscribe", "-n", str(ranks), "/usr/bin/python3",
                str(ROOT / "examples/petsc/brick.py"), "-cells", str(cells), "-rounds", str(rounds), "-log_view",
                "-ksp_view", *options]
@@ -49,13 +54,19 @@ def run(ranks, cells, options, rounds=3):
         calls, numbers = int(apply.group(1).split()[0]), re.findall(r"\d\.\de[+-]\d+", apply.group(1))
         found |= {"messages": float(numbers[-3]) / calls / ranks, "message_bytes": float(numbers[-2])}
     held = re.search(r"megabytes in memory ([\d.]+)", text)
-    return {"ranks": ranks, "cells": cells, "factor_megabytes": float(held.group(1)) if held else 0, **found}
+    solves = [int(count) for count in re.findall(r"factorizations \d+, solves (\d+)", text)]
+    return {"ranks": ranks, "cells": cells, "factor_megabytes": float(held.group(1)) if held else 0, "solves": solves,
+            **found}
 
 
 def measure():
+    # Boxes of 16 x 16 x 16 elements for each number of ranks: a piece with its faces, and its inside.
+    boxes = {1: ("16,16,16", "16,16,16"), 2: ("16,16,8", "16,16,7"), 4: ("16,8,8", "16,7,7")}
     return {
         "local": [run(1, cells, DIRECT) for cells in (8, 12, 16, 20)],
-        "bddc": [run(ranks, 16, BDDC) for ranks in (1, 2, 4)],
+        "pieces": [{"ranks": ranks, "piece": run(1, piece, DIRECT), "interior": run(1, inside, DIRECT),
+                    "together": run(ranks, piece, DIRECT)} for ranks, (piece, inside) in boxes.items()],
+        "bddc": [run(ranks, 16, BDDC) for ranks in boxes],
         "iterations": [run(ranks, cells, BDDC, 1) for ranks, cells in ((8, 8), (27, 12))],
     }
 
@@ -73,63 +84,90 @@ class Law:
         return near * max(n / self.known, 1.0) ** self.far_exponent
 
 
+class Cube:
+    """Costs of a piece of h^3 elements, three unknowns a node, and of its inside, by the laws."""
+
+    def __init__(self, model, h):
+        n, inside = 3 * (h + 1) ** 3, 3 * max(h - 1, 1) ** 3
+        self.faces, self.functions = 6 * (h + 1) ** 2, FUNCTIONS
+        self.factors = model.factor(n) + model.factor(inside)
+        self.solve, self.solve_inside = model.solve(n), model.solve(inside)
+        self.bytes = model.memory(n) + model.memory(inside)
+        self.turns = {"setup": 1.0, "solve": 1.0}
+
+
+class Box:
+    """Costs of a measured piece; turns: how much longer it takes when all ranks of the run are at work."""
+
+    def __init__(self, pieces, run):
+        piece, inside, together = (pieces[name] for name in ("piece", "interior", "together"))
+        self.faces = 6 * (piece["unknowns"] / 3) ** (2 / 3)
+        self.functions = run["solves"][1] - run["iterations"] - 2  # the second factor is the piece's
+        self.factors = piece["setup"] + inside["setup"]
+        self.solve, self.solve_inside = piece["solve"] / SOLVES, inside["solve"] / SOLVES
+        self.bytes = 2**20 * (piece["factor_megabytes"] + inside["factor_megabytes"])
+        self.turns = {phase: together[phase] / piece[phase] for phase in ("setup", "solve")}
+
+
 class Model:
-    """Seconds and bytes a rank; every piece is a cube of h^3 elements, three unknowns a node."""
+    """Seconds and bytes a rank."""
 
     def __init__(self, data):
-        n = [run["unknowns"] for run in data["local"]]
-        self.factor = Law(n, [run["setup"] for run in data["local"]], FACTOR_EXPONENT)
-        self.solve = Law(n, [run["solve"] for run in data["local"]], MEMORY_EXPONENT)
-        self.memory = Law(n, [run["factor_megabytes"] * 2**20 for run in data["local"]], MEMORY_EXPONENT)
+        local = data["local"]
+        n = [run["unknowns"] for run in local]
+        self.factor = Law(n, [run["setup"] for run in local], FACTOR_EXPONENT)
+        self.solve = Law(n, [run["solve"] / SOLVES for run in local], MEMORY_EXPONENT)
+        self.memory = Law(n, [run["factor_megabytes"] * 2**20 for run in local], MEMORY_EXPONENT)
         # Condition of BDDC: (1 + log H/h)^2; conjugate gradients take its root.
-        self.steps = np.mean([r["iterations"] / (1 + math.log(self.side(r["unknowns"], r["ranks"])))
+        self.steps = np.mean([r["iterations"] / (1 + math.log((r["unknowns"] / 3 / r["ranks"]) ** (1 / 3)))
                               for r in data["iterations"]])
-        # What PETSc does beside the factors, as a multiple of their time: from the run on 4 ranks.
-        self.setup_factor = self.solve_factor = 1.0
-        four = data["bddc"][-1]
-        alone = self.costs(four["unknowns"], 4, MACHINES["here"], four["iterations"], cores=2)
-        self.setup_factor = four["setup"] / alone["setup"]
-        self.solve_factor = four["solve"] / alone["solve"]
+        # Two numbers for what PETSc does, in solves with the piece: a coarse function, and an iteration beside its
+        # solves. From the runs on 2 and 4 ranks.
+        self.function = self.beside = 0.0
+        boxes = [(run, Box(pieces, run)) for run, pieces in zip(data["bddc"], data["pieces"]) if run["ranks"] > 1]
+        left = [(run, box, self.costs(run["ranks"], box, run["iterations"], MACHINES["here"])) for run, box in boxes]
+        solve = [box.turns["solve"] * box.solve for _, box in boxes]
+        self.function = np.mean([(run["setup"] - cost["setup"]) / each / box.functions
+                                 for (run, box, cost), each in zip(left, solve)])
+        self.beside = np.mean([(run["solve"] - cost["solve"]) / each / run["iterations"]
+                               for (run, box, cost), each in zip(left, solve)])
 
-    @staticmethod
-    def side(unknowns, ranks):
-        return (unknowns / 3 / ranks) ** (1 / 3)
-
-    def costs(self, unknowns, ranks, machine, iterations=None, cores=None):
-        if ranks == 1:  # no boundary: BDDC factorises the matrix twice and solves four times
-            return {"setup": 2 * self.factor(unknowns) / machine["factor_speed"], "iterations": 0,
-                    "solve": 4 * self.solve(unknowns) / machine["solve_speed"]}
-        h = self.side(unknowns, ranks)
-        piece, interior, coarse = 3 * (h + 1) ** 3, 3 * max(h - 1, 1) ** 3, COARSE_PER_RANK * ranks
-        share = max(1.0, ranks / cores) if cores else 1.0  # ranks that take turns on a core
-        iterations = self.steps * (1 + math.log(h)) if iterations is None else iterations
-        # A piece: two factors, a solve for each coarse function; in each iteration one solve and two of the interior.
-        setup_time = share * self.setup_factor / machine["factor_speed"]
-        solve_time = share * self.solve_factor / machine["solve_speed"]
-        local_setup = setup_time * (self.factor(piece) + self.factor(interior)) \
-            + solve_time * COARSE_PER_RANK * self.solve(piece)
-        local_solve = solve_time * iterations * (self.solve(piece) + 2 * self.solve(interior))
+    def costs(self, ranks, piece, iterations, machine):
+        factors = piece.turns["setup"] / machine["factor_speed"]
+        solves = piece.turns["solve"] / machine["solve_speed"]
+        if ranks == 1:  # no boundary: BDDC factorises the matrix twice and solves five times
+            return {"setup": factors * piece.factors, "solve": 5 * solves * piece.solve}
+        coarse = COARSE_PER_RANK * ranks
+        # A piece: two factors, its coarse functions; in each iteration a solve with either factor, and two or three more.
+        local_setup = factors * piece.factors + solves * self.function * piece.functions * piece.solve
+        local_solve = solves * ((iterations + 2) * piece.solve + (iterations + 3) * piece.solve_inside
+                                + iterations * self.beside * piece.solve)
         # The coarse problem: the same on every rank.
-        coarse_setup = share * self.factor(coarse) / machine["factor_speed"]
-        coarse_solve = iterations * share * self.solve(coarse) / machine["solve_speed"]
+        coarse_setup = factors * self.factor(coarse)
+        coarse_solve = (iterations + 2) * solves * self.solve(coarse)
         # Faces to the neighbours, the coarse vector to everybody, three dot products.
         depth = math.log2(ranks)
-        faces = min(ranks - 1, 26) * machine["latency"] + 6 * 3 * h**2 * BYTES / machine["bandwidth"]
+        faces = min(ranks - 1, 26) * machine["latency"] + 3 * piece.faces * BYTES / machine["bandwidth"]
         gather = depth * machine["latency"] + BYTES * coarse / machine["bandwidth"]
         messages = iterations * (3 * faces + gather + 3 * depth * machine["latency"])
         return {
             "setup": local_setup + coarse_setup, "solve": local_solve + coarse_solve + messages,
             "iterations": iterations, "local": local_setup + local_solve, "coarse": coarse_setup + coarse_solve,
-            "messages": messages,
-            "gigabytes": (self.memory(piece) + self.memory(interior) + self.memory(coarse)) / 1e9,
+            "messages": messages, "gigabytes": (piece.bytes + self.memory(coarse)) / 1e9,
         }
+
+    def cubes(self, unknowns, ranks, machine):
+        """The costs with a cube on each of many ranks."""
+        h = (unknowns / 3 / ranks) ** (1 / 3)
+        return self.costs(ranks, Cube(self, h), self.steps * (1 + math.log(h)), machine)
 
 
 def print_measured(model, data):
-    print("| ranks | set-up measured | model | solve measured | model |\n|---:|---:|---:|---:|---:|")
-    for run in data["bddc"]:
-        model_run = model.costs(run["unknowns"], run["ranks"], MACHINES["here"], run["iterations"], cores=2)
-        print(f"| {run['ranks']} | {run['setup']:.3f} | {model_run['setup']:.3f} | {run['solve']:.3f} | "
+    print("| ranks | turns | set-up measured | model | solve measured | model |\n|---:|---:|---:|---:|---:|---:|")
+    for run, pieces in zip(data["bddc"], data["pieces"]):
+        box = Box(pieces, run)
+        model_run = model.costs(run["ranks"], box, run["iterations"], MACHINES["here"])
+        print(f"| {run['ranks']} | {box.turns['setup']:.2f}, {box.turns['solve']:.2f} | {run['setup']:.3f} | {model_run['setup']:.3f} | {run['solve']:.3f} | "
               f"{model_run['solve']:.3f} |")
 
 
@@ -138,7 +176,7 @@ def print_table(model, machine):
           "|---:|---:|---:|---:|---:|---:|---:|---:|---:|")
     for unknowns in (1e7, 1e8, 1e9):
         for ranks in (10, 100, 1000, 10000):
-            c = model.costs(unknowns, ranks, machine)
+            c = model.cubes(unknowns, ranks, machine)
             total = c["setup"] + c["solve"]
             full = " (too much)" if c["gigabytes"] > machine["gigabytes"] else ""
             print(f"| 10^{math.log10(unknowns):.0f} | {ranks} | {c['iterations']:.0f} | {c['setup']:.3g} | {c['solve']:.3g} | "
@@ -155,7 +193,7 @@ def draw(model, machine):
     figure, (left, right) = plt.subplots(1, 2, figsize=(9, 3.6))
     ranks = np.unique(np.logspace(1, 4, 40).astype(int))
     for unknowns in (1e7, 1e8, 1e9):
-        costs = [model.costs(unknowns, int(r), machine) for r in ranks]
+        costs = [model.cubes(unknowns, int(r), machine) for r in ranks]
         name = f"$10^{math.log10(unknowns):.0f}$ unknowns"
         left.loglog(ranks, [c["setup"] + c["solve"] for c in costs], label=name)
         right.loglog(ranks, [c["gigabytes"] for c in costs], label=name)
@@ -177,8 +215,8 @@ def main():
     data = json.loads(RESULTS.read_text())
     model = Model(data)
     print(f"factor n^{model.factor.exponent:.2f}, solve n^{model.solve.exponent:.2f}, memory "
-          f"n^{model.memory.exponent:.2f} up to {model.factor.known} unknowns; beside the factors x "
-          f"{model.setup_factor:.2f} and x {model.solve_factor:.2f}; iterations {model.steps:.1f} (1 + log h)\n")
+          f"n^{model.memory.exponent:.2f} up to {model.factor.known} unknowns; a coarse function costs {model.function:.2f} solves, "
+          f"an iteration {model.beside:.2f} beside its own; iterations {model.steps:.1f} (1 + log h)\n")
     print_measured(model, data)
     print_table(model, MACHINES[given.machine])
     draw(model, MACHINES[given.machine])
