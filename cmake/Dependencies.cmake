@@ -31,6 +31,17 @@ if(NOT WIN32) # own_blas.cpp says what for
   target_link_options(vyr_openblas_own INTERFACE "LINKER:--wrap=getenv,--wrap=blas_thread_init")
 endif()
 
+# Highway: its headers alone, which are the same on every system; the folder they are in has others, which a cross
+# build must not see.
+find_path(VYR_HIGHWAY_INCLUDE hwy/highway.h PATHS /usr/include NO_CMAKE_FIND_ROOT_PATH DOC "folder of hwy/highway.h")
+if(NOT VYR_HIGHWAY_INCLUDE)
+  message(FATAL_ERROR "Highway was not found (Debian: libhwy-dev). Set VYR_HIGHWAY_INCLUDE to the folder of hwy/highway.h.")
+endif()
+file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/highway")
+file(CREATE_LINK "${VYR_HIGHWAY_INCLUDE}/hwy" "${PROJECT_BINARY_DIR}/highway/hwy" SYMBOLIC)
+add_library(vyr_highway INTERFACE)
+target_include_directories(vyr_highway SYSTEM INTERFACE "${PROJECT_BINARY_DIR}/highway")
+
 # METIS and AMD: builds of our own, so that an ordering touches nothing of the process and can be cancelled.
 option(VYR_SYSTEM_METIS "Take the system's METIS and AMD instead of building them (docs/hosts.md says what that costs)"
        OFF)

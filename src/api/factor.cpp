@@ -19,17 +19,6 @@ namespace {
 constexpr int DEFAULT_REFINEMENTS = 10;       ///< for L D L^T
 constexpr double DEFAULT_ERROR_LIMIT = 1e-10; ///< for L D L^T
 
-const char* instructions_text(simd::InstructionSet set) noexcept {
-    switch (set) {
-    case simd::InstructionSet::AVX512:
-        return "AVX-512";
-    case simd::InstructionSet::AVX2:
-        return "AVX2";
-    default:
-        return "baseline";
-    }
-}
-
 /// Directory of the factor's own files. MEMORY, ARGUMENT or FILE when there cannot be one.
 vyr_status make_directory(vyr_factor& factor) noexcept {
     if (factor.options.directory == nullptr || factor.directory[0] != '\0') return VYR_STATUS_OK;
@@ -61,7 +50,7 @@ extern "C" vyr_status vyr_factor_create(const vyr_analysis* analysis, const vyr_
     made.solver.keep_matrix = chosen.keep_matrix != 0;
     made.solver.process_limit_bytes = chosen.memory_limit;
     std::snprintf(made.kernels, sizeof made.kernels, "%s, own loops %s", blas::kernels_text(),
-                  instructions_text(simd::instruction_set()));
+                  instructions_text(instruction_set()));
     return VYR_STATUS_OK;
 }
 

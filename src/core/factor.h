@@ -30,6 +30,7 @@ struct FactorBlock {
 /// Work space of the factorization, kept for the next one with other values.
 struct FactorWork {
     Buffer<double> task_work;       ///< the tasks' work blocks
+    Buffer<double> packed;          ///< the threads' packed operands
     Buffer<std::int32_t> node_work; ///< 2 n scratch integers a task
 
     // Delayed pivots only: the input entries by node, made by mf_list_entries.

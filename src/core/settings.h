@@ -1,7 +1,7 @@
 // Everything a host may choose, in force for one call.
 #pragma once
 
-#include "platform/simd.h"
+#include "platform/instruction_set.h"
 
 #include <cstdint>
 
@@ -102,7 +102,7 @@ struct Settings {
     std::int32_t n_threads = 0;         ///< 0: as many as OpenMP reports
     double block_limit_bytes = 0; ///< most that factor blocks and read buffer may hold; 0: what there is
     const char* directory = "";   ///< for the factor files; empty: the current one
-    simd::InstructionSet instructions = simd::instruction_set(); ///< of our own loops
+    InstructionSet instructions = instruction_set(); ///< of our own loops
 
     // Shown by the statistics report and read by nothing else.
     double architecture = 0;

@@ -12,14 +12,16 @@ namespace vyr::tuning {
 /// solves 32 x 32 triangles at 6 GFLOP/s (AVX-512) to 16 (AVX2); the loops at 29. They hold the block in L1.
 inline constexpr std::int32_t BASE_PIVOTS = 32;
 
-/// Update rows up to which a front of at most BASE_PIVOTS pivots forms its update by our own loops: 36 to 46
-/// GFLOP/s against 22 to 42 for dsyrk at 40 to 96 rows; beyond, dsyrk catches up.
-inline constexpr std::int32_t SMALL_UPDATE_ROWS = 96;
-
-/// Columns of an update formed and added at a time. p3d_80 on two threads: 256 columns 8.88 s, 384 8.65 s;
-/// ela_30 1.11 s and 1.09 s; p3d_60 on one thread: 128 columns 3.29 s, 256 3.10 s, 512 3.11 s. Cut further
-/// into tiles of 512 rows that stay in the cache: 5 % slower.
+/// Rows of a piece formed and added at a time by the blocked variant. p3d_80 on two threads: 256 rows 8.88 s,
+/// 384 8.65 s; ela_30 1.11 s and 1.09 s; p3d_60 on one thread: 128 rows 3.29 s, 256 3.10 s, 512 3.11 s.
 inline constexpr std::int32_t STRIP_COLUMNS = 384;
+
+/// Depth and rows of the left operand that a product keeps in the second cache: 256 x 120 doubles, 240 KiB.
+inline constexpr std::int32_t PRODUCT_DEPTH = 256;
+inline constexpr std::int32_t PRODUCT_ROWS = 120;
+
+/// Rows packed as one piece of work for a thread: a multiple of 24, the rows of the tallest tile.
+inline constexpr std::int32_t PACKED_ROWS = 192;
 
 /// Columns solved or reduced at a time when a front is shared, and how many strips each thread should find.
 /// Wider ones pack the left operand of a matrix product less often, narrower ones keep all threads busy to

@@ -2,6 +2,7 @@
 
 #include "core/tuning.h"
 #include "memory/factor_files.h"
+#include "numeric/phases.h"
 #include "platform/platform.h"
 
 #include <algorithm>
@@ -26,11 +27,11 @@ std::int64_t mf_factor_nnz(const Analysis& analysis) noexcept {
 }
 
 double mf_bytes_beside_blocks(const Analysis& analysis, int type, std::int32_t n_threads) noexcept {
-    const double strips = 8.0 * tuning::STRIP_COLUMNS * analysis.largest_update * n_threads;
+    const double work = mf_spd_work_bytes(analysis, n_threads);
     const double entry_lists = 12.0 * analysis.n_input;
     const double updates = type == TYPE_LDLT ? 8.0 * analysis.schedule.waiting_entries : 0;
     const double vectors = 8.0 * 8.0 * analysis.n + 8.0 * analysis.n_snodes;
-    return static_cast<double>(platform::resident_bytes()) + strips + updates + entry_lists + vectors +
+    return static_cast<double>(platform::resident_bytes()) + work + updates + entry_lists + vectors +
            BLAS_BYTES_A_THREAD * n_threads + OTHER_BYTES;
 }
 

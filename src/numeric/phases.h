@@ -27,6 +27,9 @@ Status mf_assemble_input(const Context& context, const double* values, Factor& f
 /// of it only when messages are on. Changes nothing.
 void mf_lu_init_check(const Log& log, const Factor& factor) noexcept;
 
+/// Bytes of work space that L L^T touches beside the factor blocks.
+double mf_spd_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept;
+
 /// Factorises L L^T: subtree tasks on an OpenMP team, handed out one at a time, then the top task.
 /// Operations, assembly time and a failed column go to the statistics.
 ///

@@ -76,39 +76,20 @@ void add_columns(const Piece& piece, const double* source, std::int32_t ld, cons
 // The rows an ancestor owns are its own columns, so their place is their index less the ancestor's first
 // column. Only the columns of the update need the chain of relative indices.
 Status mf_pass_columns(const Factor& factor, std::int32_t node, const double* update, std::int32_t ld,
-                       std::int32_t begin, std::int32_t end, std::int32_t* scratch,
-                       const SharedNodes& shared) noexcept {
-    const Analysis& analysis = *factor.analysis;
-    const mf_snode& sender = analysis.snodes[node];
-    const std::int32_t* rows = sender.update_rows();
-    // place[j - begin]: position of update row j in the ancestor's row list.
-    std::int32_t* place = scratch;
-    std::copy_n(sender.rel_index + sender.npiv + begin, end - begin, place);
-    Hold hold; // from the first shared ancestor to the end of the walk
-
-    std::int32_t a = analysis.snode_parent[node];
-    std::int32_t first_row = 0;
-    for (std::int32_t k = 0; k < sender.anc_count && first_row < end; ++k, a = analysis.snode_parent[a]) {
-        const mf_snode& ancestor = analysis.snodes[a];
-        const std::int32_t last_row = first_row + sender.anc_rows[k];
-        if (last_row > first_row) {
-            if (a >= shared.first_shared) hold.take(shared.lock);
-            if (factor.block(a) == nullptr) return Status::FACTOR_STORAGE;
-            const Piece piece{ancestor, factor.block(a), rows + first_row, last_row - first_row,
-                              rows[last_row - 1] - rows[first_row] == last_row - first_row - 1};
-            const double* source = update + first_row;
-            const std::int32_t middle = std::clamp(last_row, begin, end);
-            for (std::int32_t j = std::max(begin, first_row); j < middle; ++j) // the triangle's own columns
-                add_column(piece, piece.target(place[j - begin]),
-                           source + static_cast<std::int64_t>(j - begin) * ld, j + 1 - first_row);
-            add_columns(piece, source + static_cast<std::int64_t>(middle - begin) * ld, ld,
-                        place + (middle - begin), end - middle);
-        }
-        for (std::int32_t j = std::max(begin, last_row) - begin; j < end - begin; ++j)
-            place[j] = ancestor.rel_index[place[j]];
-        first_row = last_row;
-    }
-    return Status::OK;
+                       std::int32_t begin, std::int32_t end, std::int32_t* scratch) noexcept {
+    const std::int32_t* rows = factor.analysis->snodes[node].update_rows();
+    return mf_walk_ancestors(factor, node, INT32_MAX, begin, end, scratch, [=](const Share& share) noexcept {
+        const std::int32_t first_row = share.first_row, last_row = share.last_row;
+        const Piece piece{share.ancestor, share.block, rows + first_row, last_row - first_row,
+                          rows[last_row - 1] - rows[first_row] == last_row - first_row - 1};
+        const double* source = update + first_row;
+        const std::int32_t middle = std::clamp(last_row, begin, end);
+        for (std::int32_t j = std::max(begin, first_row); j < middle; ++j) // the triangle's own columns
+            add_column(piece, piece.target(share.place[j - begin]),
+                       source + static_cast<std::int64_t>(j - begin) * ld, j + 1 - first_row);
+        add_columns(piece, source + static_cast<std::int64_t>(middle - begin) * ld, ld,
+                    share.place + (middle - begin), end - middle);
+    });
 }
 
 void mf_add_piece(const mf_snode& ancestor, double* block, const double* piece, std::int32_t ld,
@@ -134,7 +115,7 @@ Status mf_pass_update(Factor& factor, std::int32_t node, const double* update,
                       std::int32_t* scratch) noexcept {
     const std::int32_t nupd = factor.analysis->snodes[node].nupd;
     const Status status =
-        nupd == 0 ? Status::OK : mf_pass_columns(factor, node, update, nupd, 0, nupd, scratch, SharedNodes{});
+        nupd == 0 ? Status::OK : mf_pass_columns(factor, node, update, nupd, 0, nupd, scratch);
     if (status == Status::OK) factor.blocks[node].flags |= BLOCK_FINISHED;
     return status;
 }

@@ -9,29 +9,62 @@
 #pragma once
 
 #include "core/factor.h"
-#include "core/lock.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace vyr {
 
-/// Who else may reach an ancestor's block: nodes from `first_shared` on are shared and guarded by `lock`.
-struct SharedNodes {
-    std::int32_t first_shared = INT32_MAX;
-    Lock* lock = nullptr;
+/// What one ancestor receives of columns [begin, end) of a node's update: rows [first_row, last_row), which
+/// are columns of the ancestor.
+struct Share {
+    const mf_snode& ancestor;
+    double* block; ///< of the ancestor
+    std::int32_t first_row, last_row;
+    const std::int32_t* place; ///< place[j - begin], j >= first_row: column j in the ancestor's row list
 };
+
+/// Calls body(share) for every ancestor below node `limit` that owns rows of [0, end), from the parent up.
+///
+/// place  end - begin integers, scratch; afterwards the places of the other columns in the row list of the
+///        last ancestor below the limit, or of the node itself
+///
+/// Returns OK, or FACTOR_STORAGE when an ancestor has no block. Cost: a mapping per column and ancestor.
+template <typename Body>
+Status mf_walk_ancestors(const Factor& factor, std::int32_t node, std::int32_t limit, std::int32_t begin,
+                         std::int32_t end, std::int32_t* place, const Body& body) noexcept {
+    const Analysis& analysis = *factor.analysis;
+    const mf_snode& sender = analysis.snodes[node];
+    for (std::int32_t j = begin; j < end; ++j) place[j - begin] = sender.npiv + j;
+    const mf_snode* below = &sender;
+    std::int32_t first_row = 0;
+    std::int32_t a = analysis.snode_parent[node];
+    for (std::int32_t k = 0; k < sender.anc_count && first_row < end && a < limit; ++k) {
+        const mf_snode& ancestor = analysis.snodes[a];
+        for (std::int32_t j = std::max(begin, first_row) - begin; j < end - begin; ++j)
+            place[j] = below->rel_index[place[j]];
+        const std::int32_t last_row = first_row + sender.anc_rows[k];
+        if (last_row > first_row) {
+            if (factor.block(a) == nullptr) return Status::FACTOR_STORAGE;
+            body(Share{ancestor, factor.block(a), first_row, last_row, place});
+        }
+        first_row = last_row;
+        below = &ancestor;
+        a = analysis.snode_parent[a];
+    }
+    return Status::OK;
+}
 
 /// Adds columns [begin, end) of a node's update, upper triangle, into its ancestors.
 ///
 /// update   column j at update + (j - begin) * ld, rows 0 .. j
 /// scratch  end - begin integers
 ///
-/// Holds the lock of `shared` while it adds into shared blocks. Distinct column ranges of one node touch
-/// distinct places: they may run at the same time. Returns OK, or FACTOR_STORAGE when an ancestor has no
-/// block. Cost: one addition per entry and one mapping per column and ancestor.
+/// Distinct column ranges of one node touch distinct places: they may run at the same time. Returns OK, or
+/// FACTOR_STORAGE when an ancestor has no block. Cost: one addition per entry and one mapping per column and
+/// ancestor.
 Status mf_pass_columns(const Factor& factor, std::int32_t node, const double* update, std::int32_t ld,
-                       std::int32_t begin, std::int32_t end, std::int32_t* scratch,
-                       const SharedNodes& shared) noexcept;
+                       std::int32_t begin, std::int32_t end, std::int32_t* scratch) noexcept;
 
 /// Adds one ancestor's piece, formed with the remaining rows first, into that ancestor's block.
 ///

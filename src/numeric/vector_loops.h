@@ -3,7 +3,7 @@
 // They serve blocks for which the call overhead and packing of BLAS cost more than the arithmetic.
 #pragma once
 
-#include "platform/simd.h"
+#include "platform/instruction_set.h"
 
 #include <cstdint>
 
@@ -19,14 +19,9 @@ struct VectorLoops {
     /// Solves U^T X = C for m columns in place; U is n x n upper, n at most tuning::BASE_PIVOTS.
     void (*solve)(std::int32_t n, const double* u, std::int32_t ld, std::int32_t m, double* c,
                   std::int32_t ldc) noexcept;
-
-    /// Upper triangle of the m x m matrix W = -C^T C for an n x m block C (n at most tuning::BASE_PIVOTS, m
-    /// at most tuning::SMALL_UPDATE_ROWS); ldw >= m.
-    void (*update)(std::int32_t n, std::int32_t m, const double* c, std::int32_t ldc, double* w,
-                   std::int32_t ldw) noexcept;
 };
 
 /// The loops of an instruction set, which the processor must have.
-[[nodiscard]] const VectorLoops& mf_vector_loops(simd::InstructionSet instructions) noexcept;
+[[nodiscard]] const VectorLoops& mf_vector_loops(InstructionSet instructions) noexcept;
 
 } // namespace vyr

@@ -10,7 +10,7 @@
 
 #include "core/analysis.h"
 #include "core/context.h"
-#include "platform/simd.h"
+#include "platform/instruction_set.h"
 
 #include <cstdint>
 
@@ -39,7 +39,7 @@ struct PanelLoops {
 };
 
 /// The loops of an instruction set, which the processor must have.
-[[nodiscard]] const PanelLoops& mf_panel_loops(simd::InstructionSet instructions) noexcept;
+[[nodiscard]] const PanelLoops& mf_panel_loops(InstructionSet instructions) noexcept;
 
 /// L D L^T: exchanges, unit lower solve, division by D.
 ///

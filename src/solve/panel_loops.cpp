@@ -1,55 +1,87 @@
 #include "solve/node_steps.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "solve/panel_loops.cpp"
+#include "platform/highway.h"
+
 // Vectors of a tile are counted, not entries: their products are small.
 // NOLINTBEGIN(bugprone-implicit-widening-of-multiplication-result)
 
+HWY_BEFORE_NAMESPACE();
 namespace vyr {
-
 namespace {
+namespace HWY_NAMESPACE {
 
-using simd::at;
-using simd::LANES;
-using simd::Vec;
+namespace hn = hwy::HWY_NAMESPACE;
+using Tag = hn::CappedTag<double, PANEL_LANES>;
+using Vec = hn::Vec<Tag>;
 
+constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(Tag()));
 constexpr std::int32_t TILE = 4; ///< columns of the block taken at a time
 
 /// target[t] -= sum over k < depth of column t's entry k times y[k], for COLUMNS columns of the block and
 /// VECS vectors of right-hand sides; all sums stay in registers.
 template <std::int32_t COLUMNS, std::int32_t VECS>
-VYR_INLINE void subtract_dots(const double* column, std::int64_t ld, std::int32_t depth, const double* y,
+HWY_INLINE void subtract_dots(const double* column, std::int64_t ld, std::int32_t depth, const double* y,
                               std::int64_t stride, double* const* target) noexcept {
-    Vec sum[COLUMNS][VECS] = {};
+    const Tag d;
+    Vec sum[COLUMNS][VECS];
+    VYR_UNROLL
+    for (std::int32_t t = 0; t < COLUMNS; ++t) VYR_UNROLL
+    for (std::int32_t v = 0; v < VECS; ++v) sum[t][v] = hn::Zero(d);
     for (std::int32_t k = 0; k < depth; ++k) {
         const double* source = y + k * stride;
+        VYR_UNROLL
         for (std::int32_t v = 0; v < VECS; ++v) {
-            const Vec value = at(source + v * LANES).v;
-            for (std::int32_t t = 0; t < COLUMNS; ++t) sum[t][v] += column[k + t * ld] * value;
+            const Vec value = hn::LoadU(d, source + v * LANES);
+            VYR_UNROLL
+            for (std::int32_t t = 0; t < COLUMNS; ++t)
+                sum[t][v] = hn::MulAdd(hn::Set(d, column[k + t * ld]), value, sum[t][v]);
         }
     }
-    for (std::int32_t t = 0; t < COLUMNS; ++t)
-        for (std::int32_t v = 0; v < VECS; ++v) at(target[t] + v * LANES).v -= sum[t][v];
+    VYR_UNROLL
+    for (std::int32_t t = 0; t < COLUMNS; ++t) VYR_UNROLL
+    for (std::int32_t v = 0; v < VECS; ++v) {
+        double* here = target[t] + v * LANES;
+        hn::StoreU(hn::Sub(hn::LoadU(d, here), sum[t][v]), d, here);
+    }
 }
 
 /// y[k] -= sum over the columns of column t's entry k times x[t], for k < depth.
 template <std::int32_t COLUMNS, std::int32_t VECS>
-VYR_INLINE void subtract_products(const double* column, std::int64_t ld, std::int32_t depth, double* y,
+HWY_INLINE void subtract_products(const double* column, std::int64_t ld, std::int32_t depth, double* y,
                                   std::int64_t stride, const double* const* x) noexcept {
+    const Tag d;
     Vec value[COLUMNS][VECS];
-    for (std::int32_t t = 0; t < COLUMNS; ++t)
-        for (std::int32_t v = 0; v < VECS; ++v) value[t][v] = at(x[t] + v * LANES).v;
+    VYR_UNROLL
+    for (std::int32_t t = 0; t < COLUMNS; ++t) VYR_UNROLL
+    for (std::int32_t v = 0; v < VECS; ++v) value[t][v] = hn::LoadU(d, x[t] + v * LANES);
     for (std::int32_t k = 0; k < depth; ++k) {
         double* target = y + k * stride;
+        VYR_UNROLL
         for (std::int32_t v = 0; v < VECS; ++v) {
-            Vec rest = at(target + v * LANES).v;
-            for (std::int32_t t = 0; t < COLUMNS; ++t) rest -= column[k + t * ld] * value[t][v];
-            at(target + v * LANES).v = rest;
+            Vec rest = hn::LoadU(d, target + v * LANES);
+            VYR_UNROLL
+            for (std::int32_t t = 0; t < COLUMNS; ++t)
+                rest = hn::NegMulAdd(hn::Set(d, column[k + t * ld]), value[t][v], rest);
+            hn::StoreU(rest, d, target + v * LANES);
         }
+    }
+}
+
+template <std::int32_t VECS>
+HWY_INLINE void divide(double* values, double divisor) noexcept {
+    const Tag d;
+    VYR_UNROLL
+    for (std::int32_t v = 0; v < VECS; ++v) {
+        double* here = values + v * LANES;
+        hn::StoreU(hn::Div(hn::LoadU(d, here), hn::Set(d, divisor)), d, here);
     }
 }
 
 /// One pass over the node for VECS vectors of right-hand sides; `w` points at the first of them.
 template <std::int32_t VECS>
-VYR_INLINE void forward_pass(const mf_snode& node, const double* block, double* w,
+HWY_INLINE void forward_pass(const mf_snode& node, const double* block, double* w,
                              std::int64_t stride) noexcept {
     const std::int32_t npiv = node.npiv;
     double* pivots = w + node.first() * stride;
@@ -57,7 +89,7 @@ VYR_INLINE void forward_pass(const mf_snode& node, const double* block, double* 
     for (std::int32_t k = 0; k < npiv; ++k, column += npiv) {
         double* target = pivots + k * stride;
         subtract_dots<1, VECS>(column, npiv, k, pivots, stride, &target);
-        for (std::int32_t v = 0; v < VECS; ++v) at(target + v * LANES).v /= column[k];
+        divide<VECS>(target, column[k]);
     }
     const std::int32_t* rows = node.update_rows();
     std::int32_t j = 0;
@@ -73,7 +105,7 @@ VYR_INLINE void forward_pass(const mf_snode& node, const double* block, double* 
 }
 
 template <std::int32_t VECS>
-VYR_INLINE void backward_pass(const mf_snode& node, const double* block, double* w,
+HWY_INLINE void backward_pass(const mf_snode& node, const double* block, double* w,
                               std::int64_t stride) noexcept {
     const std::int32_t npiv = node.npiv;
     double* pivots = w + node.first() * stride;
@@ -93,46 +125,42 @@ VYR_INLINE void backward_pass(const mf_snode& node, const double* block, double*
     for (std::int32_t k = npiv - 1; k >= 0; --k) {
         column -= npiv;
         double* solved = pivots + k * stride;
-        for (std::int32_t v = 0; v < VECS; ++v) at(solved + v * LANES).v /= column[k];
+        divide<VECS>(solved, column[k]);
         subtract_products<1, VECS>(column, npiv, k, pivots, stride, &solved);
     }
 }
 
-VYR_INLINE void forward_body(const mf_snode& node, const double* block, double* w,
-                             std::int64_t stride) noexcept {
+constexpr std::int32_t MOST_VECS = 16 / LANES > 4 ? 4 : 16 / LANES; ///< right-hand sides kept in registers
+
+void forward(const mf_snode& node, const double* block, double* w, std::int64_t stride) noexcept {
     std::int64_t r = 0;
-    for (; r + 2 * LANES <= stride; r += 2 * LANES) forward_pass<2>(node, block, w + r, stride);
-    if (r < stride) forward_pass<1>(node, block, w + r, stride);
+    for (; r + MOST_VECS * LANES <= stride; r += MOST_VECS * LANES)
+        forward_pass<MOST_VECS>(node, block, w + r, stride);
+    for (; r < stride; r += LANES) forward_pass<1>(node, block, w + r, stride);
 }
 
-VYR_INLINE void backward_body(const mf_snode& node, const double* block, double* w,
-                              std::int64_t stride) noexcept {
+void backward(const mf_snode& node, const double* block, double* w, std::int64_t stride) noexcept {
     std::int64_t r = 0;
-    for (; r + 2 * LANES <= stride; r += 2 * LANES) backward_pass<2>(node, block, w + r, stride);
-    if (r < stride) backward_pass<1>(node, block, w + r, stride);
+    for (; r + MOST_VECS * LANES <= stride; r += MOST_VECS * LANES)
+        backward_pass<MOST_VECS>(node, block, w + r, stride);
+    for (; r < stride; r += LANES) backward_pass<1>(node, block, w + r, stride);
 }
 
-#define VYR_BUILD_LOOPS(name, target)                                                                        \
-    target void forward_##name(const mf_snode& node, const double* block, double* w,                         \
-                               std::int64_t stride) noexcept {                                               \
-        forward_body(node, block, w, stride);                                                                \
-    }                                                                                                        \
-    target void backward_##name(const mf_snode& node, const double* block, double* w,                        \
-                                std::int64_t stride) noexcept {                                              \
-        backward_body(node, block, w, stride);                                                               \
-    }                                                                                                        \
-    constexpr PanelLoops LOOPS_##name{forward_##name, backward_##name};
+constexpr PanelLoops LOOPS{forward, backward};
 
-VYR_BUILD_LOOPS(baseline, )
-VYR_BUILD_LOOPS(avx2, VYR_TARGET_AVX2)
-VYR_BUILD_LOOPS(avx512, VYR_TARGET_AVX512)
-
+} // namespace HWY_NAMESPACE
 } // namespace
+} // namespace vyr
+HWY_AFTER_NAMESPACE();
 
-const PanelLoops& mf_panel_loops(simd::InstructionSet instructions) noexcept {
-    return simd::choose(instructions, LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
+// NOLINTEND(bugprone-implicit-widening-of-multiplication-result)
+
+#if HWY_ONCE
+namespace vyr {
+
+const PanelLoops& mf_panel_loops(InstructionSet instructions) noexcept {
+    return VYR_CHOOSE(instructions, LOOPS);
 }
 
 } // namespace vyr
-
-// NOLINTEND(bugprone-implicit-widening-of-multiplication-result)
+#endif

@@ -1,6 +1,7 @@
 // Small integers and powers of two make every intermediate exact: results are compared bit by bit.
 #include "core/tuning.h"
 #include "numeric/dense_cholesky.h"
+#include "numeric/product_kernel.h"
 #include "platform/blas_threads.h"
 #include "support/matrices.h"
 
@@ -54,11 +55,6 @@ void check_kernels(const VectorLoops& loops, std::int32_t n, std::int32_t m, Rng
     ASSERT_EQ(factored.a, u.a);
     mf_dense_solve(loops, n, u.a.data(), u.ld, m, c.a.data(), x.ld);
     ASSERT_EQ(c.a, x.a);
-    if (n <= tuning::BASE_PIVOTS && m <= tuning::SMALL_UPDATE_ROWS) {
-        Block w(m, m, pad);
-        loops.update(n, m, x.a.data(), x.ld, w.a.data(), w.ld);
-        ASSERT_EQ(w.a, product(x, std::vector<double>(n, -1.0), x, pad).a);
-    }
     // Of pivots that are none the first one is named and stays in its place.
     const std::int32_t bad = between(0, n - 1);
     const double value = std::vector<double>{0.0, -1.0, -INFINITY, NAN}[between(0, 3)];
@@ -71,17 +67,44 @@ void check_kernels(const VectorLoops& loops, std::int32_t n, std::int32_t m, Rng
     ASSERT_TRUE(factored(bad, bad) == value || (std::isnan(value) && std::isnan(factored(bad, bad))));
 }
 
+/// An update of n pivots, its rows in runs and gaps, whole or a strip of its columns; every other place of
+/// the target must stay as it is.
+void check_product(const ProductKernel& kernel, std::int32_t n, std::int32_t m, Rng& rng) {
+    SCOPED_TRACE(testing::Message() << n << " pivots, " << m << " rows");
+    Block c(n, m, static_cast<std::int32_t>(rng() % 5));
+    for (std::int32_t j = 0; j < m; ++j)
+        for (std::int32_t i = 0; i < n; ++i) c(i, j) = static_cast<double>(rng() % 19) - 9;
+    std::vector<double> packed(static_cast<std::size_t>(kernel.padded(m)) * n + 1, GUARD);
+    kernel.pack(n, m, c.a.data(), c.ld, packed.data());
+    EXPECT_EQ(packed.back(), GUARD);
+    std::vector<std::int32_t> rows{7}, places{0};
+    const auto gap = [&] { return static_cast<std::int32_t>(rng() % 40 == 0 ? 1 + rng() % 3 : 1); };
+    while (static_cast<std::int32_t>(rows.size()) < m) rows.push_back(rows.back() + gap());
+    while (static_cast<std::int32_t>(places.size()) < m) places.push_back(places.back() + gap());
+    Block target(rows.back() - 6, places.back() + 1, 3);
+    Block expected = target;
+    const auto begin = static_cast<std::int32_t>(rng() % m);
+    for (std::int32_t j = begin; j < m; ++j)
+        for (std::int32_t i = 0; i <= j; ++i)
+            for (std::int32_t k = 0; k < n; ++k) expected(rows[i] - 7, places[j]) -= c(k, i) * c(k, j);
+    kernel.subtract(Product{n, m, m - begin, packed.data(), &c(0, begin), c.ld, begin, target.a.data(),
+                            target.ld, rows.data(), 7, places.data() + begin});
+    ASSERT_EQ(target.a, expected.a);
+}
+
 } // namespace
 
 TEST(DenseKernels, AreTheTextbookLoopsInEveryInstructionSetAlsoWhenOthersHelp) {
     const std::uint64_t seed = test_seed();
-    for (int set = 0; set <= static_cast<int>(simd::instruction_set()); ++set) {
-        const VectorLoops& loops = mf_vector_loops(static_cast<simd::InstructionSet>(set));
-        EXPECT_TRUE(set == 0 || &loops != &mf_vector_loops(static_cast<simd::InstructionSet>(set - 1)));
+    for (int set = 0; set <= static_cast<int>(instruction_set()); ++set) {
+        const VectorLoops& loops = mf_vector_loops(static_cast<InstructionSet>(set));
+        const ProductKernel& kernel = mf_product_kernel(static_cast<InstructionSet>(set));
+        EXPECT_TRUE(set == 0 || &loops != &mf_vector_loops(static_cast<InstructionSet>(set - 1)));
         Rng rng(seed);
         for (std::int32_t n = 1; n <= 80; ++n)
             for (const std::int32_t m : {n % 18, 18 + n % 78, n % 2 == 0 ? 96 : 130})
-                check_kernels(loops, n, m, rng);
+                check_kernels(loops, n, m, rng), check_product(kernel, n, m / 2 + 1, rng);
+        check_product(kernel, 20, 350, rng);
         const blas::ThreadLimit one(1);
 #pragma omp parallel num_threads(4)
 #pragma omp master

@@ -50,8 +50,8 @@ TEST(Factorise, GivesTheCholeskyFactorByEveryVariant) {
                 for (const bool blocked : {true, false, true}) {
                     settings.n_threads = threads;
                     settings.blocked = blocked;
-                    const int n_sets = 1 + static_cast<int>(simd::instruction_set());
-                    settings.instructions = static_cast<simd::InstructionSet>(variant++ % n_sets);
+                    const int n_sets = 1 + static_cast<int>(instruction_set());
+                    settings.instructions = static_cast<InstructionSet>(variant++ % n_sets);
                     SCOPED_TRACE(testing::Message() << "n " << a.n << " threads " << threads << " blocked "
                                                     << analysed_blocked << blocked);
                     const int team = omp_get_max_threads();

@@ -96,8 +96,8 @@ TEST(Kernels, CholeskySolvesAnyNumberOfRightHandSidesWithEveryInstructionSet) {
     Rng rng(test_seed());
     for (int round = 0; round < 6; ++round) {
         Solves s(chain(rng, true), TYPE_SPD);
-        for (int set = 0; set <= static_cast<int>(simd::instruction_set()); ++set) {
-            s.settings.instructions = static_cast<simd::InstructionSet>(set);
+        for (int set = 0; set <= static_cast<int>(instruction_set()); ++set) {
+            s.settings.instructions = static_cast<InstructionSet>(set);
             for (int nrhs = 1; nrhs <= 40; ++nrhs) ASSERT_EQ(s.solved(nrhs, true), nrhs) << set;
         }
         EXPECT_EQ(s.solved(3, false), 1);
