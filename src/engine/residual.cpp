@@ -1,7 +1,5 @@
 #include "engine/residual.h"
 
-#include "platform/simd.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -43,18 +41,23 @@ void judge_alone(const Matrix& a, double norm, JudgedColumn& column, double* scr
     column.error = relative_error(norm, largest(r, a.n), largest(column.x, a.n), largest(column.b, a.n));
 }
 
+constexpr std::int32_t LANES = 8; ///< columns judged together
+
+/// y += value * x, LANES doubles.
+void add_row(double value, const double* __restrict x, double* __restrict y) noexcept {
+    for (std::int32_t q = 0; q < LANES; ++q) y[q] += value * x[q];
+}
+
 /// Up to LANES columns, side by side in x and r: LANES doubles for each equation.
 void judge_together(const Matrix& a, double norm, JudgedColumn* columns, std::int32_t count, double* x,
                     double* r) noexcept {
-    using simd::at;
-    using simd::LANES;
     std::fill_n(x, std::int64_t{LANES} * a.n, 0.0);
     std::fill_n(r, std::int64_t{LANES} * a.n, 0.0);
     for (std::int32_t q = 0; q < count; ++q)
         for (std::int64_t i = 0; i < a.n; ++i) x[i * LANES + q] = columns[q].x[i];
     for_each_entry(a, [&](std::int64_t i, std::int64_t j, double value) {
-        at(r + i * LANES).v += value * at(x + j * LANES).v;
-        if (i != j) at(r + j * LANES).v += value * at(x + i * LANES).v;
+        add_row(value, x + j * LANES, r + i * LANES);
+        if (i != j) add_row(value, x + i * LANES, r + j * LANES);
     });
     for (std::int32_t q = 0; q < count; ++q) {
         JudgedColumn& column = columns[q];
@@ -89,11 +92,11 @@ Status mf_norm_inf(Context& context, const Matrix& a, double& norm) noexcept {
 Status mf_judge(Context& context, const Matrix& a, double norm, JudgedColumn* columns,
                 std::int32_t count) noexcept {
     const bool several = count > 1;
-    Buffer<double> x(context.memory, several ? std::int64_t{simd::LANES} * a.n : 0);
-    Buffer<double> r(context.memory, several ? std::int64_t{simd::LANES} * a.n : a.n);
+    Buffer<double> x(context.memory, several ? std::int64_t{LANES} * a.n : 0);
+    Buffer<double> r(context.memory, several ? std::int64_t{LANES} * a.n : a.n);
     if (!x || !r) return out_of_memory(context);
-    for (std::int32_t first = 0; first < count; first += simd::LANES) {
-        const std::int32_t width = std::min(count - first, simd::LANES);
+    for (std::int32_t first = 0; first < count; first += LANES) {
+        const std::int32_t width = std::min(count - first, LANES);
         if (several)
             judge_together(a, norm, columns + first, width, x.get(), r.get());
         else

@@ -67,11 +67,12 @@ void Assembly::add_input() const noexcept {
 /// target[to[i]] += source[i] for i in [begin, end); `to` ascends, mostly by one.
 void add_at(const std::int32_t* to, const double* source, std::int32_t begin, std::int32_t end,
             double* target) noexcept {
-    constexpr std::int32_t LANES = simd::LANES;
+    constexpr std::int32_t RUN = 8;
     for (std::int32_t i = begin; i < end;) {
-        if (i + LANES <= end && to[i + LANES - 1] == to[i] + LANES - 1) {
-            simd::at(target + to[i]).v += simd::at(source + i).v;
-            i += LANES;
+        if (i + RUN <= end && to[i + RUN - 1] == to[i] + RUN - 1) {
+            double* run = target + to[i];
+            for (std::int32_t q = 0; q < RUN; ++q) run[q] += source[i + q];
+            i += RUN;
         } else {
             target[to[i]] += source[i];
             ++i;

@@ -1,101 +1,132 @@
 #include "numeric/front_loops.h"
 
-#include "platform/simd.h"
-
+#include <algorithm>
 #include <cmath>
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "numeric/front_loops.cpp"
+#include "platform/highway.h"
+
+HWY_BEFORE_NAMESPACE();
 namespace vyr {
-
 namespace {
+namespace HWY_NAMESPACE {
 
-using simd::at;
-using simd::LANES;
-using simd::Vec;
+namespace hn = hwy::HWY_NAMESPACE;
+using Tag = hn::ScalableTag<double>;
+using Vec = hn::Vec<Tag>;
 
-VYR_INLINE double max_abs_body(std::int32_t n, const double* x) noexcept {
-    Vec most = {};
+constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(Tag()));
+
+double max_abs(std::int32_t n, const double* x) noexcept {
+    const Tag d;
+    Vec most = hn::Zero(d);
     std::int32_t i = 0;
     for (; i + LANES <= n; i += LANES) {
-        const Vec v = at(x + i).v;
-        const Vec magnitude = v < 0 ? -v : v;
-        most = magnitude > most ? magnitude : most;
+        const Vec magnitude = hn::Abs(hn::LoadU(d, x + i));
+        most = hn::IfThenElse(hn::Gt(magnitude, most), magnitude, most); // not Max, which may take a NaN
     }
-    double result = 0;
-    for (std::int32_t q = 0; q < LANES; ++q) result = most[q] > result ? most[q] : result;
+    double result = hn::GetLane(hn::MaxOfLanes(d, most));
     for (; i < n; ++i) result = std::fabs(x[i]) > result ? std::fabs(x[i]) : result;
     return result;
 }
 
-/// The last few rows of a tile of WIDTH columns, `count` of them, fewer than a vector.
-template <std::int32_t WIDTH>
-VYR_INLINE void reduce_rest(std::int32_t count, std::int32_t depth, const double* l, std::int64_t ldl,
-                            const double* w, std::int64_t ldw, double* a, std::int64_t lda) noexcept {
-    Vec sum[WIDTH] = {};
-    for (std::int32_t k = 0; k < depth; ++k) {
-        Vec left = {};
-        for (std::int32_t i = 0; i < count; ++i) left[i] = l[k * ldl + i];
-        for (std::int32_t q = 0; q < WIDTH; ++q) sum[q] += left * w[k * ldw + q];
-    }
-    for (std::int32_t q = 0; q < WIDTH; ++q)
-        for (std::int32_t i = 0; i < count; ++i) a[q * lda + i] -= sum[q][i];
-}
+/// Operands of a reduction, at the place of the tile that comes next.
+struct Operands {
+    std::int32_t depth;
+    const double* l;
+    std::int64_t ldl;
+    const double* w;
+    std::int64_t ldw;
+};
 
-/// WIDTH columns in registers, eight rows at a time, over the whole depth.
-template <std::int32_t WIDTH>
-VYR_INLINE void reduce_columns(std::int32_t n_rows, std::int32_t depth, const double* l, std::int64_t ldl,
-                               const double* w, std::int64_t ldw, double* a, std::int64_t lda) noexcept {
-    std::int32_t i = 0;
-    for (; i + LANES <= n_rows; i += LANES) {
-        Vec sum[WIDTH];
-        for (std::int32_t q = 0; q < WIDTH; ++q) sum[q] = at(a + i + q * lda).v;
-        for (std::int32_t k = 0; k < depth; ++k) {
-            const Vec left = at(l + i + k * ldl).v;
-            for (std::int32_t q = 0; q < WIDTH; ++q) sum[q] -= left * w[k * ldw + q];
+/// VECTORS vectors of rows, from row i on, and COLUMNS columns in registers over the whole depth.
+template <std::int32_t VECTORS, std::int32_t COLUMNS>
+HWY_INLINE void reduce_tile(const Operands& from, std::int32_t i, double* a, std::int64_t lda) noexcept {
+    const Tag d;
+    Vec sum[COLUMNS][VECTORS];
+    VYR_UNROLL
+    for (std::int32_t q = 0; q < COLUMNS; ++q) VYR_UNROLL
+    for (std::int32_t v = 0; v < VECTORS; ++v) sum[q][v] = hn::LoadU(d, a + i + q * lda + v * LANES);
+    const double* l = from.l + i;
+    const double* w = from.w;
+    for (std::int32_t k = 0; k < from.depth; ++k, l += from.ldl, w += from.ldw) {
+        VYR_UNROLL
+        for (std::int32_t v = 0; v < VECTORS; ++v) {
+            const Vec left = hn::LoadU(d, l + v * LANES);
+            VYR_UNROLL
+            for (std::int32_t q = 0; q < COLUMNS; ++q)
+                sum[q][v] = hn::NegMulAdd(left, hn::Set(d, w[q]), sum[q][v]);
         }
-        for (std::int32_t q = 0; q < WIDTH; ++q) at(a + i + q * lda).v = sum[q];
     }
-    if (i < n_rows) reduce_rest<WIDTH>(n_rows - i, depth, l + i, ldl, w, ldw, a + i, lda);
+    VYR_UNROLL
+    for (std::int32_t q = 0; q < COLUMNS; ++q) VYR_UNROLL
+    for (std::int32_t v = 0; v < VECTORS; ++v) hn::StoreU(sum[q][v], d, a + i + q * lda + v * LANES);
 }
 
-VYR_INLINE void reduce_body(std::int32_t n_rows, std::int32_t n_columns, std::int32_t depth, const double* l,
-                            std::int64_t ldl, const double* w, std::int64_t ldw, double* a,
+/// The last rows, from row i on, `count` of them, fewer than a vector.
+template <std::int32_t COLUMNS>
+HWY_INLINE void reduce_rest(const Operands& from, std::int32_t i, std::int32_t count, double* a,
                             std::int64_t lda) noexcept {
+    const Tag d;
+    alignas(64) double part[LANES] = {};
+    Vec sum[COLUMNS];
+    VYR_UNROLL
+    for (std::int32_t q = 0; q < COLUMNS; ++q) sum[q] = hn::Zero(d);
+    for (std::int32_t k = 0; k < from.depth; ++k) {
+        std::copy_n(from.l + i + k * from.ldl, count, part);
+        const Vec left = hn::Load(d, part);
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < COLUMNS; ++q)
+            sum[q] = hn::MulAdd(left, hn::Set(d, from.w[q + k * from.ldw]), sum[q]);
+    }
+    VYR_UNROLL
+    for (std::int32_t q = 0; q < COLUMNS; ++q) {
+        hn::Store(sum[q], d, part);
+        for (std::int32_t r = 0; r < count; ++r) a[i + r + q * lda] -= part[r];
+    }
+}
+
+template <std::int32_t COLUMNS>
+HWY_INLINE void reduce_columns(const Operands& from, std::int32_t n_rows, double* a,
+                               std::int64_t lda) noexcept {
+    std::int32_t i = 0;
+    for (; i + 2 * LANES <= n_rows; i += 2 * LANES) reduce_tile<2, COLUMNS>(from, i, a, lda);
+    for (; i + LANES <= n_rows; i += LANES) reduce_tile<1, COLUMNS>(from, i, a, lda);
+    if (i < n_rows) reduce_rest<COLUMNS>(from, i, n_rows - i, a, lda);
+}
+
+void reduce(std::int32_t n_rows, std::int32_t n_columns, std::int32_t depth, const double* l,
+            std::int64_t ldl, const double* w, std::int64_t ldw, double* a, std::int64_t lda) noexcept {
     constexpr std::int32_t TILE = 4;
     std::int32_t j = 0;
     for (; j + TILE <= n_columns; j += TILE)
-        reduce_columns<TILE>(n_rows - j, depth, l + j, ldl, w + j, ldw, a + j + j * lda, lda);
+        reduce_columns<TILE>({depth, l + j, ldl, w + j, ldw}, n_rows - j, a + j + j * lda, lda);
     for (; j < n_columns; ++j)
-        reduce_columns<1>(n_rows - j, depth, l + j, ldl, w + j, ldw, a + j + j * lda, lda);
+        reduce_columns<1>({depth, l + j, ldl, w + j, ldw}, n_rows - j, a + j + j * lda, lda);
 }
 
-VYR_INLINE void divide_body(std::int32_t n, const double* w, double d, double* l) noexcept {
+void divide(std::int32_t n, const double* w, double divisor, double* l) noexcept {
+    const Tag d;
     std::int32_t i = 0;
-    for (; i + LANES <= n; i += LANES) at(l + i).v = at(w + i).v / d;
-    for (; i < n; ++i) l[i] = w[i] / d;
+    for (; i + LANES <= n; i += LANES)
+        hn::StoreU(hn::Div(hn::LoadU(d, w + i), hn::Set(d, divisor)), d, l + i);
+    for (; i < n; ++i) l[i] = w[i] / divisor;
 }
 
-#define VYR_BUILD_LOOPS(name, target)                                                                        \
-    target double max_abs_##name(std::int32_t n, const double* x) noexcept {                                 \
-        return max_abs_body(n, x);                                                                           \
-    }                                                                                                        \
-    target void reduce_##name(std::int32_t n_rows, std::int32_t n_columns, std::int32_t depth,               \
-                              const double* l, std::int64_t ldl, const double* w, std::int64_t ldw,          \
-                              double* a, std::int64_t lda) noexcept {                                        \
-        reduce_body(n_rows, n_columns, depth, l, ldl, w, ldw, a, lda);                                       \
-    }                                                                                                        \
-    target void divide_##name(std::int32_t n, const double* w, double d, double* l) noexcept {               \
-        divide_body(n, w, d, l);                                                                             \
-    }                                                                                                        \
-    constexpr FrontLoops LOOPS_##name{max_abs_##name, reduce_##name, divide_##name};
+constexpr FrontLoops LOOPS{max_abs, reduce, divide};
 
-VYR_BUILD_LOOPS(baseline, )
-VYR_BUILD_LOOPS(avx2, VYR_TARGET_AVX2)
-VYR_BUILD_LOOPS(avx512, VYR_TARGET_AVX512)
-
+} // namespace HWY_NAMESPACE
 } // namespace
+} // namespace vyr
+HWY_AFTER_NAMESPACE();
 
-const FrontLoops& mf_front_loops(simd::InstructionSet instructions) noexcept {
-    return simd::choose(instructions, LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
+#if HWY_ONCE
+namespace vyr {
+
+const FrontLoops& mf_front_loops(InstructionSet instructions) noexcept {
+    return VYR_CHOOSE(instructions, LOOPS);
 }
 
 } // namespace vyr
+#endif

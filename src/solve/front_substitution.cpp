@@ -3,166 +3,193 @@
 
 #include <algorithm>
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "solve/front_substitution.cpp"
+#include "platform/highway.h"
+
+HWY_BEFORE_NAMESPACE();
 namespace vyr {
-
 namespace {
+namespace HWY_NAMESPACE {
 
-using simd::at;
-using simd::LANES;
-using simd::Vec;
+namespace hn = hwy::HWY_NAMESPACE;
+using Tag = hn::CappedTag<double, PANEL_LANES>;
+using Vec = hn::Vec<Tag>;
 
+constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(Tag()));
 constexpr std::int32_t GROUP = 4;
 
-/// WIDTH vectors of right-hand sides, which start at t.
-template <std::int32_t WIDTH>
+/// VECTORS vectors of right-hand sides, which start at t.
+template <std::int32_t VECTORS>
 struct Lanes {
-    Vec v[WIDTH];
+    Vec v[VECTORS];
 
-    VYR_INLINE Lanes load(const double* t) noexcept {
-        Lanes x;
-        for (std::int64_t q = 0; q < WIDTH; ++q) x.v[q] = at(t + q * LANES).v;
-        return x;
+    HWY_INLINE void load(const double* t) noexcept {
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < VECTORS; ++q) v[q] = hn::LoadU(Tag(), t + q * LANES);
     }
-    VYR_INLINE void store(const Lanes& x, double* t) noexcept {
-        for (std::int64_t q = 0; q < WIDTH; ++q) at(t + q * LANES).v = x.v[q];
+    HWY_INLINE void store(double* t) const noexcept {
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < VECTORS; ++q) hn::StoreU(v[q], Tag(), t + q * LANES);
     }
-    VYR_INLINE void subtract(Lanes& x, double factor, const Lanes& y) noexcept {
-        for (std::int32_t q = 0; q < WIDTH; ++q) x.v[q] -= factor * y.v[q];
+    HWY_INLINE void subtract(double factor, const Lanes& y) noexcept {
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < VECTORS; ++q) v[q] = hn::NegMulAdd(hn::Set(Tag(), factor), y.v[q], v[q]);
     }
 };
 
-template <std::int32_t WIDTH>
-VYR_INLINE void forward_lanes(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
-    using X = Lanes<WIDTH>;
+/// DEPTH columns of L from column k on, at most GROUP.
+template <std::int32_t DEPTH, std::int32_t VECTORS>
+HWY_INLINE void forward_group(const UnitTrapezoid& front, std::int32_t k, double* t,
+                              std::int64_t stride) noexcept {
     const std::int64_t ld = front.n_rows;
-    for (std::int32_t k = 0; k < front.n_pivots; k += GROUP) {
-        const std::int32_t depth = std::min(GROUP, front.n_pivots - k);
-        const double* l = front.l + k * ld;
-        X x[GROUP] = {};
-        for (std::int32_t q = 0; q < depth; ++q) {
-            x[q] = X::load(t + (k + q) * stride);
-            for (std::int32_t p = 0; p < q; ++p) X::subtract(x[q], l[k + q + p * ld], x[p]);
-            X::store(x[q], t + (k + q) * stride);
-        }
-        for (std::int32_t i = k + depth; i < front.n_rows; ++i) {
-            X target = X::load(t + i * stride);
-            if (depth == GROUP)
-                for (std::int32_t q = 0; q < GROUP; ++q) X::subtract(target, l[i + q * ld], x[q]);
-            else
-                for (std::int32_t q = 0; q < depth; ++q) X::subtract(target, l[i + q * ld], x[q]);
-            X::store(target, t + i * stride);
-        }
+    const double* l = front.l + k * ld;
+    Lanes<VECTORS> x[DEPTH];
+    VYR_UNROLL
+    for (std::int32_t q = 0; q < DEPTH; ++q) {
+        x[q].load(t + (k + q) * stride);
+        VYR_UNROLL
+        for (std::int32_t p = 0; p < q; ++p) x[q].subtract(l[k + q + p * ld], x[p]);
+        x[q].store(t + (k + q) * stride);
+    }
+    for (std::int32_t i = k + DEPTH; i < front.n_rows; ++i) {
+        Lanes<VECTORS> target;
+        target.load(t + i * stride);
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < DEPTH; ++q) target.subtract(l[i + q * ld], x[q]);
+        target.store(t + i * stride);
     }
 }
 
-template <std::int32_t WIDTH>
-VYR_INLINE void backward_lanes(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
-    using X = Lanes<WIDTH>;
+template <std::int32_t DEPTH, std::int32_t VECTORS>
+HWY_INLINE void backward_group(const UnitTrapezoid& front, std::int32_t k, double* t,
+                               std::int64_t stride) noexcept {
     const std::int64_t ld = front.n_rows;
-    for (std::int32_t end = front.n_pivots; end > 0; end -= GROUP) {
-        const std::int32_t k = std::max(end - GROUP, 0), depth = end - k;
-        const double* l = front.l + k * ld;
-        X x[GROUP] = {};
-        for (std::int32_t q = 0; q < depth; ++q) x[q] = X::load(t + (k + q) * stride);
-        for (std::int32_t i = end; i < front.n_rows; ++i) {
-            const X source = X::load(t + i * stride);
-            if (depth == GROUP)
-                for (std::int32_t q = 0; q < GROUP; ++q) X::subtract(x[q], l[i + q * ld], source);
-            else
-                for (std::int32_t q = 0; q < depth; ++q) X::subtract(x[q], l[i + q * ld], source);
-        }
-        for (std::int32_t q = depth - 1; q >= 0; --q) {
-            for (std::int32_t p = q + 1; p < depth; ++p) X::subtract(x[q], l[k + p + q * ld], x[p]);
-            X::store(x[q], t + (k + q) * stride);
-        }
+    const double* l = front.l + k * ld;
+    Lanes<VECTORS> x[DEPTH];
+    VYR_UNROLL
+    for (std::int32_t q = 0; q < DEPTH; ++q) x[q].load(t + (k + q) * stride);
+    for (std::int32_t i = k + DEPTH; i < front.n_rows; ++i) {
+        Lanes<VECTORS> source;
+        source.load(t + i * stride);
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < DEPTH; ++q) x[q].subtract(l[i + q * ld], source);
+    }
+    VYR_UNROLL
+    for (std::int32_t q = DEPTH - 1; q >= 0; --q) {
+        VYR_UNROLL
+        for (std::int32_t p = q + 1; p < DEPTH; ++p) x[q].subtract(l[k + p + q * ld], x[p]);
+        x[q].store(t + (k + q) * stride);
     }
 }
 
-VYR_INLINE void forward_body(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
-    constexpr std::int64_t TWO = std::int64_t{2} * LANES;
+template <std::int32_t VECTORS>
+HWY_INLINE void forward_lanes(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
+    std::int32_t k = 0;
+    for (; k + GROUP <= front.n_pivots; k += GROUP) forward_group<GROUP, VECTORS>(front, k, t, stride);
+    if (k + 2 <= front.n_pivots) forward_group<2, VECTORS>(front, k, t, stride), k += 2;
+    if (k < front.n_pivots) forward_group<1, VECTORS>(front, k, t, stride);
+}
+
+template <std::int32_t VECTORS>
+HWY_INLINE void backward_lanes(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
+    std::int32_t k = front.n_pivots;
+    if (k % 2 != 0) backward_group<1, VECTORS>(front, --k, t, stride);
+    if (k % GROUP != 0) backward_group<2, VECTORS>(front, k -= 2, t, stride);
+    for (; k > 0; k -= GROUP) backward_group<GROUP, VECTORS>(front, k - GROUP, t, stride);
+}
+
+void forward(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
     std::int64_t lane = 0;
-    for (; lane + TWO <= stride; lane += TWO) forward_lanes<2>(front, t + lane, stride);
+    for (; lane + 2 * LANES <= stride; lane += 2 * LANES) forward_lanes<2>(front, t + lane, stride);
     if (lane < stride) forward_lanes<1>(front, t + lane, stride);
 }
 
-VYR_INLINE void backward_body(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
-    constexpr std::int64_t TWO = std::int64_t{2} * LANES;
+void backward(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {
     std::int64_t lane = 0;
-    for (; lane + TWO <= stride; lane += TWO) backward_lanes<2>(front, t + lane, stride);
+    for (; lane + 2 * LANES <= stride; lane += 2 * LANES) backward_lanes<2>(front, t + lane, stride);
     if (lane < stride) backward_lanes<1>(front, t + lane, stride);
 }
 
-VYR_INLINE void forward_one_body(const UnitTrapezoid& front, double* t) noexcept {
+template <std::int32_t DEPTH>
+HWY_INLINE void forward_one_group(const UnitTrapezoid& front, std::int32_t k, double* t) noexcept {
+    const Tag d;
     const std::int64_t ld = front.n_rows;
-    for (std::int32_t k = 0; k < front.n_pivots; k += GROUP) {
-        const std::int32_t depth = std::min(GROUP, front.n_pivots - k);
-        const double* l = front.l + k * ld;
-        double x[GROUP] = {};
-        for (std::int32_t q = 0; q < depth; ++q) {
-            x[q] = t[k + q];
-            for (std::int32_t p = 0; p < q; ++p) x[q] -= l[k + q + p * ld] * x[p];
-            t[k + q] = x[q];
-        }
-        const std::int64_t other[GROUP] = {0, depth > 1 ? ld : 0, depth > 2 ? 2 * ld : 0,
-                                           depth > 3 ? 3 * ld : 0};
-        std::int32_t i = k + depth;
-        for (; i + LANES <= front.n_rows; i += LANES) {
-            Vec target = at(t + i).v;
-            for (std::int32_t q = 0; q < GROUP; ++q) target -= x[q] * at(l + i + other[q]).v;
-            at(t + i).v = target;
-        }
-        for (; i < front.n_rows; ++i)
-            for (std::int32_t q = 0; q < depth; ++q) t[i] -= x[q] * l[i + q * ld];
+    const double* l = front.l + k * ld;
+    double x[DEPTH];
+    VYR_UNROLL
+    for (std::int32_t q = 0; q < DEPTH; ++q) {
+        x[q] = t[k + q];
+        VYR_UNROLL
+        for (std::int32_t p = 0; p < q; ++p) x[q] -= l[k + q + p * ld] * x[p];
+        t[k + q] = x[q];
+    }
+    std::int32_t i = k + DEPTH;
+    for (; i + LANES <= front.n_rows; i += LANES) {
+        Vec target = hn::LoadU(d, t + i);
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < DEPTH; ++q)
+            target = hn::NegMulAdd(hn::Set(d, x[q]), hn::LoadU(d, l + i + q * ld), target);
+        hn::StoreU(target, d, t + i);
+    }
+    for (; i < front.n_rows; ++i) {
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < DEPTH; ++q) t[i] -= x[q] * l[i + q * ld];
     }
 }
 
-VYR_INLINE void backward_one_body(const UnitTrapezoid& front, double* t) noexcept {
+template <std::int32_t DEPTH>
+HWY_INLINE void backward_one_group(const UnitTrapezoid& front, std::int32_t k, double* t) noexcept {
+    const Tag d;
     const std::int64_t ld = front.n_rows;
-    for (std::int32_t end = front.n_pivots; end > 0; end -= GROUP) {
-        const std::int32_t k = std::max(end - GROUP, 0), depth = end - k;
-        const double* l = front.l + k * ld;
-        Vec sum[GROUP] = {};
-        const std::int64_t other[GROUP] = {0, depth > 1 ? ld : 0, depth > 2 ? 2 * ld : 0,
-                                           depth > 3 ? 3 * ld : 0};
-        std::int32_t i = end;
-        for (; i + LANES <= front.n_rows; i += LANES) {
-            const Vec source = at(t + i).v;
-            for (std::int32_t q = 0; q < GROUP; ++q) sum[q] += source * at(l + i + other[q]).v;
-        }
-        for (std::int32_t q = depth - 1; q >= 0; --q) {
-            double x = t[k + q];
-            for (std::int32_t p = 0; p < LANES; ++p) x -= sum[q][p];
-            for (std::int32_t r = i; r < front.n_rows; ++r) x -= l[r + q * ld] * t[r];
-            for (std::int32_t p = q + 1; p < depth; ++p) x -= l[k + p + q * ld] * t[k + p];
-            t[k + q] = x;
-        }
+    const double* l = front.l + k * ld;
+    Vec sum[DEPTH];
+    VYR_UNROLL
+    for (std::int32_t q = 0; q < DEPTH; ++q) sum[q] = hn::Zero(d);
+    std::int32_t i = k + DEPTH;
+    for (; i + LANES <= front.n_rows; i += LANES) {
+        const Vec source = hn::LoadU(d, t + i);
+        VYR_UNROLL
+        for (std::int32_t q = 0; q < DEPTH; ++q)
+            sum[q] = hn::MulAdd(source, hn::LoadU(d, l + i + q * ld), sum[q]);
+    }
+    VYR_UNROLL
+    for (std::int32_t q = DEPTH - 1; q >= 0; --q) {
+        double x = t[k + q] - hn::GetLane(hn::SumOfLanes(d, sum[q]));
+        for (std::int32_t r = i; r < front.n_rows; ++r) x -= l[r + q * ld] * t[r];
+        VYR_UNROLL
+        for (std::int32_t p = q + 1; p < DEPTH; ++p) x -= l[k + p + q * ld] * t[k + p];
+        t[k + q] = x;
     }
 }
 
-#define VYR_BUILD_LOOPS(name, target)                                                                        \
-    target void forward_one_##name(const UnitTrapezoid& front, double* t) noexcept {                         \
-        forward_one_body(front, t);                                                                          \
-    }                                                                                                        \
-    target void backward_one_##name(const UnitTrapezoid& front, double* t) noexcept {                        \
-        backward_one_body(front, t);                                                                         \
-    }                                                                                                        \
-    target void forward_##name(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {        \
-        forward_body(front, t, stride);                                                                      \
-    }                                                                                                        \
-    target void backward_##name(const UnitTrapezoid& front, double* t, std::int64_t stride) noexcept {       \
-        backward_body(front, t, stride);                                                                     \
-    }                                                                                                        \
-    constexpr FrontSubstitution LOOPS_##name{forward_one_##name, forward_##name, backward_one_##name,        \
-                                             backward_##name};
+void forward_one(const UnitTrapezoid& front, double* t) noexcept {
+    std::int32_t k = 0;
+    for (; k + GROUP <= front.n_pivots; k += GROUP) forward_one_group<GROUP>(front, k, t);
+    if (k + 2 <= front.n_pivots) forward_one_group<2>(front, k, t), k += 2;
+    if (k < front.n_pivots) forward_one_group<1>(front, k, t);
+}
 
-VYR_BUILD_LOOPS(baseline, )
-VYR_BUILD_LOOPS(avx2, VYR_TARGET_AVX2)
-VYR_BUILD_LOOPS(avx512, VYR_TARGET_AVX512)
+void backward_one(const UnitTrapezoid& front, double* t) noexcept {
+    std::int32_t k = front.n_pivots;
+    if (k % 2 != 0) backward_one_group<1>(front, --k, t);
+    if (k % GROUP != 0) backward_one_group<2>(front, k -= 2, t);
+    for (; k > 0; k -= GROUP) backward_one_group<GROUP>(front, k - GROUP, t);
+}
 
+constexpr FrontSubstitution LOOPS{forward_one, forward, backward_one, backward};
+
+} // namespace HWY_NAMESPACE
 } // namespace
+} // namespace vyr
+HWY_AFTER_NAMESPACE();
 
-const FrontSubstitution& mf_front_substitution(simd::InstructionSet instructions) noexcept {
-    return simd::choose(instructions, LOOPS_baseline, LOOPS_avx2, LOOPS_avx512);
+#if HWY_ONCE
+namespace vyr {
+
+const FrontSubstitution& mf_front_substitution(InstructionSet instructions) noexcept {
+    return VYR_CHOOSE(instructions, LOOPS);
 }
 
 } // namespace vyr
+#endif

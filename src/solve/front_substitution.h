@@ -2,7 +2,8 @@
 // instruction set.
 #pragma once
 
-#include "platform/simd.h"
+#include "platform/instruction_set.h"
+#include "solve/node_steps.h"
 
 #include <cstdint>
 
@@ -16,7 +17,7 @@ struct UnitTrapezoid {
 };
 
 /// One build of the loops. t: n_rows values of a right-hand side, or n_rows rows of `stride` of them, a
-/// multiple of simd::LANES.
+/// multiple of PANEL_LANES.
 struct FrontSubstitution {
     /// The pivots' rows are solved, the other rows reduced by them.
     void (*forward_one)(const UnitTrapezoid& front, double* t) noexcept;
@@ -27,6 +28,6 @@ struct FrontSubstitution {
 };
 
 /// The loops of an instruction set, which the processor must have.
-[[nodiscard]] const FrontSubstitution& mf_front_substitution(simd::InstructionSet instructions) noexcept;
+[[nodiscard]] const FrontSubstitution& mf_front_substitution(InstructionSet instructions) noexcept;
 
 } // namespace vyr

@@ -55,7 +55,7 @@ private:
 
 Status Panel::open(std::int32_t width, bool by_elimination) noexcept {
     const std::int32_t n = factor_.analysis->n;
-    stride_ = width == 1 ? 1 : (width + simd::LANES - 1) / simd::LANES * simd::LANES;
+    stride_ = width == 1 ? 1 : (width + PANEL_LANES - 1) / PANEL_LANES * PANEL_LANES;
     std::int64_t most_rows = 0;
     for (std::int32_t s = 0; s < factor_.analysis->n_snodes; ++s)
         most_rows = std::max<std::int64_t>(most_rows, factor_.n_front_rows(s));

@@ -95,7 +95,7 @@ TEST(Front, IsTheProductOfItsFactorsWithBoundedEntriesAndWhatIsLeft) {
     for (int round = 0; round < 60 && !HasFailure(); ++round) {
         SCOPED_TRACE(round);
         RandomFront f(rng);
-        const auto set = std::array{simd::InstructionSet::BASELINE, simd::instruction_set()}[round % 2];
+        const auto set = std::array{InstructionSet::BASELINE, instruction_set()}[round % 2];
         const double least_pivot = round % 5 == 0 ? 1e-8 : 0;
         f.eliminate(mf_front_loops(set), round % 3 == 0, least_pivot);
         EXPECT_LT(f.error(f.n_perturbed > 0 ? 2 * least_pivot : 0), 1e-12);
@@ -128,7 +128,7 @@ TEST(Front, IsLeftWhenTheHostAsksToStop) {
     progress.begin(PHASE_FACTORISE, 1);
     while (!progress.stop()) { // asks the host now and then alone
     }
-    f.eliminate(mf_front_loops(simd::instruction_set()), false, 0, &context);
+    f.eliminate(mf_front_loops(instruction_set()), false, 0, &context);
     EXPECT_EQ(f.n_pivots, 0);
 }
 
