@@ -12,6 +12,9 @@ namespace vyr::tuning {
 /// solves 32 x 32 triangles at 6 GFLOP/s (AVX-512) to 16 (AVX2); the loops at 29. They hold the block in L1.
 inline constexpr std::int32_t BASE_PIVOTS = 32;
 
+/// Update rows up to which a front of at most BASE_PIVOTS pivots forms its update before it is added.
+inline constexpr std::int32_t FORMED_ROWS = 96;
+
 /// Rows of a piece formed and added at a time by the blocked variant. p3d_80 on two threads: 256 rows 8.88 s,
 /// 384 8.65 s; ela_30 1.11 s and 1.09 s; p3d_60 on one thread: 128 rows 3.29 s, 256 3.10 s, 512 3.11 s.
 inline constexpr std::int32_t STRIP_COLUMNS = 384;

@@ -29,6 +29,7 @@ constexpr std::int32_t LANES = static_cast<std::int32_t>(hn::MaxLanes(Tag()));
 constexpr std::int32_t TILE_VECTORS = 3;
 constexpr std::int32_t TILE_COLUMNS = HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_NEON ? 8 : 4;
 constexpr std::int32_t TILE_ROWS = TILE_VECTORS * LANES;
+constexpr std::int32_t FORM_COLUMNS = 4;
 constexpr std::int32_t BLOCK_ROWS = tuning::PRODUCT_ROWS / TILE_ROWS * TILE_ROWS;
 
 /// Rows [i0, ...) and columns [j0, ...) of a product. n_columns may be less than the tile has.
@@ -70,6 +71,30 @@ HWY_INLINE void subtract_edge(const Tile& tile, const double* sums, std::int32_t
     }
 }
 
+template <std::int32_t VECTORS, std::int32_t COLUMNS>
+using Sums = Vec[VECTORS][COLUMNS];
+
+/// sum := the product of a tile's packed rows, `height` doubles a unit of depth, and columns right[j].
+template <std::int32_t VECTORS, std::int32_t COLUMNS>
+HWY_INLINE void multiply(std::int32_t depth, const double* left, std::int32_t height,
+                         const double* const* right, Sums<VECTORS, COLUMNS>& sum) noexcept {
+    const Tag d;
+    VYR_UNROLL
+    for (std::int32_t v = 0; v < VECTORS; ++v) VYR_UNROLL
+    for (std::int32_t j = 0; j < COLUMNS; ++j) sum[v][j] = hn::Zero(d);
+    for (std::int32_t k = 0; k < depth; ++k, left += height) {
+        Vec value[VECTORS];
+        VYR_UNROLL
+        for (std::int32_t v = 0; v < VECTORS; ++v) value[v] = hn::LoadU(d, left + v * LANES);
+        VYR_UNROLL
+        for (std::int32_t j = 0; j < COLUMNS; ++j) {
+            const Vec factor = hn::Set(d, right[j][k]);
+            VYR_UNROLL
+            for (std::int32_t v = 0; v < VECTORS; ++v) sum[v][j] = hn::MulAdd(value[v], factor, sum[v][j]);
+        }
+    }
+}
+
 /// One tile of VECTORS vectors by COLUMNS columns. `left`: its packed rows.
 template <std::int32_t VECTORS, std::int32_t COLUMNS>
 HWY_INLINE void subtract_tile(const Tile& tile, const double* left) noexcept {
@@ -89,21 +114,8 @@ HWY_INLINE void subtract_tile(const Tile& tile, const double* left) noexcept {
         target[j] = tile.column(there) + place;
         for (std::int32_t i = 0; i < std::min(span, 2 * HEIGHT); i += 8) __builtin_prefetch(target[j] + i, 1);
     }
-    Vec sum[VECTORS][COLUMNS];
-    VYR_UNROLL
-    for (std::int32_t v = 0; v < VECTORS; ++v) VYR_UNROLL
-    for (std::int32_t j = 0; j < COLUMNS; ++j) sum[v][j] = hn::Zero(d);
-    for (std::int32_t k = 0; k < product.depth; ++k, left += HEIGHT) {
-        Vec value[VECTORS];
-        VYR_UNROLL
-        for (std::int32_t v = 0; v < VECTORS; ++v) value[v] = hn::LoadU(d, left + v * LANES);
-        VYR_UNROLL
-        for (std::int32_t j = 0; j < COLUMNS; ++j) {
-            const Vec factor = hn::Set(d, right[j][k]);
-            VYR_UNROLL
-            for (std::int32_t v = 0; v < VECTORS; ++v) sum[v][j] = hn::MulAdd(value[v], factor, sum[v][j]);
-        }
-    }
+    Sums<VECTORS, COLUMNS> sum;
+    multiply<VECTORS, COLUMNS>(product.depth, left, HEIGHT, right, sum);
     if (span == HEIGHT && n_rows == HEIGHT && tile.n_columns == COLUMNS && tile.n_rows(0, HEIGHT) == HEIGHT) {
         VYR_UNROLL
         for (std::int32_t j = 0; j < COLUMNS; ++j) VYR_UNROLL
@@ -150,6 +162,44 @@ void subtract(const Product& product) noexcept {
     }
 }
 
+/// The first VECTORS vectors of rows of a packed tile, which is `height` doubles high, by n_columns columns.
+template <std::int32_t VECTORS>
+HWY_INLINE void form_tile(std::int32_t depth, const double* left, std::int32_t height, const double* c,
+                          std::int64_t ld, std::int32_t n_columns, double* w, std::int64_t ldw) noexcept {
+    const double* right[FORM_COLUMNS];
+    VYR_UNROLL
+    for (std::int32_t j = 0; j < FORM_COLUMNS; ++j) right[j] = c + std::min(j, n_columns - 1) * ld;
+    Sums<VECTORS, FORM_COLUMNS> sum;
+    multiply<VECTORS, FORM_COLUMNS>(depth, left, height, right, sum);
+    VYR_UNROLL
+    for (std::int32_t j = 0; j < FORM_COLUMNS; ++j) {
+        if (j == n_columns) return;
+        VYR_UNROLL
+        for (std::int32_t v = 0; v < VECTORS; ++v)
+            hn::StoreU(hn::Neg(sum[v][j]), Tag(), w + j * ldw + v * LANES);
+    }
+}
+
+void form(std::int32_t depth, std::int32_t n, const double* left, const double* c, std::int64_t ld,
+          double* w) noexcept {
+    const std::int32_t n_padded = (n + LANES - 1) / LANES * LANES;
+    for (std::int32_t i0 = 0; i0 < n_padded; i0 += TILE_ROWS) {
+        const std::int32_t height = std::min(TILE_ROWS, n_padded - i0);
+        const double* rows = left + static_cast<std::int64_t>(i0) * depth;
+        for (std::int32_t j0 = i0 / FORM_COLUMNS * FORM_COLUMNS; j0 < n; j0 += FORM_COLUMNS) {
+            const std::int32_t n_columns = std::min(FORM_COLUMNS, n - j0);
+            const std::int32_t n_rows = std::min(height, j0 + n_columns - i0);
+            double* tile = w + i0 + static_cast<std::int64_t>(j0) * n_padded;
+            if (n_rows > 2 * LANES)
+                form_tile<3>(depth, rows, height, c + j0 * ld, ld, n_columns, tile, n_padded);
+            else if (n_rows > LANES)
+                form_tile<2>(depth, rows, height, c + j0 * ld, ld, n_columns, tile, n_padded);
+            else
+                form_tile<1>(depth, rows, height, c + j0 * ld, ld, n_columns, tile, n_padded);
+        }
+    }
+}
+
 void pack(std::int32_t depth, std::int32_t n_rows, const double* block, std::int64_t ld,
           double* packed) noexcept {
     for (std::int32_t i0 = 0; i0 < n_rows; i0 += TILE_ROWS) {
@@ -163,7 +213,7 @@ void pack(std::int32_t depth, std::int32_t n_rows, const double* block, std::int
     }
 }
 
-constexpr ProductKernel KERNEL{LANES, pack, subtract};
+constexpr ProductKernel KERNEL{LANES, pack, subtract, form};
 
 } // namespace HWY_NAMESPACE
 } // namespace

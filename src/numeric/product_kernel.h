@@ -41,6 +41,11 @@ struct ProductKernel {
 
     /// Two products at a time must not share a place of the target.
     void (*subtract)(const Product& product) noexcept;
+
+    /// w := -C^T C, upper triangle, for the n columns of depth `depth` that lie at c and, packed, at `left`.
+    /// w: padded(n) by n, leading dimension padded(n); what is below the diagonal may be overwritten.
+    void (*form)(std::int32_t depth, std::int32_t n, const double* left, const double* c, std::int64_t ld,
+                 double* w) noexcept;
 };
 
 /// The kernel of an instruction set, which the processor must have.

@@ -10,6 +10,11 @@ namespace vyr {
 
 namespace {
 
+/// True when the ancestors' shares of the update are so small that it is better formed in one piece.
+bool is_small(const mf_snode& node) noexcept {
+    return node.npiv <= tuning::BASE_PIVOTS && node.nupd <= tuning::FORMED_ROWS;
+}
+
 /// The update of one node, ready to be subtracted for a range of pivots after the other.
 class Update {
 public:
@@ -72,6 +77,23 @@ public:
         return Status::OK;
     }
 
+    /// The whole of it, formed in one piece first. Returns OK or FACTOR_STORAGE.
+    Status form_and_pass() const noexcept {
+        const mf_snode& node = front_.node;
+        const std::int32_t ld = task_.kernel->padded(node.nupd);
+        double* const update = task_.packed + std::int64_t{ld} * node.npiv;
+        task_.kernel->pack(node.npiv, node.nupd, front_.coupling_column(0), node.npiv, task_.packed);
+        task_.kernel->form(node.npiv, node.nupd, task_.packed, front_.coupling_column(0), node.npiv, update);
+        const Status status =
+            mf_pass_columns(factor_, s_, task_.limit, update, ld, 0, node.nupd, task_.scratch);
+        for (std::int32_t j = first_owed_; j < node.nupd; ++j) {
+            const double* source = update + std::int64_t{j} * ld;
+            double* target = task_.owed + std::int64_t{owed_places()[j]} * root().nupd;
+            for (std::int32_t i = first_owed_; i <= j; ++i) target[owed_places()[i]] += source[i];
+        }
+        return status;
+    }
+
 private:
     const mf_snode& root() const noexcept { return factor_.analysis->snodes[task_.limit - 1]; }
     /// By update row, from first_owed_ on: its place among the update rows of the root, which has all of
@@ -103,7 +125,8 @@ private:
 std::int64_t mf_packed_entries(const mf_snode& node, std::int32_t lanes) noexcept {
     const std::int64_t n_rows =
         node.nupd + std::int64_t{lanes - 1} * (std::min(node.anc_count, node.nupd) + 1);
-    return n_rows * std::min(node.npiv, tuning::PRODUCT_DEPTH);
+    const std::int64_t formed = is_small(node) ? (node.nupd + std::int64_t{lanes} - 1) * node.nupd : 0;
+    return n_rows * std::min(node.npiv, tuning::PRODUCT_DEPTH) + formed;
 }
 
 Status mf_spd_update(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
@@ -111,6 +134,7 @@ Status mf_spd_update(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
     const mf_snode& node = front.node;
     mf_solve_coupling(task, front);
     const Update update(factor, s, task, front);
+    if (is_small(node)) return update.form_and_pass();
     std::atomic<bool> blocks_missing{false};
     for (std::int32_t k0 = 0; k0 < node.npiv; k0 += tuning::PRODUCT_DEPTH) {
         const std::int32_t depth = std::min(tuning::PRODUCT_DEPTH, node.npiv - k0);
