@@ -3,6 +3,7 @@
 #include "bench/direct_solver.h"
 #include "bench/doors.h"
 #include "bench/driver.h"
+#include "bench/kernel_rates.h"
 #include "bench/table.h"
 #include "bench/worker.h"
 
@@ -21,6 +22,7 @@ struct Options {
     WorkerTask task;
     std::string json, markdown;
     bool doors = false;
+    bool kernels = false;
 };
 
 std::vector<std::string> peer_names() {
@@ -103,6 +105,8 @@ void add_options(CLI::App& app, Options& options) {
                  "Measure the factor in files as well, ours with 40 % of the memory it takes without");
     app.add_flag("--doors", options.doors,
                  "Compare the library interface with the nine functions instead, in this process");
+    app.add_flag("--kernels", options.kernels,
+                 "Tell how fast the update kernels are on one thread instead, beside those of BLAS");
     app.add_option("--worker", options.task.solver,
                    "Measure one solver (or dgemm) in this process and print one JSON object");
     app.add_option("--matrix", options.task.matrix, "Matrix of --worker");
@@ -123,6 +127,10 @@ int run(int argc, char** argv) {
         options.task.threads = options.plan.threads.front();
         options.task.repeats = options.plan.repeats;
         std::printf("%s\n", run_worker(options.task).text().c_str());
+        return 0;
+    }
+    if (options.kernels) {
+        print_kernel_rates(options.plan.rounds);
         return 0;
     }
     if (options.doors) {

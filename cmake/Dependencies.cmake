@@ -39,6 +39,12 @@ if(NOT VYR_HIGHWAY_INCLUDE)
 endif()
 file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/highway")
 file(CREATE_LINK "${VYR_HIGHWAY_INCLUDE}/hwy" "${PROJECT_BINARY_DIR}/highway/hwy" SYMBOLIC)
+if(EXISTS /usr/share/doc/libhwy-dev/copyright) # its templates are inside
+  set(VYR_HIGHWAY_LICENCE "${PROJECT_BINARY_DIR}/highway/HIGHWAY.txt")
+  file(READ /usr/share/doc/libhwy-dev/copyright copyright)
+  file(READ /usr/share/common-licenses/Apache-2.0 licence)
+  file(WRITE "${VYR_HIGHWAY_LICENCE}" "${copyright}\n\n${licence}")
+endif()
 add_library(vyr_highway INTERFACE)
 target_include_directories(vyr_highway SYSTEM INTERFACE "${PROJECT_BINARY_DIR}/highway")
 

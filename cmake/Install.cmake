@@ -43,7 +43,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   install(FILES LICENSE DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/${component}" RENAME copyright
           COMPONENT ${component})
 endforeach()
-foreach(name IN ITEMS METIS AMD OPENBLAS)
+foreach(name IN ITEMS METIS AMD HIGHWAY OPENBLAS)
   if(VYR_${name}_LICENCE)
     vyr_install_licence(${name} "${VYR_${name}_LICENCE}" libvyr2 libvyrsolver1 libvyr-dev)
   endif()

@@ -33,7 +33,7 @@ if(VYR_WINDOWS_DEPENDENCIES)
   install(DIRECTORY "${VYR_WINDOWS_DEPENDENCIES}/licences/" DESTINATION licences)
 endif()
 install(FILES /usr/share/doc/libz-mingw-w64-dev/copyright DESTINATION licences RENAME zlib.txt) # is in vyr.exe
-install(FILES ${VYR_METIS_LICENCE} ${VYR_AMD_LICENCE} DESTINATION licences)
+install(FILES ${VYR_METIS_LICENCE} ${VYR_AMD_LICENCE} ${VYR_HIGHWAY_LICENCE} DESTINATION licences)
 install(FILES "${VYR_CLI11_LICENCE}" DESTINATION licences RENAME CLI11.txt) # is in vyr.exe, too
 
 set(CPACK_GENERATOR ZIP)

@@ -67,8 +67,8 @@ void check_kernels(const VectorLoops& loops, std::int32_t n, std::int32_t m, Rng
     ASSERT_TRUE(factored(bad, bad) == value || (std::isnan(value) && std::isnan(factored(bad, bad))));
 }
 
-/// An update of n pivots, its rows in runs and gaps, whole or a strip of its columns; every other place of
-/// the target must stay as it is.
+/// An update of n pivots, formed, and subtracted where its rows come in runs and gaps, whole or a strip of
+/// its columns; every other place of the target must stay as it is.
 void check_product(const ProductKernel& kernel, std::int32_t n, std::int32_t m, Rng& rng) {
     SCOPED_TRACE(testing::Message() << n << " pivots, " << m << " rows");
     Block c(n, m, static_cast<std::int32_t>(rng() % 5));
@@ -77,6 +77,9 @@ void check_product(const ProductKernel& kernel, std::int32_t n, std::int32_t m, 
     std::vector<double> packed(static_cast<std::size_t>(kernel.padded(m)) * n + 1, GUARD);
     kernel.pack(n, m, c.a.data(), c.ld, packed.data());
     EXPECT_EQ(packed.back(), GUARD);
+    std::vector<double> formed(static_cast<std::size_t>(kernel.padded(m)) * m + 1, GUARD);
+    kernel.form(n, m, packed.data(), c.a.data(), c.ld, formed.data());
+    EXPECT_EQ(formed.back(), GUARD);
     std::vector<std::int32_t> rows{7}, places{0};
     const auto gap = [&] { return static_cast<std::int32_t>(rng() % 40 == 0 ? 1 + rng() % 3 : 1); };
     while (static_cast<std::int32_t>(rows.size()) < m) rows.push_back(rows.back() + gap());
@@ -84,9 +87,12 @@ void check_product(const ProductKernel& kernel, std::int32_t n, std::int32_t m, 
     Block target(rows.back() - 6, places.back() + 1, 3);
     Block expected = target;
     const auto begin = static_cast<std::int32_t>(rng() % m);
-    for (std::int32_t j = begin; j < m; ++j)
-        for (std::int32_t i = 0; i <= j; ++i)
-            for (std::int32_t k = 0; k < n; ++k) expected(rows[i] - 7, places[j]) -= c(k, i) * c(k, j);
+    Block dots = product(c, std::vector<double>(n, 1.0), c, 0);
+    for (std::int32_t j = 0; j < m; ++j)
+        for (std::int32_t i = 0; i <= j; ++i) {
+            if (j >= begin) expected(rows[i] - 7, places[j]) -= dots(i, j);
+            ASSERT_EQ(formed[i + static_cast<std::size_t>(kernel.padded(m)) * j], -dots(i, j));
+        }
     kernel.subtract(Product{n, m, m - begin, packed.data(), &c(0, begin), c.ld, begin, target.a.data(),
                             target.ld, rows.data(), 7, places.data() + begin});
     ASSERT_EQ(target.a, expected.a);

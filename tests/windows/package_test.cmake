@@ -14,8 +14,8 @@ set(expected README.md bin/vyr.dll bin/vyr.exe bin/vyrsolver.dll cmake/vyrConfig
     examples/inertia.c examples/many_right_hand_sides.c examples/progress.c examples/solve.c examples/transient.c
     examples/two_threads.cpp include/vyr.h include/vyr/eigen.hpp include/vyr/solver.h include/vyr/solver.hpp
     lib/libvyr.dll.a lib/libvyrsolver.dll.a lib/vyr.def lib/vyr.lib lib/vyrsolver.def lib/vyrsolver.lib
-    licences/AMD.txt licences/CLI11.txt licences/METIS.txt licences/OpenBLAS.txt licences/VYR.txt licences/gcc-runtime.txt licences/mingw-w64.txt
-    licences/zlib.txt)
+    licences/AMD.txt licences/CLI11.txt licences/HIGHWAY.txt licences/METIS.txt licences/OpenBLAS.txt licences/VYR.txt
+    licences/gcc-runtime.txt licences/mingw-w64.txt licences/zlib.txt)
 file(GLOB_RECURSE found RELATIVE "${root}" "${root}/*")
 if(NOT "${found}" STREQUAL "${expected}")
   message(FATAL_ERROR "The package holds\n${found}\nand should hold\n${expected}")
