@@ -1,5 +1,6 @@
-# What metis/build.sh and amd/build.sh share: builds a dependency from Debian's source package in a cache outside the
-# tree; an entry there is used again as long as the scripts, the headers beside them and the compiler stay the same.
+# What the folders beside this file share: a dependency, built from Debian's source package or unpacked from its packages,
+# in a cache outside the tree; an entry there is used again as long as the scripts, the headers beside them and the
+# compiler stay the same.
 #
 # The sources come from Debian, whatever this system's own package lists say; apt checks signatures and sums.
 #
@@ -22,24 +23,32 @@ run() {
     set -e
     [ "$status" -eq 0 ] || {
         tail -n 40 "$log" >&2
-        say "$here/build.sh: failed: $1; the whole log is $PWD/$log"
+        say "$here: failed: $1; the whole log is $PWD/$log"
         exit 1
     }
 }
 
-# fetch PACKAGE VERSION
-fetch() {
+# own_apt KIND [OPTION...]: the lists of Debian's sources (deb-src) or packages (deb) in ./apt; $own are the options for
+# apt-get that use them and nothing of this system.
+own_apt() {
     mkdir -p apt/lists/partial apt/cache/archives/partial
-    echo "deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $suite main" >apt/sources.list
+    : >apt/status
+    echo "$1 [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $suite main" >apt/sources.list
+    shift
     own="-o Dir::Etc::SourceList=$PWD/apt/sources.list -o Dir::Etc::SourceParts=- -o APT::Sandbox::User=$(id -un)
-         -o Dir::State::Lists=$PWD/apt/lists -o Dir::Cache=$PWD/apt/cache"
+         -o Dir::State::Lists=$PWD/apt/lists -o Dir::State::Status=$PWD/apt/status -o Dir::Cache=$PWD/apt/cache $*"
     # The options are words of their own.
     # shellcheck disable=SC2086
     run update.log apt-get $own -q update
+}
+
+# fetch PACKAGE VERSION: its sources
+fetch() {
+    own_apt deb-src
     # shellcheck disable=SC2086
     run source.log apt-get $own -q source --only-source "$1/$suite"
     [ -d "$1-$2" ] || {
-        say "$here/build.sh: $suite has no $1-$2 any more"
+        say "$here: $suite has no $1-$2 any more"
         exit 1
     }
 }
@@ -49,7 +58,7 @@ fetch() {
 from_debian() {
     for program in "$compiler" "$archiver" apt-get dpkg-source; do
         command -v "$program" >/dev/null || {
-            say "$here/build.sh: there is no $program"
+            say "$here: there is no $program"
             exit 1
         }
     done

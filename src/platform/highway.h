@@ -22,6 +22,8 @@
 
 #include "platform/instruction_set.h"
 
+#include <type_traits>
+
 // The sets must be the same in every file. Left out: those that gain nothing for doubles over the one before,
 // and those of ARM whose vectors cannot stand in arrays.
 #define HWY_DISABLED_TARGETS (HWY_SSSE3 | HWY_AVX3_DL | HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
@@ -42,8 +44,9 @@
 namespace vyr {
 
 template <typename Loops>
-const Loops& choose(InstructionSet set, const Loops* baseline, const Loops* sse4, const Loops* avx2,
-                    const Loops* avx512) noexcept {
+const Loops& choose(InstructionSet set, const Loops* baseline, std::type_identity_t<const Loops*> sse4,
+                    std::type_identity_t<const Loops*> avx2,
+                    std::type_identity_t<const Loops*> avx512) noexcept {
     if (set >= InstructionSet::AVX512 && avx512 != nullptr) return *avx512;
     if (set >= InstructionSet::AVX2 && avx2 != nullptr) return *avx2;
     return set >= InstructionSet::SSE4 && sse4 != nullptr ? *sse4 : *baseline;

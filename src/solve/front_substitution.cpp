@@ -24,6 +24,7 @@ template <std::int32_t VECTORS>
 struct Lanes {
     Vec v[VECTORS];
 
+    HWY_INLINE Lanes() noexcept {} // written out: the compiler's own would be for another instruction set
     HWY_INLINE void load(const double* t) noexcept {
         VYR_UNROLL
         for (std::int32_t q = 0; q < VECTORS; ++q) v[q] = hn::LoadU(Tag(), t + q * LANES);

@@ -3,17 +3,17 @@ function(run)
   execute_process(COMMAND ${ARGV} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 set(flags "-DCMAKE_C_COMPILER=${C_COMPILER}" "-DCMAKE_C_FLAGS=${C_FLAGS}" "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}"
-    "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
+    "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}" "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}")
 
 # Installed, and moved.
 run("${CMAKE_COMMAND}" --install "${BUILD}" --prefix "${WORK}/first" --config "${CONFIG}")
 file(RENAME "${WORK}/first" "${WORK}/prefix")
 run("${CMAKE_COMMAND}" -G Ninja -S "${SOURCE}/examples" -B "${WORK}/build" "-DCMAKE_PREFIX_PATH=${WORK}/prefix" ${flags})
 run("${CMAKE_COMMAND}" --build "${WORK}/build")
-run("${WORK}/build/example_solve")
-run("${WORK}/build/example_first_solve")
-run("${WORK}/build/example_first_solve_cpp")
-run("${WORK}/prefix/bin/vyr" --version)
+run(${EMULATOR} "${WORK}/build/example_solve")
+run(${EMULATOR} "${WORK}/build/example_first_solve")
+run(${EMULATOR} "${WORK}/build/example_first_solve_cpp")
+run(${EMULATOR} "${WORK}/prefix/bin/vyr" --version)
 
 # The archive, for a program in C.
 file(GLOB_RECURSE archive "${WORK}/prefix/*/libvyr.a")
@@ -27,7 +27,7 @@ if(archive)
   run("${CMAKE_COMMAND}" -G Ninja -S "${WORK}/static" -B "${WORK}/static/build" "-DCMAKE_PREFIX_PATH=${WORK}/prefix"
       ${flags})
   run("${CMAKE_COMMAND}" --build "${WORK}/static/build")
-  run("${WORK}/static/build/host")
+  run(${EMULATOR} "${WORK}/static/build/host")
 endif()
 
 # A part of another project, which it leaves alone.
