@@ -4,8 +4,8 @@
 #
 #   bench/build_mumps.sh FOLDER
 #
-# makes FOLDER/libdmumps_seq.so, once; the headers are those of Debian's libmumps-headers-dev. For CMake:
-#   -DVYR_MUMPS_LIBRARY=FOLDER/libdmumps_seq.so -DVYR_MPISEQ_LIBRARY=FOLDER/libdmumps_seq.so -DVYR_MUMPS_METIS=ON
+# makes FOLDER/libdmumps_seq.so, once, for -DVYR_MUMPS_METIS=FOLDER/libdmumps_seq.so and vyr_bench_indefinite. The
+# headers are those of Debian's libmumps-headers-dev.
 # Needs gfortran, libmetis-dev, libopenblas-dev and a deb-src line for apt, which it keeps to itself.
 set -eu
 

@@ -1,7 +1,9 @@
 // MUMPS. Debian's sequential build has no METIS of its own: the permutation is computed here, and its time
 // belongs to the analysis. One with METIS (BENCH_MUMPS_METIS) is left to its defaults, matching included.
 #include "bench/direct_solver.h"
+#ifndef BENCH_MUMPS_METIS
 #include "symbolic/ordering.h"
+#endif
 
 #include <dmumps_c.h>
 
@@ -9,16 +11,18 @@ namespace vyr::bench {
 
 namespace {
 
-#ifdef BENCH_MUMPS_METIS
-constexpr bool OWN_METIS = true;
-#else
-constexpr bool OWN_METIS = false;
-#endif
-
 constexpr MUMPS_INT JOB_INIT = -1, JOB_END = -2, JOB_ANALYSE = 1, JOB_FACTORISE = 2, JOB_SOLVE = 3;
 constexpr MUMPS_INT USE_COMM_WORLD = -987654;
 constexpr MUMPS_INT LARGEST_RELAXATION =
     400; ///< per cent of the estimated work space, beyond which we give up
+
+#ifdef BENCH_MUMPS_METIS
+constexpr MUMPS_INT ORDERING = 5; // METIS
+bool order(const tool::SparseMatrix&, std::vector<MUMPS_INT>&) {
+    return true;
+}
+#else
+constexpr MUMPS_INT ORDERING = 1; // that of order()
 
 /// Both directions of every edge, no loops.
 void full_graph(const tool::SparseMatrix& a, std::vector<std::int32_t>& start,
@@ -44,6 +48,21 @@ void full_graph(const tool::SparseMatrix& a, std::vector<std::int32_t>& start,
     });
 }
 
+/// The place of every equation in an order by METIS, 1-based.
+bool order(const tool::SparseMatrix& a, std::vector<MUMPS_INT>& position) {
+    std::vector<std::int32_t> start, neighbours, permutation(static_cast<std::size_t>(a.n));
+    position.resize(permutation.size());
+    full_graph(a, start, neighbours);
+    Accounting memory;
+    Context context(memory);
+    if (METIS_NodeND_order(context, a.n, start.data(), neighbours.data(), permutation.data(),
+                           position.data()) != Status::OK)
+        return false;
+    for (MUMPS_INT& place : position) ++place;
+    return true;
+}
+#endif
+
 class Mumps final : public DirectSolver {
 public:
     explicit Mumps(const Problem& problem) : a_(problem.matrix) {
@@ -61,7 +80,7 @@ public:
         data_.comm_fortran = USE_COMM_WORLD;
         call(JOB_INIT, "start");
         for (int unit = 1; unit <= 4; ++unit) icntl(unit) = 0; // silent
-        icntl(7) = OWN_METIS ? 5 : 1;                          // METIS, or the ordering is ours
+        icntl(7) = ORDERING;
         icntl(14) = 30;
         icntl(28) = 1; // sequential analysis
         if (problem.folder.empty()) return;
@@ -75,13 +94,13 @@ public:
     }
 
     void analyse() override {
-        if (!OWN_METIS) order();
+        if (!order(a_, position_)) throw SolverError("METIS failed");
         data_.n = a_.n;
         data_.nnz = static_cast<MUMPS_INT8>(rows_.size());
         data_.irn = rows_.data();
         data_.jcn = columns_.data();
         data_.a = const_cast<double*>(a_.values.data()); // read only
-        if (!OWN_METIS) data_.perm_in = position_.data();
+        data_.perm_in = position_.data();
         call(JOB_ANALYSE, "analysis");
     }
 
@@ -113,18 +132,6 @@ public:
     std::string version() const override { return "MUMPS " MUMPS_VERSION; }
 
 private:
-    void order() {
-        std::vector<std::int32_t> start, neighbours, permutation(static_cast<std::size_t>(a_.n));
-        position_.resize(permutation.size());
-        full_graph(a_, start, neighbours);
-        Accounting memory;
-        Context context(memory);
-        if (METIS_NodeND_order(context, a_.n, start.data(), neighbours.data(), permutation.data(),
-                               position_.data()) != Status::OK)
-            throw SolverError("METIS failed");
-        for (MUMPS_INT& place : position_) ++place;
-    }
-
     /// Control parameter by its number in the manual.
     MUMPS_INT& icntl(int number) { return data_.icntl[number - 1]; }
 
@@ -142,7 +149,7 @@ private:
 
     const tool::SparseMatrix& a_;
     std::vector<MUMPS_INT> rows_, columns_; ///< 1-based
-    std::vector<MUMPS_INT> position_;       ///< of every equation in the pivot order, 1-based
+    std::vector<MUMPS_INT> position_;       ///< of every equation in the pivot order, 1-based; may be empty
     DMUMPS_STRUC_C data_ = {};
 };
 
