@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs vyr_bench_indefinite on one and on two threads and prints the table of docs/indefinite.md.
 
-    bench/indefinite.py PROGRAM [--repeats N] [--save FILE] [--load FILE] [MATRIX ...]
+    bench/indefinite.py [--repeats N] [--save FILE] [--load FILE] PROGRAM [MATRIX ...]
 
 A matrix at a time, the two numbers of threads in turn. --load prints the table of an earlier run.
 """
