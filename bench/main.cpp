@@ -1,5 +1,6 @@
 // vyr_bench: compares our solver with its peers. The same program is the driver and, started by itself with
 // --worker, each single measurement.
+#include "bench/cancelling.h"
 #include "bench/direct_solver.h"
 #include "bench/doors.h"
 #include "bench/driver.h"
@@ -23,6 +24,7 @@ struct Options {
     std::string json, markdown;
     bool doors = false;
     bool kernels = false;
+    int cancelling = 0;
 };
 
 std::vector<std::string> peer_names() {
@@ -107,6 +109,9 @@ void add_options(CLI::App& app, Options& options) {
                  "Compare the library interface with the nine functions instead, in this process");
     app.add_flag("--kernels", options.kernels,
                  "Tell how fast the update kernels are on one thread instead, beside those of BLAS");
+    app.add_option("--cancel", options.cancelling,
+                   "Cancel each phase at so many random moments instead, and tell how late it ends")
+        ->check(CLI::Range(1, 1000));
     app.add_option("--worker", options.task.solver,
                    "Measure one solver (or dgemm) in this process and print one JSON object");
     app.add_option("--matrix", options.task.matrix, "Matrix of --worker");
@@ -135,6 +140,10 @@ int run(int argc, char** argv) {
     }
     if (options.doors) {
         compare_doors(options.plan.matrices, options.plan.rounds);
+        return 0;
+    }
+    if (options.cancelling > 0) {
+        time_cancelling(options.plan.matrices, options.plan.threads.front(), options.cancelling);
         return 0;
     }
     const Findings findings = run_plan(options.plan, save, &options);
