@@ -42,7 +42,9 @@ public:
     explicit SolveGrant(const vyr_factor* factor) noexcept
         : entry_(factor->calls, false), factor_(*factor), call_(memory_, factor->options) {
         call_.context.settings.directory = factor->directory;
-        call_.context.settings.type = factor->solver.type;
+        Settings& settings = call_.context.settings;
+        settings.type = factor->solver.type;
+        if (settings.n_threads == 0) settings.n_threads = mf_host_threads();
     }
     vyr_status status() const noexcept {
         if (!entry_.granted()) return VYR_STATUS_BUSY;

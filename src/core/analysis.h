@@ -67,6 +67,17 @@ struct Schedule {
     double critical_share = 0;         ///< nodes with NODE_SHARED / all nodes
 };
 
+/// A cut of the tree for solves: subtrees that threads may take side by side, and the nodes above them. It
+/// depends on the tree alone, and the digits of a solution on it, so that they are the same on any number of
+/// threads.
+struct SolveCut {
+    std::int32_t n_subtrees = 0;      ///< 0 where the factor is too small for more than one thread
+    std::int32_t n_top = 0;           ///< nodes above the subtrees
+    Buffer<std::int32_t> first, root; ///< n_subtrees: a subtree's nodes are first .. root
+    Buffer<std::int32_t> top;         ///< n_top, ascending
+    Buffer<std::int64_t> owed; ///< n_subtrees + 1: sums of the roots' nupd, the rows beyond the subtrees
+};
+
 /// The analysis of one pattern. Made by mf_analyse, immutable afterwards: any number of factors and threads
 /// may use it at a time. The accounting it was made with must outlive it.
 struct Analysis {
@@ -89,6 +100,7 @@ struct Analysis {
     Buffer<std::int32_t> snode_parent;  ///< n_snodes, -1 for roots
     Buffer<mf_snode> snodes;            ///< n_snodes, every child before its parent
     Schedule schedule;
+    SolveCut solve_cut;
 
     // Slabs that the supernode records point into.
     Buffer<std::int32_t> row_slab;

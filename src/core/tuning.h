@@ -47,9 +47,24 @@ inline constexpr double SHARED_FRONT_FLOPS = 4e6;
 /// Bytes of factor storage a thread zeroes or touches at a time: enough chunks to balance.
 inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;
 
-/// Right-hand sides up to which a block solve streams through the factor by our own loops. Sixteen of them on
-/// ela_30: 0.18 s against 0.24 s for dtrsm and dgemm, which copy the factor before they use it.
-inline constexpr std::int32_t NARROW_RHS = 32;
+/// Right-hand sides that a block solve takes through the factor at a time. Sixteen of them on ela_30 by our
+/// own loops: 0.18 s against 0.24 s for dtrsm and dgemm, which copy the factor before they use it.
+inline constexpr std::int32_t MOST_RHS_AT_ONCE = 32;
+
+/// Doubles of a factor from which its solves are shared among threads, and subtrees that they take, at least.
+inline constexpr std::int64_t SHARED_SOLVE_ENTRIES = 200'000;
+inline constexpr std::int32_t SOLVE_SUBTREES = 32;
+
+/// Products of a node with its right-hand sides, in doubles read of the block, from which the node is solved
+/// in strips that other threads may take, and those of one strip.
+inline constexpr std::int64_t SHARED_NODE_ENTRIES = 131'072;
+inline constexpr std::int64_t SOLVE_STRIP_ENTRIES = 32'768;
+
+/// Bytes of a factor that a solve for one vector asks for ahead.
+inline constexpr std::int64_t SOLVE_PREFETCH_BYTES = 8192;
+
+/// Pivots of a node in strips that are solved at a time, by one thread.
+inline constexpr std::int32_t SOLVE_PANEL = 256;
 
 /// Operations from which a single matrix product of the L D L^T kernel runs on all threads: about 80
 /// microseconds of work, against a few for starting the threads, and milliseconds when another process holds

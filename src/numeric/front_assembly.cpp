@@ -1,5 +1,5 @@
 #include "numeric/delayed.h"
-#include "numeric/strips.h"
+#include "core/strips.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
 #include "numeric/front.h"
-#include "numeric/strips.h"
+#include "core/strips.h"
 #include "platform/blas.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 #include "core/tuning.h"
 #include "numeric/dense_cholesky.h"
 #include "numeric/spd.h"
-#include "numeric/strips.h"
+#include "core/strips.h"
 
 namespace vyr {
 

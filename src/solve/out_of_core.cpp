@@ -29,14 +29,14 @@ Status run_sweeps(Context& context, const Factor& factor, double* x, const Forwa
 
 } // namespace
 
-// Plain loops that stream once through each block: a block comes from a file, so BLAS would gain nothing.
 Status mf_solve_llt_ooc(Context& context, const Factor& factor, double* x) noexcept {
     const mf_snode* snodes = factor.analysis->snodes.get();
-    const auto forward = [=](std::int32_t s, const double* block, double* w) noexcept {
-        mf_small_forward(snodes[s], block, w);
+    const SweepLoops& loops = mf_vector_sweep_loops(context.settings.instructions);
+    const auto forward = [&](std::int32_t s, const double* block, double* w) noexcept {
+        mf_llt_forward_node(loops, snodes[s], block, w, 1);
     };
-    const auto backward = [=](std::int32_t s, const double* block, double* w) noexcept {
-        mf_small_backward(snodes[s], block, w);
+    const auto backward = [&](std::int32_t s, const double* block, double* w) noexcept {
+        mf_llt_backward_node(loops, snodes[s], block, w, 1);
     };
     return run_sweeps(context, factor, x, forward, backward);
 }

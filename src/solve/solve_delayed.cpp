@@ -3,6 +3,8 @@
 #include "core/pivot_pair.h"
 #include "solve/factor_passes.h"
 #include "solve/front_substitution.h"
+#include "solve/sweep_loops.h"
+#include "solve/tree_sweeps.h"
 
 #include <algorithm>
 
@@ -17,11 +19,15 @@ enum class Numbering { ANALYSED, PIVOTS, ELIMINATION };
 /// Right-hand sides in the order of the analysis's pivots, those of one variable side by side.
 class Panel {
 public:
-    Panel(Context& context, const Factor& factor) noexcept
-        : context_(context), factor_(factor), loops_(mf_front_substitution(context.settings.instructions)) {}
+    Panel(Context& context, const Factor& factor, std::int32_t width) noexcept
+        : context_(context),
+          factor_(factor),
+          loops_(mf_front_substitution(context.settings.instructions)),
+          stride_(width == 1 ? 1 : std::int64_t{width + PANEL_LANES - 1} / PANEL_LANES * PANEL_LANES),
+          sweeps_(context, *factor.analysis, stride_) {}
 
-    /// Room for `width` right-hand sides; `by_elimination` when vectors come or go in that numbering.
-    Status open(std::int32_t width, bool by_elimination) noexcept;
+    /// Room for the right-hand sides; `by_elimination` when vectors come or go in that numbering.
+    Status open(bool by_elimination) noexcept;
 
     void load(Numbering from, int power, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept;
     void store(Numbering to, int power, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept;
@@ -30,7 +36,7 @@ public:
     Status backward() noexcept;
 
 private:
-    double* of(std::int32_t variable) const noexcept { return w_ + variable * stride_; }
+    double* of(std::int32_t variable) const noexcept { return sweeps_.w() + variable * stride_; }
     std::int32_t place(Numbering numbering, std::int32_t variable) const noexcept {
         if (numbering == Numbering::PIVOTS) return variable;
         return numbering == Numbering::ANALYSED ? factor_.analysis->perm[variable] : place_[variable];
@@ -38,33 +44,29 @@ private:
     UnitTrapezoid front(std::int32_t s, const double* block) const noexcept {
         return {factor_.n_front_rows(s), factor_.pivoted.nodes[s].n_eliminated, block};
     }
-    void gather(std::int32_t s) noexcept;
-    void scatter(std::int32_t s, std::int32_t n_rows) noexcept;
+    // Of the node s, whose record is `node`, perhaps with other rows, through the rows t of its front.
+    void gather(const mf_snode& node, std::int32_t s, double* t) const noexcept;
+    void scatter(const mf_snode& node, std::int32_t s, std::int32_t n_rows, const double* t) const noexcept;
+    void forward_node(const mf_snode& node, std::int32_t s, const double* block, double* t) const noexcept;
+    void backward_node(const mf_snode& node, std::int32_t s, const double* block, double* t) const noexcept;
     void divide_pivot(std::int32_t variable) noexcept;
     void divide_pair(std::int32_t first, std::int32_t second) noexcept;
 
     Context& context_;
     const Factor& factor_;
     const FrontSubstitution& loops_;
-    Buffer<double> memory_;
+    std::int64_t stride_;
+    TreeSweeps sweeps_;
     Buffer<std::int32_t> place_;
-    double* w_ = nullptr; ///< n rows of stride_
-    double* t_ = nullptr; ///< the rows of one front
-    std::int64_t stride_ = 1;
 };
 
-Status Panel::open(std::int32_t width, bool by_elimination) noexcept {
-    const std::int32_t n = factor_.analysis->n;
-    stride_ = width == 1 ? 1 : (width + PANEL_LANES - 1) / PANEL_LANES * PANEL_LANES;
+Status Panel::open(bool by_elimination) noexcept {
     std::int64_t most_rows = 0;
     for (std::int32_t s = 0; s < factor_.analysis->n_snodes; ++s)
         most_rows = std::max<std::int64_t>(most_rows, factor_.n_front_rows(s));
-    memory_ = Buffer<double>(context_.memory, (n + most_rows) * stride_);
-    if (!memory_) return out_of_memory(context_);
-    w_ = memory_.get();
-    t_ = w_ + n * stride_;
+    if (const Status status = sweeps_.open(most_rows * stride_); status != Status::OK) return status;
     if (!by_elimination) return Status::OK;
-    place_ = Buffer<std::int32_t>(context_.memory, n);
+    place_ = Buffer<std::int32_t>(context_.memory, factor_.analysis->n);
     if (!place_) return out_of_memory(context_);
     mf_elimination_places(factor_, place_.get());
     return Status::OK;
@@ -87,20 +89,17 @@ void Panel::store(Numbering to, int power, double* x, std::int32_t nrhs, std::in
     }
 }
 
-void Panel::gather(std::int32_t s) noexcept {
+void Panel::gather(const mf_snode& node, std::int32_t s, double* t) const noexcept {
     const PivotedNode& pivoted = factor_.pivoted.nodes[s];
-    const mf_snode& node = factor_.analysis->snodes[s];
-    double* t = t_;
     for (std::int32_t k = 0; k < pivoted.n_columns; ++k, t += stride_)
         std::copy_n(of(pivoted.columns[k]), stride_, t);
     for (std::int32_t k = 0; k < node.nupd; ++k, t += stride_)
         std::copy_n(of(node.update_rows()[k]), stride_, t);
 }
 
-void Panel::scatter(std::int32_t s, std::int32_t n_rows) noexcept {
+void Panel::scatter(const mf_snode& node, std::int32_t s, std::int32_t n_rows,
+                    const double* t) const noexcept {
     const PivotedNode& pivoted = factor_.pivoted.nodes[s];
-    const mf_snode& node = factor_.analysis->snodes[s];
-    const double* t = t_;
     const std::int32_t n_columns = std::min(n_rows, pivoted.n_columns);
     for (std::int32_t k = 0; k < n_columns; ++k, t += stride_)
         std::copy_n(t, stride_, of(pivoted.columns[k]));
@@ -108,25 +107,43 @@ void Panel::scatter(std::int32_t s, std::int32_t n_rows) noexcept {
         std::copy_n(t, stride_, of(node.update_rows()[k]));
 }
 
+void Panel::forward_node(const mf_snode& node, std::int32_t s, const double* block,
+                         double* t) const noexcept {
+    gather(node, s, t);
+    if (stride_ == 1)
+        loops_.forward_one(front(s, block), t);
+    else
+        loops_.forward(front(s, block), t, stride_);
+    scatter(node, s, factor_.n_front_rows(s), t);
+}
+
+void Panel::backward_node(const mf_snode& node, std::int32_t s, const double* block,
+                          double* t) const noexcept {
+    gather(node, s, t);
+    if (stride_ == 1)
+        loops_.backward_one(front(s, block), t);
+    else
+        loops_.backward(front(s, block), t, stride_);
+    scatter(node, s, factor_.pivoted.nodes[s].n_eliminated, t);
+}
+
 Status Panel::forward() noexcept {
+    if (factor_.files.count == 0)
+        return sweeps_.forward([this](const mf_snode& node, std::int32_t s, double* t) noexcept {
+            if (factor_.block(s) != nullptr) forward_node(node, s, factor_.block(s), t);
+        });
     return mf_visit_nodes(context_, factor_, true, [this](std::int32_t s, const double* block) noexcept {
-        gather(s);
-        if (stride_ == 1)
-            loops_.forward_one(front(s, block), t_);
-        else
-            loops_.forward(front(s, block), t_, stride_);
-        scatter(s, factor_.n_front_rows(s));
+        forward_node(factor_.analysis->snodes[s], s, block, sweeps_.scratch());
     });
 }
 
 Status Panel::backward() noexcept {
+    if (factor_.files.count == 0)
+        return sweeps_.backward([this](const mf_snode& node, std::int32_t s, double* t) noexcept {
+            if (factor_.block(s) != nullptr) backward_node(node, s, factor_.block(s), t);
+        });
     return mf_visit_nodes(context_, factor_, false, [this](std::int32_t s, const double* block) noexcept {
-        gather(s);
-        if (stride_ == 1)
-            loops_.backward_one(front(s, block), t_);
-        else
-            loops_.backward(front(s, block), t_, stride_);
-        scatter(s, factor_.pivoted.nodes[s].n_eliminated);
+        backward_node(factor_.analysis->snodes[s], s, block, sweeps_.scratch());
     });
 }
 
@@ -172,10 +189,8 @@ struct Way {
         // With S A S = L D L^T, A is (S^-1 L S) (S^-1 D S^-1) (S L^T S^-1).
         const int power_before = forward || divide ? 1 : backward ? -1 : 0;
         const int power_behind = backward || divide ? 1 : forward ? -1 : 0;
-        Panel panel(context, factor);
-        if (const Status status = panel.open(std::min(nrhs, WIDEST_PANEL), by_elimination);
-            status != Status::OK)
-            return status;
+        Panel panel(context, factor, std::min(nrhs, WIDEST_PANEL));
+        if (const Status status = panel.open(by_elimination); status != Status::OK) return status;
         for (std::int32_t first = 0; first < nrhs; first += WIDEST_PANEL) {
             const std::int32_t width = std::min(nrhs - first, WIDEST_PANEL);
             double* columns = x + first * ldx;

@@ -3,7 +3,9 @@
 #include "platform/blas.h"
 #include "solve/node_steps.h"
 #include "solve/substitution.h"
+#include "solve/tree_sweeps.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <utility>
 
@@ -140,35 +142,33 @@ void mf_ldlt_backward_node(const mf_snode& node, const double* block, const std:
     mf_ldlt_block_solve('U', node.npiv, block, node.npiv, record, v, nullptr);
 }
 
-// The caller's vector is free once it is gathered: it serves as the scratch of the sweeps.
 Status mf_solve_ldlt(Context& context, const Factor& factor, double* x) noexcept {
     const Analysis& analysis = *factor.analysis;
-    const std::int32_t n = analysis.n;
-    Buffer<double> w(context.memory, n);
-    if (!w) return out_of_memory(context);
+    std::int64_t widest = 0;
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+        widest = std::max<std::int64_t>(widest, analysis.snodes[s].n_rows());
+    TreeSweeps sweeps(context, analysis, 1);
+    if (const Status status = sweeps.open(widest); status != Status::OK) return status;
     if (!factor.pivot_index) return Status::OK;
+    double* const w = sweeps.w();
     const bool by_blas = context.settings.type == TYPE_CSYM;
     const std::int32_t* record = factor.pivot_index.get();
-    for (std::int32_t k = 0; k < n; ++k) w[k] = x[analysis.perm[k]];
-    const auto forward = [&](std::int32_t s) noexcept {
-        const mf_snode& node = analysis.snodes[s];
+    for (std::int32_t k = 0; k < analysis.n; ++k) w[k] = x[analysis.perm[k]];
+    Status status = sweeps.forward([&](const mf_snode& node, std::int32_t s, double* scratch) noexcept {
         const FactorBlock& block = factor.blocks[s];
         if (block.values == nullptr) return;
         mf_ldlt_forward_node(node, block.values, (block.flags & BLOCK_TWO_BY_TWO) != 0, record + node.first(),
-                             w.get(), x);
-    };
-    const auto backward = [&](std::int32_t s) noexcept {
-        const mf_snode& node = analysis.snodes[s];
+                             w, scratch);
+    });
+    if (status != Status::OK) return status;
+    print_mapping(context, factor);
+    status = sweeps.backward([&](const mf_snode& node, std::int32_t s, double* scratch) noexcept {
         if (factor.block(s) == nullptr) return;
-        mf_ldlt_backward_node(node, factor.block(s), record + node.first(), w.get(), x, by_blas);
-    };
-    if (const Status status = mf_for_nodes(context, analysis.n_snodes, true, forward); status != Status::OK)
-        return status;
+        mf_ldlt_backward_node(node, factor.block(s), record + node.first(), w, scratch, by_blas);
+    });
+    if (status != Status::OK) return status;
     print_mapping(context, factor);
-    if (const Status status = mf_for_nodes(context, analysis.n_snodes, false, backward); status != Status::OK)
-        return status;
-    print_mapping(context, factor);
-    for (std::int32_t k = 0; k < n; ++k) x[analysis.perm[k]] = w[k];
+    for (std::int32_t k = 0; k < analysis.n; ++k) x[analysis.perm[k]] = w[k];
     return Status::OK;
 }
 

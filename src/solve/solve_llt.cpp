@@ -1,52 +1,52 @@
-#include "platform/blas.h"
+#include "core/tuning.h"
 #include "solve/node_steps.h"
 #include "solve/substitution.h"
+#include "solve/tree_sweeps.h"
+
+#include <algorithm>
 
 namespace vyr {
 
-void mf_llt_forward_node(const mf_snode& node, const double* block, double* w, double* update) noexcept {
-    double* pivots = w + node.first();
-    if (node.npiv <= SMALL_NODE_PIVOTS) {
-        mf_small_forward(node, block, w);
-        return;
-    }
-    blas::trsv('U', 'T', 'N', node.npiv, block, node.npiv, pivots, 1);
-    if (node.nupd == 0) return;
-    blas::gemv('T', node.npiv, node.nupd, 1.0, node.coupling(block), node.npiv, pivots, 1, 0.0, update, 1);
-    const std::int32_t* rows = node.update_rows();
-    for (std::int32_t j = 0; j < node.nupd; ++j) w[rows[j]] -= update[j];
+namespace {
+
+Status sweep(TreeSweeps& sweeps, const Factor& factor, const SweepLoops& loops,
+             std::int64_t stride) noexcept {
+    double* const w = sweeps.w();
+    const Status status = sweeps.forward([&](const mf_snode& node, std::int32_t s, double*) noexcept {
+        mf_llt_forward_node(loops, node, factor.block(s), w, stride);
+    });
+    if (status != Status::OK) return status;
+    return sweeps.backward([&](const mf_snode& node, std::int32_t s, double*) noexcept {
+        mf_llt_backward_node(loops, node, factor.block(s), w, stride);
+    });
 }
 
-void mf_llt_backward_node(const mf_snode& node, const double* block, double* w, double* update) noexcept {
-    double* pivots = w + node.first();
-    if (node.npiv <= SMALL_NODE_PIVOTS) {
-        mf_small_backward(node, block, w);
-        return;
-    }
-    if (node.nupd > 0) {
-        const std::int32_t* rows = node.update_rows();
-        for (std::int32_t j = 0; j < node.nupd; ++j) update[j] = w[rows[j]];
-        blas::gemv('N', node.npiv, node.nupd, -1.0, node.coupling(block), node.npiv, update, 1, 1.0, pivots,
-                   1);
-    }
-    blas::trsv('U', 'N', 'N', node.npiv, block, node.npiv, pivots, 1);
-}
+} // namespace
 
-// The caller's vector is free once it is gathered: it serves as the update scratch of the sweeps.
-Status mf_solve_llt(Context& context, const Factor& factor, double* x) noexcept {
-    const Analysis& analysis = *factor.analysis;
-    Buffer<double> w(context.memory, analysis.n);
-    if (!w) return out_of_memory(context);
-    for (std::int32_t k = 0; k < analysis.n; ++k) w[k] = x[analysis.perm[k]];
-    const auto forward = [&](std::int32_t s) noexcept {
-        mf_llt_forward_node(analysis.snodes[s], factor.block(s), w.get(), x);
-    };
-    const auto backward = [&](std::int32_t s) noexcept {
-        mf_llt_backward_node(analysis.snodes[s], factor.block(s), w.get(), x);
-    };
-    if (const Status status = mf_sweeps(context, analysis.n_snodes, forward, backward); status != Status::OK)
-        return status;
-    for (std::int32_t k = 0; k < analysis.n; ++k) x[analysis.perm[k]] = w[k];
+// The values of a variable are adjacent: a row of the work block.
+Status mf_solve_llt(Context& context, const Factor& factor, double* X, std::int32_t nrhs) noexcept {
+    const std::int64_t n = factor.analysis->n;
+    const std::int32_t* perm = factor.analysis->perm.get();
+    const std::int32_t widest = std::min(nrhs, tuning::MOST_RHS_AT_ONCE);
+    const std::int64_t stride =
+        widest == 1 ? 1 : std::int64_t{widest + PANEL_LANES - 1} / PANEL_LANES * PANEL_LANES;
+    const InstructionSet instructions = context.settings.instructions;
+    const SweepLoops& loops =
+        widest == 1 ? mf_vector_sweep_loops(instructions) : mf_panel_sweep_loops(instructions);
+    TreeSweeps sweeps(context, *factor.analysis, stride);
+    if (const Status status = sweeps.open(0); status != Status::OK) return status;
+    for (std::int32_t first = 0; first < nrhs; first += widest) {
+        const std::int32_t width = std::min(widest, nrhs - first);
+        double* const x = X + first * n;
+        for (std::int64_t k = 0; k < n; ++k) {
+            double* const row = sweeps.w() + k * stride;
+            for (std::int32_t r = 0; r < width; ++r) row[r] = x[r * n + perm[k]];
+            std::fill(row + width, row + stride, 0.0);
+        }
+        if (const Status status = sweep(sweeps, factor, loops, stride); status != Status::OK) return status;
+        for (std::int32_t r = 0; r < width; ++r)
+            for (std::int64_t k = 0; k < n; ++k) x[r * n + perm[k]] = sweeps.w()[k * stride + r];
+    }
     return Status::OK;
 }
 

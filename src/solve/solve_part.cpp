@@ -18,6 +18,7 @@ public:
                double* scratch) noexcept
         : context_(context),
           factor_(factor),
+          loops_(mf_vector_sweep_loops(context.settings.instructions)),
           ldlt_(context.settings.type != TYPE_SPD),
           x_(x),
           nrhs_(nrhs),
@@ -54,6 +55,7 @@ private:
 
     Context& context_;
     const Factor& factor_;
+    const SweepLoops& loops_;
     bool ldlt_;
     double* x_;
     std::int32_t nrhs_;
@@ -79,7 +81,7 @@ void PartSolver::to_analysed_order() const noexcept {
 
 Status PartSolver::forward() const noexcept {
     return sweep(true, [&](std::int32_t s, const double* block, double* w) noexcept {
-        if (!ldlt_) return mf_llt_forward_node(node(s), block, w, scratch_);
+        if (!ldlt_) return mf_llt_forward_node(loops_, node(s), block, w, 1);
         mf_ldlt_forward_node(node(s), block, two_by_two(s), record(s), w, scratch_);
         std::copy_n(scratch_, node(s).npiv, w + node(s).first());
     });
@@ -95,7 +97,7 @@ Status PartSolver::divide() const noexcept {
 Status PartSolver::backward() const noexcept {
     const bool by_blas = context_.settings.type == TYPE_CSYM;
     return sweep(false, [&](std::int32_t s, const double* block, double* w) noexcept {
-        if (!ldlt_) return mf_llt_backward_node(node(s), block, w, scratch_);
+        if (!ldlt_) return mf_llt_backward_node(loops_, node(s), block, w, 1);
         mf_ldlt_backward_node(node(s), block, record(s), w, scratch_, by_blas);
     });
 }
@@ -104,6 +106,7 @@ Status PartSolver::backward() const noexcept {
 
 Status mf_solve_part(Context& context, const Factor& factor, SolvePart part, double* x, std::int32_t nrhs,
                      std::int64_t ldx) noexcept {
+    context.settings.n_threads = 1;
     if (factor.has_delayed()) return mf_solve_delayed_part(context, factor, part, x, nrhs, ldx);
     const blas::ThreadLimit one_thread(1); // short calls, as in a whole solve
     const Workforce caller(context, 1);

@@ -20,9 +20,8 @@ Status run_kernel(Context& context, const Factor& factor, double* x, std::int32_
     const bool in_core = stored_in_core && (mode == CORE_IN || mode == CORE_MAPPED);
     switch (context.settings.type) {
     case TYPE_SPD:
-        if (in_core && block) return mf_solve_llt_n(context, factor, x, nrhs);
         if (in_core || (stored_in_core && mode == CORE_GBLAS && !block))
-            return mf_solve_llt(context, factor, x);
+            return mf_solve_llt(context, factor, x, block ? nrhs : 1);
         return mf_solve_llt_ooc(context, factor, x);
     case TYPE_LDLT:
     case TYPE_CSYM:

@@ -34,13 +34,11 @@ namespace vyr {
 [[nodiscard]] Status mf_refine(Context& context, const Factor& factor, const Matrix& matrix, double* b,
                                bool block) noexcept;
 
-/// L L^T in core, x of n doubles. Returns 0, or MEMORY for a work vector of n doubles.
-[[nodiscard]] Status mf_solve_llt(Context& context, const Factor& factor, double* x) noexcept;
-
-/// The same for nrhs right-hand sides: X is n x nrhs, leading dimension n. Returns 0, or MEMORY for a work
-/// block of n * nrhs doubles, nrhs rounded up to a multiple of PANEL_LANES when it is small.
-[[nodiscard]] Status mf_solve_llt_n(Context& context, const Factor& factor, double* X,
-                                    std::int32_t nrhs) noexcept;
+/// L L^T in core, on settings.n_threads threads: X is n x nrhs, leading dimension n. Returns 0; MEMORY for a
+/// work block of n rows as wide as a pass through the factor, and a little more; CANCELLED, X being of no
+/// use.
+[[nodiscard]] Status mf_solve_llt(Context& context, const Factor& factor, double* X,
+                                  std::int32_t nrhs) noexcept;
 
 /// L D L^T in core, x of n doubles. Nodes without a block are passed over; without a pivot record x stays as
 /// it is. Returns 0, or MEMORY for a work vector of n doubles.

@@ -104,6 +104,32 @@ TEST(Kernels, CholeskySolvesAnyNumberOfRightHandSidesWithEveryInstructionSet) {
     }
 }
 
+TEST(Kernels, GiveTheSameBitsOnAnyNumberOfThreads) {
+    for (const int kind : {int{TYPE_SPD}, int{TYPE_LDLT}, int{TYPE_CSYM}, 0}) { // 0: delayed pivots
+        const Csc grid = spd(16 * 17 * 18, grid_edges(16, 17, 18));
+        const Csc a = kind == TYPE_SPD ? grid : shifted(grid, 2.3);
+        TestContext test;
+        EngineRun run{test};
+        Settings& settings = test.context.settings;
+        settings.type = kind == 0 ? TYPE_LDLT : kind, settings.delay_pivots = kind == 0;
+        ASSERT_EQ(run.run(a), Status::OK);
+        ASSERT_TRUE(run.analysis.solve_cut.n_subtrees > 8 && run.analysis.solve_cut.n_top > 8);
+        const Vector b = random_vector(a.n * 5, 1);
+        for (const int nrhs : {1, 5}) {
+            Vector first;
+            for (const int n_threads : {1, 2, 5}) {
+                settings.n_threads = n_threads;
+                Vector x = b;
+                EXPECT_EQ(mf_solve(test.context, run.factor, matrix_of(a), x.data(), nrhs, nrhs > 1),
+                          Status::OK);
+                EXPECT_LT(backward_error(a, x.data(), b.data()), kind == TYPE_SPD ? 1e-14 : 1e-9);
+                if (first.empty()) first = x;
+                EXPECT_TRUE(std::equal(x.begin(), x.end(), first.begin(), same)) << kind << " " << n_threads;
+            }
+        }
+    }
+}
+
 TEST(Kernels, PairsAndExchangesAreSolvedByLoopsAndByBlasInCoreAndOutOfIt) {
     Rng rng(test_seed());
     double n_pairs = 0, n_files = 0;
@@ -137,7 +163,7 @@ TEST(Kernels, AreChosenByTypeCoreModeAndStorage) {
         bool block;
     };
     const Row rows[] = {{11, 0, 3, 1, true},  {11, 0, 1, 1, false}, {11, 3, 3, 1, true}, {11, 1, 1, 3, true},
-                        {11, 4, 1, 3, true},  {11, 5, 1, 1, false}, {12, 0, 1, 1, true}, {12, 3, 1, 1, false},
+                        {11, 4, 1, 3, true},  {11, 5, 1, 1, false}, {12, 0, 1, 2, true}, {12, 3, 1, 2, false},
                         {13, 5, 1, 3, false}, {13, 1, 1, 3, true},  {14, 0, 0, 0, true}, {99, 1, 0, 0, true}};
     Rng rng(test_seed());
     for (const auto& [type, mode, columns, n_allocations, block] : rows) {
