@@ -51,20 +51,25 @@ inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;
 /// own loops: 0.18 s against 0.24 s for dtrsm and dgemm, which copy the factor before they use it.
 inline constexpr std::int32_t MOST_RHS_AT_ONCE = 32;
 
+// Solves. Measured on two cores of an AMD EPYC (one reads 19 GB/s, both 25) with AVX-512 loops, one and
+// sixteen right-hand sides; one thread by BLAS calls, then two threads by strips and loops of our own, ms:
+// p3d_40 26 and 57, 18 and 36; p3d_60 138 and 321, 89 and 190; p2d_1000 95 and 538, 72 and 426.
+
 /// Doubles of a factor from which its solves are shared among threads, and subtrees that they take, at least.
+/// Below, starting a team costs what it gains.
 inline constexpr std::int64_t SHARED_SOLVE_ENTRIES = 200'000;
 inline constexpr std::int32_t SOLVE_SUBTREES = 32;
 
-/// Products of a node with its right-hand sides, in doubles read of the block, from which the node is solved
-/// in strips that other threads may take, and those of one strip.
+/// Doubles of a node, times those of a right-hand side's row, from which the node is solved in strips that
+/// other threads may take: some 50 microseconds. A strip reads SOLVE_STRIP_ENTRIES of them; a panel of pivots
+/// is solved by one thread at a time.
 inline constexpr std::int64_t SHARED_NODE_ENTRIES = 131'072;
 inline constexpr std::int64_t SOLVE_STRIP_ENTRIES = 32'768;
-
-/// Bytes of a factor that a solve for one vector asks for ahead.
-inline constexpr std::int64_t SOLVE_PREFETCH_BYTES = 8192;
-
-/// Pivots of a node in strips that are solved at a time, by one thread.
 inline constexpr std::int32_t SOLVE_PANEL = 256;
+
+/// Bytes of a factor that a solve for one vector asks for ahead. p3d_40 on one thread 30 ms, 35 without; 8192
+/// are the same.
+inline constexpr std::int64_t SOLVE_PREFETCH_BYTES = 2048;
 
 /// Operations from which a single matrix product of the L D L^T kernel runs on all threads: about 80
 /// microseconds of work, against a few for starting the threads, and milliseconds when another process holds
