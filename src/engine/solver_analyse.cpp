@@ -1,5 +1,6 @@
 #include "engine/memory_share.h"
 #include "engine/solver.h"
+#include "numeric/phases.h"
 #include "platform/platform.h"
 #include "symbolic/analyse.h"
 #include "symbolic/symmetric_matching.h"
@@ -137,9 +138,11 @@ Status mf_solver_memory(Context& context, const SolverAnalysis& made, MemoryNeed
                                   2.0 * std::max(schedule.n_tasks, 1) * analysis.n);
     const double work =
         made.type == TYPE_SPD ? static_cast<double>(schedule.work_entries[0]) : schedule.waiting_entries;
-    // L D L^T takes the scaled values and the entries by node as well.
-    const double entries = made.type == TYPE_SPD ? 0 : 16.0 * analysis.n_input;
-    need.in_core = need.factor + indices + entries + 8.0 * (work + 2.0 * analysis.n);
+    // L L^T packs coupling blocks; L D L^T takes the scaled values and the entries by node.
+    const double beside_work = made.type == TYPE_SPD
+                                   ? mf_spd_packed_bytes(analysis, std::max(schedule.n_threads, 1))
+                                   : 16.0 * analysis.n_input;
+    need.in_core = need.factor + indices + beside_work + 8.0 * (work + 2.0 * analysis.n);
     double path_bytes = 0;
     if (const Status status = mf_path_bytes(context, analysis, made.type, path_bytes); status != Status::OK)
         return status;

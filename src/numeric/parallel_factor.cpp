@@ -156,11 +156,14 @@ void run_subtree(Factor& factor, SpdTask& task, double* packed, double* owed) no
 
 } // namespace
 
-double mf_spd_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept {
+double mf_spd_packed_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept {
     constexpr std::int32_t MOST_LANES = 8;
-    const auto packed = static_cast<double>(packed_entries(analysis, MOST_LANES));
+    return 8.0 * n_threads * static_cast<double>(packed_entries(analysis, MOST_LANES));
+}
+
+double mf_spd_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept {
     const auto owed = n_threads > 1 ? static_cast<double>(owed_entries(analysis)) : 0.0;
-    return 8.0 * n_threads * (packed + owed);
+    return mf_spd_packed_bytes(analysis, n_threads) + 8.0 * n_threads * owed;
 }
 
 Status mf_parallel_factor(Context& context, Factor& factor) noexcept {

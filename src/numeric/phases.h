@@ -27,6 +27,9 @@ Status mf_assemble_input(const Context& context, const double* values, Factor& f
 /// of it only when messages are on. Changes nothing.
 void mf_lu_init_check(const Log& log, const Factor& factor) noexcept;
 
+/// Bytes in which the threads of L L^T pack a coupling block each.
+double mf_spd_packed_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept;
+
 /// Bytes of work space that L L^T touches beside the factor blocks.
 double mf_spd_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept;
 
