@@ -1,7 +1,7 @@
 #include "numeric/dense_cholesky.h"
 
-#include "core/tuning.h"
 #include "core/strips.h"
+#include "core/tuning.h"
 #include "numeric/vector_loops.h"
 #include "platform/blas.h"
 

@@ -1,5 +1,5 @@
-#include "numeric/delayed.h"
 #include "core/strips.h"
+#include "numeric/delayed.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
-#include "numeric/front.h"
 #include "core/strips.h"
+#include "numeric/front.h"
 #include "platform/blas.h"
 
 #include <algorithm>

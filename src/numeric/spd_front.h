@@ -1,10 +1,10 @@
 // What both variants of the update of a positive definite front begin with.
 #pragma once
 
+#include "core/strips.h"
 #include "core/tuning.h"
 #include "numeric/dense_cholesky.h"
 #include "numeric/spd.h"
-#include "core/strips.h"
 
 namespace vyr {
 
