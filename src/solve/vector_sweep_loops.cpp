@@ -110,8 +110,19 @@ HWY_INLINE void forward_pivots(const BlockPart& part, std::int32_t k, double* x)
     }
 }
 
+// Narrow nodes go by scalars, or keep x in a register: a part of a vector that has just been stored is not
+// forwarded to the next load.
+
 void solve_transposed(const BlockPart& part, double* x, std::int64_t) noexcept {
     std::int32_t k = 0;
+    if (part.width <= LANES) {
+        for (const double* column = part.a; k < part.width; ++k, column += part.ld) {
+            double value = x[k];
+            for (std::int32_t l = 0; l < k; ++l) value -= column[l] * x[l];
+            x[k] = value / column[k];
+        }
+        return;
+    }
     for (; k + TILE <= part.width; k += TILE) forward_pivots<TILE>(part, k, x);
     for (; k < part.width; ++k) forward_pivots<1>(part, k, x);
 }
@@ -130,6 +141,14 @@ HWY_INLINE void backward_pivots(const BlockPart& part, std::int32_t k, double* x
 
 void solve(const BlockPart& part, double* x, std::int64_t) noexcept {
     std::int32_t k = part.width;
+    if (k <= LANES) {
+        while (k-- > 0) {
+            const double* column = part.a + k * part.ld;
+            const double value = x[k] /= column[k];
+            for (std::int32_t l = 0; l < k; ++l) x[l] -= column[l] * value;
+        }
+        return;
+    }
     for (; k % TILE != 0; --k) backward_pivots<1>(part, k - 1, x);
     for (; k > 0; k -= TILE) backward_pivots<TILE>(part, k - TILE, x);
 }
@@ -151,8 +170,28 @@ void reduce(const BlockPart& part, const double* x, double* w, const std::int32_
     }
 }
 
+/// collect() for at most one vector of x.
+void collect_narrow(const BlockPart& part, double* x, const double* w, const std::int32_t* rows) noexcept {
+    const Tag d;
+    const auto part_of = hn::FirstN(d, static_cast<std::size_t>(part.height));
+    const double* column = part.a;
+    Vec even = hn::Zero(d), odd = hn::Zero(d);
+    std::int32_t j = 0;
+    for (; j + 2 <= part.width; j += 2, column += 2 * part.ld) {
+        even = hn::MulAdd(hn::MaskedLoad(part_of, d, column), hn::Set(d, w[rows[j]]), even);
+        odd = hn::MulAdd(hn::MaskedLoad(part_of, d, column + part.ld), hn::Set(d, w[rows[j + 1]]), odd);
+    }
+    if (j < part.width) even = hn::MulAdd(hn::MaskedLoad(part_of, d, column), hn::Set(d, w[rows[j]]), even);
+    const Vec rest = hn::Sub(hn::MaskedLoad(part_of, d, x), hn::Add(even, odd));
+    hn::BlendedStore(rest, part_of, d, x);
+}
+
 void collect(const BlockPart& part, double* x, const double* w, const std::int32_t* rows,
              std::int64_t) noexcept {
+    if (LANES > 2 && part.height <= LANES) {
+        collect_narrow(part, x, w, rows);
+        return;
+    }
     const double* column = part.a;
     const std::int64_t ahead = prefetch_distance(part);
     std::int32_t j = 0;
