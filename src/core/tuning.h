@@ -51,9 +51,9 @@ inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;
 /// own loops: 0.18 s against 0.24 s for dtrsm and dgemm, which copy the factor before they use it.
 inline constexpr std::int32_t MOST_RHS_AT_ONCE = 32;
 
-// Solves. Measured on two cores of an AMD EPYC (one reads 19 GB/s, both 25) with AVX-512 loops, one and
-// sixteen right-hand sides; one thread by BLAS calls, then two threads by strips and loops of our own, ms:
-// p3d_40 26 and 57, 18 and 36; p3d_60 138 and 321, 89 and 190; p2d_1000 95 and 538, 72 and 426.
+// Solves. Measured on two cores of an AMD EPYC with AVX-512 loops, one and sixteen right-hand sides, ms; by
+// BLAS calls on one thread, and by strips and loops of our own on two: p3d_40 26 and 53, 18 and 36; p3d_60
+// 124 and 271, 88 and 215; p2d_1000 96 and 516, 84 and 448.
 
 /// Doubles of a factor from which its solves are shared among threads, and subtrees that they take, at least.
 /// Below, starting a team costs what it gains.
