@@ -7,6 +7,9 @@
 #define HWY_TARGET_INCLUDE "numeric/front_loops.cpp"
 #include "platform/highway.h"
 
+// Vectors of a tile are counted, not entries: their products are small.
+// NOLINTBEGIN(bugprone-implicit-widening-of-multiplication-result)
+
 HWY_BEFORE_NAMESPACE();
 namespace vyr {
 namespace {
@@ -120,6 +123,8 @@ constexpr FrontLoops LOOPS{max_abs, reduce, divide};
 } // namespace
 } // namespace vyr
 HWY_AFTER_NAMESPACE();
+
+// NOLINTEND(bugprone-implicit-widening-of-multiplication-result)
 
 #if HWY_ONCE
 namespace vyr {

@@ -15,6 +15,9 @@
 // One build of it for each set:
 #include "platform/transpose-inl.h"
 
+// Vectors of a tile are counted, not entries: their products are small.
+// NOLINTBEGIN(bugprone-implicit-widening-of-multiplication-result)
+
 HWY_BEFORE_NAMESPACE();
 namespace vyr {
 namespace {
@@ -219,6 +222,8 @@ constexpr ProductKernel KERNEL{LANES, pack, subtract, form};
 } // namespace
 } // namespace vyr
 HWY_AFTER_NAMESPACE();
+
+// NOLINTEND(bugprone-implicit-widening-of-multiplication-result)
 
 #if HWY_ONCE
 namespace vyr {

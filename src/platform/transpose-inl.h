@@ -18,7 +18,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 /// Side of the squares that are transposed in registers: wider ones run out of them.
 using SquareTag = hn::CappedTag<double, 4>;
-constexpr std::int32_t SQUARE = static_cast<std::int32_t>(hn::MaxLanes(SquareTag()));
+inline constexpr std::int32_t SQUARE = static_cast<std::int32_t>(hn::MaxLanes(SquareTag()));
 
 /// to[i + k * ld_to] = from[k + i * ld_from], i, k < SQUARE.
 HWY_INLINE void transpose_square(const double* from, std::int64_t ld_from, double* to,

@@ -7,6 +7,9 @@
 #define HWY_TARGET_INCLUDE "solve/front_substitution.cpp"
 #include "platform/highway.h"
 
+// Vectors of a tile are counted, not entries: their products are small.
+// NOLINTBEGIN(bugprone-implicit-widening-of-multiplication-result)
+
 HWY_BEFORE_NAMESPACE();
 namespace vyr {
 namespace {
@@ -184,6 +187,8 @@ constexpr FrontSubstitution LOOPS{forward_one, forward, backward_one, backward};
 } // namespace
 } // namespace vyr
 HWY_AFTER_NAMESPACE();
+
+// NOLINTEND(bugprone-implicit-widening-of-multiplication-result)
 
 #if HWY_ONCE
 namespace vyr {
