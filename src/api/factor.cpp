@@ -117,8 +117,7 @@ extern "C" vyr_status vyr_factor_get_info(const vyr_factor* factor, vyr_factor_i
     const Factor& inner = solver.factor;
     figures.files = inner.files.count;
     figures.file_bytes = static_cast<double>(inner.files.doubles) * sizeof(double);
-    figures.factor_bytes = static_cast<double>(inner.lu_values.count()) * sizeof(double) +
-                           static_cast<double>(inner.files.held_bytes);
+    figures.factor_bytes = inner.held_bytes();
     const bool complete = factor->status == VYR_STATUS_OK || factor->status == VYR_STATUS_SINGULAR;
     if (complete && solver.rank >= 0) {
         Accounting memory;

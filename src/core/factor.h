@@ -82,6 +82,7 @@ struct Pivoted {
     std::int32_t n_zero = 0;      ///< pivots that are zero, at the end of the roots
     std::int32_t n_perturbed = 0; ///< pivots that were replaced by larger ones
     std::int64_t n_delayed = 0;   ///< columns passed on, once for each node that did
+    std::int64_t n_entries = 0;   ///< doubles of Factor::lu_values that blocks take
 };
 
 struct BlockStore; // memory/block_store.h
@@ -118,7 +119,7 @@ struct Factor {
     Accounting* memory;
     const Analysis* analysis;
     Buffer<FactorBlock> blocks;  ///< n_snodes
-    Buffer<double> lu_values;    ///< factor_entries, in core only
+    Buffer<double> lu_values;    ///< in core only: factor_entries, or more, for pivots that are delayed
     bool lu_values_zero = false; ///< lu_values is fresh from the system and still all zero
     Buffer<double> diag_values;  ///< n, pivot order: diagonal of L; -DBL_MAX where not computed
     Buffer<std::int32_t>
@@ -149,6 +150,12 @@ struct Factor {
     std::int64_t block_entries(std::int32_t node) const noexcept {
         return has_delayed() ? std::int64_t{n_front_rows(node)} * pivoted.nodes[node].n_eliminated
                              : analysis->snodes[node].n_entries();
+    }
+    /// Bytes of memory that blocks take. With delayed pivots lu_values may have room that nothing has
+    /// touched.
+    double held_bytes() const noexcept {
+        const std::int64_t in_core = has_delayed() ? pivoted.n_entries : lu_values.count();
+        return static_cast<double>(in_core) * sizeof(double) + static_cast<double>(files.held_bytes);
     }
     /// Forgets the pivots of a factorization with delayed ones.
     void release_pivoted() noexcept;

@@ -9,6 +9,10 @@ namespace vyr {
 
 namespace {
 
+/// Of the factor's entries, one of so many more is reserved where fronts may grow by delayed pivots. What
+/// nothing grows into is never touched.
+constexpr std::int64_t DELAYED_SHARE = 4;
+
 Status no_storage(Context& context) noexcept {
     return out_of_memory(context, Status::FACTOR_STORAGE);
 }
@@ -41,7 +45,8 @@ Status allocate_node_work(Context& context, Factor& factor) noexcept {
 
 Status mf_reserve_factor_values(Context& context, Factor& factor) noexcept {
     const Analysis& analysis = *factor.analysis;
-    factor.lu_values = Buffer<double>::zeroed(*factor.memory, analysis.factor_entries);
+    const std::int64_t more = context.settings.delay_pivots ? analysis.factor_entries / DELAYED_SHARE : 0;
+    factor.lu_values = Buffer<double>::zeroed(*factor.memory, analysis.factor_entries + more);
     if (!factor.lu_values) {
         mf_message(
             context,

@@ -14,7 +14,8 @@ namespace vyr {
 /// yet.
 Status mf_alloc_L(Context& context, Factor& factor) noexcept;
 
-/// Allocates lu_values, zero and untouched, and points every block into it.
+/// Allocates lu_values, zero and untouched, and points every block into it. With settings.delay_pivots there
+/// is more of it than the analysis foresees.
 ///
 /// Returns OK, or FACTOR_STORAGE without memory, after a message.
 Status mf_reserve_factor_values(Context& context, Factor& factor) noexcept;

@@ -16,8 +16,8 @@
 namespace vyr {
 
 /// Factorises by settings: threads, pivot_mode, pivot_share, zero_pivot, zero_pivots. Blocks lie in
-/// factor.lu_values where the front has the size that the analysis knows, otherwise and out of core on their
-/// own.
+/// factor.lu_values, those of a task one behind the other, or on their own where that is full, and out of
+/// core.
 ///
 /// values   n_input doubles in the order of the analysed pattern
 ///
@@ -33,7 +33,9 @@ struct DelayedRun {
     const double* values;
     PivotRules rules;
     Buffer<std::int32_t> first_child, next_sibling; ///< n_snodes each, -1 at the end
-    Buffer<double*> updates; ///< n_snodes: Schur complement that waits for the parent's front; null
+    // What waits for the parent's front; null for nothing.
+    Buffer<double*> updates; ///< n_snodes: Schur complement of the update rows
+    Buffer<double*> passed;  ///< n_snodes: columns without a pivot, n_delayed + nupd rows each
     Lock lock;
 
     explicit DelayedRun(Context& c, Factor& f, const double* v) noexcept : context(c), factor(f), values(v) {}
@@ -42,7 +44,7 @@ struct DelayedRun {
     DelayedRun& operator=(const DelayedRun&) = delete;
 
     Status prepare() noexcept;
-    void release_update(std::int32_t s) noexcept;
+    void release_passed_on(std::int32_t s) noexcept;
     /// Columns that the children pass on.
     std::int32_t n_passed_on(std::int32_t s) const noexcept;
     template <typename Visit>
@@ -59,6 +61,8 @@ void mf_assemble_front(const DelayedRun& run, std::int32_t s, const Front& front
 struct DelayedTask {
     const std::int32_t* nodes = nullptr; ///< ascending
     std::int32_t n_nodes = 0;
+    double* storage = nullptr;           ///< its part of factor.lu_values
+    std::int64_t capacity = 0, used = 0; ///< doubles of that
     Buffer<double> w, row;
     Buffer<std::int32_t> order;
     Status status = Status::OK;

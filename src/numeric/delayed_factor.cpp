@@ -33,6 +33,7 @@ public:
             task.nodes = schedule.task_nodes.get() + schedule.task_offset[t];
             task.n_nodes = schedule.task_offset[t + 1] - schedule.task_offset[t];
         }
+        share_storage();
     }
     ~Tasks() {
         for (std::int32_t t = 0; t < count_ && tasks_ != nullptr; ++t) tasks_[t].~DelayedTask();
@@ -73,6 +74,7 @@ public:
         Pivoted& pivoted = run_.factor.pivoted;
         for (std::int32_t t = 0; t < count_; ++t) {
             const DelayedTask& task = tasks_[t];
+            pivoted.n_entries += task.used;
             statistics.flops += task.flops;
             statistics.t_assembly += task.assembly_ms / 1000;
             statistics.n_two_by_two += task.n_two_by_two;
@@ -83,6 +85,24 @@ public:
     }
 
 private:
+    /// Parts of factor.lu_values, in proportion to what the analysis foresees for the tasks.
+    void share_storage() noexcept {
+        Buffer<double>& values = run_.factor.lu_values;
+        if (!values) return;
+        const Analysis& analysis = *run_.factor.analysis;
+        const double share =
+            static_cast<double>(values.count()) / static_cast<double>(analysis.factor_entries);
+        std::int64_t foreseen = 0, begin = 0;
+        for (std::int32_t t = 0; t < count_; ++t) {
+            DelayedTask& task = tasks_[t];
+            for (std::int32_t k = 0; k < task.n_nodes; ++k)
+                foreseen += analysis.snodes[task.nodes[k]].n_entries();
+            const auto end = static_cast<std::int64_t>(share * static_cast<double>(foreseen));
+            task.storage = values.get() + begin;
+            task.capacity = std::min(end, values.count()) - begin;
+            begin += task.capacity;
+        }
+    }
     void work_on(std::int32_t t) noexcept {
         mf_delayed_nodes(run_, tasks_[t]);
         tasks_[t].w.reset();
@@ -107,12 +127,14 @@ Status check_rank(Context& context, const Factor& factor) noexcept {
 
 DelayedRun::~DelayedRun() {
     if (factor.block_store != nullptr) factor.block_store->lock = nullptr;
-    for (std::int64_t s = 0; s < updates.count(); ++s) release_update(static_cast<std::int32_t>(s));
+    for (std::int64_t s = 0; s < passed.count(); ++s) release_passed_on(static_cast<std::int32_t>(s));
 }
 
-void DelayedRun::release_update(std::int32_t s) noexcept {
-    mf_free(context.memory, updates[s]);
-    updates[s] = nullptr;
+void DelayedRun::release_passed_on(std::int32_t s) noexcept {
+    for (double** memory : {&updates[s], &passed[s]}) {
+        mf_free(context.memory, *memory);
+        *memory = nullptr;
+    }
 }
 
 std::int32_t DelayedRun::n_passed_on(std::int32_t s) const noexcept {
@@ -140,7 +162,8 @@ Status DelayedRun::prepare() noexcept {
     first_child = Buffer<std::int32_t>(context.memory, n_snodes, -1);
     next_sibling = Buffer<std::int32_t>(context.memory, n_snodes, -1);
     updates = Buffer<double*>(context.memory, n_snodes, static_cast<double*>(nullptr));
-    if (!first_child || !next_sibling || !updates) return out_of_memory(context);
+    passed = Buffer<double*>(context.memory, n_snodes, static_cast<double*>(nullptr));
+    if (!first_child || !next_sibling || !updates || !passed) return out_of_memory(context);
     for (std::int32_t s = n_snodes - 1; s >= 0; --s) {
         const std::int32_t p = analysis.snode_parent[s];
         if (p < 0) continue;

@@ -37,9 +37,10 @@ private:
     Status obtain_update() noexcept;
     Status obtain_work() noexcept;
     void assemble() noexcept;
-    void finish_children() noexcept;
     void eliminate() noexcept;
     void keep_zero_pivots() noexcept;
+    Status pass_on() noexcept;
+    void keep_block() noexcept;
 
     DelayedRun& run_;
     DelayedTask& task_;
@@ -77,8 +78,8 @@ Status NodeElimination::obtain_block() noexcept {
     if (!factor.lu_values) {
         if (const Status status = mf_store_make(run_.context, factor, s_, entries); status != Status::OK)
             return status;
-    } else if (front_.n_columns == node_.npiv) {
-        block.values = factor.lu_values.get() + node_.start;
+    } else if (entries <= task_.capacity - task_.used) {
+        block.values = task_.storage + task_.used;
     } else {
         const auto bytes = static_cast<std::uint64_t>(entries) * sizeof(double);
         block.values = static_cast<double*>(mf_page_alloc(*factor.memory, bytes, block.flags));
@@ -110,19 +111,8 @@ Status NodeElimination::obtain_work() noexcept {
 void NodeElimination::assemble() noexcept {
     const double start_ms = platform::clock_ms();
     mf_assemble_front(run_, s_, front_, worth_sharing(front_));
-    finish_children();
+    run_.for_children(s_, [&](std::int32_t child) noexcept { run_.release_passed_on(child); });
     task_.assembly_ms += platform::clock_ms() - start_ms;
-}
-
-/// The children have passed everything on. A block may go to a file as soon as no parent waits for columns in
-/// it.
-void NodeElimination::finish_children() noexcept {
-    Factor& factor = run_.factor;
-    run_.for_children(s_, [&](std::int32_t child) noexcept {
-        run_.release_update(child);
-        if (factor.block_store != nullptr && factor.pivoted.nodes[child].n_delayed() > 0)
-            mf_store_finish(run_.context, factor, child);
-    });
 }
 
 void NodeElimination::eliminate() noexcept {
@@ -150,6 +140,28 @@ void NodeElimination::keep_zero_pivots() noexcept {
     pivoted.n_eliminated = pivoted.n_columns;
 }
 
+/// Copies the columns without a pivot, which the block does not keep.
+Status NodeElimination::pass_on() noexcept {
+    const PivotedNode& pivoted = run_.factor.pivoted.nodes[s_];
+    const std::int32_t n_passed = pivoted.n_delayed(), first = pivoted.n_eliminated;
+    if (n_passed == 0) return Status::OK;
+    const std::size_t n_rows = static_cast<std::size_t>(front_.n_rows - first);
+    const std::size_t bytes = n_rows * static_cast<std::size_t>(n_passed) * sizeof(double);
+    auto* to = static_cast<double*>(mf_malloc(run_.context.memory, bytes));
+    if (to == nullptr) return Status::MEMORY;
+    run_.passed[s_] = to;
+    for (std::int32_t k = first; k < pivoted.n_columns; ++k, to += n_rows)
+        std::copy_n(front_.at(first, k), n_rows, to);
+    return Status::OK;
+}
+
+/// The block is what was eliminated. Room behind it is for the next node.
+void NodeElimination::keep_block() noexcept {
+    Factor& factor = run_.factor;
+    if (factor.blocks[s_].bytes == 0) task_.used += factor.block_entries(s_);
+    if (factor.block_store != nullptr) mf_store_finish(run_.context, factor, s_);
+}
+
 Status NodeElimination::run() noexcept {
     if (mf_stop(run_.context)) return Status::CANCELLED;
     if (const Status status = obtain_columns(); status != Status::OK) return status;
@@ -159,8 +171,8 @@ Status NodeElimination::run() noexcept {
     assemble();
     eliminate();
     if (mf_stop(run_.context)) return Status::CANCELLED;
-    if (run_.factor.block_store != nullptr && run_.factor.pivoted.nodes[s_].n_delayed() == 0)
-        mf_store_finish(run_.context, run_.factor, s_);
+    if (const Status status = pass_on(); status != Status::OK) return status;
+    keep_block();
     mf_add_work(run_.context, mf_node_cost(node_));
     return Status::OK;
 }

@@ -33,7 +33,7 @@ private:
         if (j < n) return front_.at(0, j);
         return front_.update + static_cast<std::int64_t>(j - n) * front_.n_update() - n;
     }
-    void add_column(std::int32_t child, std::int32_t from, std::int32_t to) const noexcept;
+    void add_column(std::int32_t child, std::int32_t k, std::int32_t to) const noexcept;
 
     const DelayedRun& run_;
     const Analysis& analysis_;
@@ -96,16 +96,15 @@ void Assembly::add_update(std::int32_t child, std::int32_t begin, std::int32_t e
     }
 }
 
-/// Column `from` of a child's block, which found no pivot there, into column `to`.
-void Assembly::add_column(std::int32_t child, std::int32_t from, std::int32_t to) const noexcept {
-    const PivotedNode& sender = run_.factor.pivoted.nodes[child];
+/// The k-th column that a child passes on into column `to`.
+void Assembly::add_column(std::int32_t child, std::int32_t k, std::int32_t to) const noexcept {
     const mf_snode& node = analysis_.snodes[child];
-    const std::int64_t n_rows = run_.factor.n_front_rows(child);
-    const double* source = run_.factor.block(child) + from * n_rows;
-    std::copy(source + from, source + sender.n_columns, front_.at(to, to));
+    const std::int32_t n_passed = run_.factor.pivoted.nodes[child].n_delayed();
+    const double* source = run_.passed[child] + std::int64_t{k} * (n_passed + node.nupd);
+    std::copy(source + k, source + n_passed, front_.at(to, to));
     for (std::int32_t i = 0; i < node.nupd; ++i) {
         const std::int32_t row = place(node.rel_index[node.npiv + i]);
-        *(row > to ? front_.at(row, to) : front_.at(to, row)) = source[sender.n_columns + i];
+        *(row > to ? front_.at(row, to) : front_.at(to, row)) = source[n_passed + i];
     }
 }
 
@@ -113,8 +112,8 @@ void Assembly::add_passed_on() const noexcept {
     std::int32_t to = node_.npiv;
     run_.for_children(s_, [&](std::int32_t child) noexcept {
         const PivotedNode& sender = run_.factor.pivoted.nodes[child];
-        for (std::int32_t k = sender.n_eliminated; k < sender.n_columns; ++k, ++to) {
-            front_.columns[to] = sender.columns[k];
+        for (std::int32_t k = 0; k < sender.n_delayed(); ++k, ++to) {
+            front_.columns[to] = sender.columns[sender.n_eliminated + k];
             add_column(child, k, to);
         }
     });

@@ -49,7 +49,15 @@ TEST(Delayed, SolvesWhateverTheDiagonalAndAlikeWhenRepeated) {
                 ASSERT_EQ(d.run.run(a), Status::OK) << d.test.context.reason;
                 ASSERT_TRUE(k != 1 || d.run.factorise(a) == Status::OK) << "once more in the same storage";
                 x[k] = d.run.solve(a, b, 3);
-                n_delayed += d.run.factor.pivoted.n_delayed;
+                const Factor& factor = d.run.factor;
+                n_delayed += factor.pivoted.n_delayed;
+                double kept = 0, own = 0; // bytes of L in lu_values, and of blocks apart
+                for (int s = 0; s < factor.analysis->n_snodes; ++s)
+                    (factor.blocks[s].bytes == 0 ? kept : own) +=
+                        8.0 * static_cast<double>(factor.block_entries(s));
+                EXPECT_TRUE(k == 2 ||
+                            (factor.held_bytes() >= kept + own && factor.held_bytes() < kept + 3 * own + 1))
+                    << kept << " " << own;
                 for (const int column : {0, a.n, 2 * a.n})
                     EXPECT_LT(backward_error(a, &x[k][column], &b[column]), 1e-11);
             }
