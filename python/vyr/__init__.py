@@ -56,6 +56,14 @@ def analyze(A: Any, *, lower: bool = False, tolerance: float | None = TOLERANCE,
     backward_error_limit   of a solve, above which it raises InaccurateError; None: 1e-10 for L·D·Lᵀ
     pivot_min    L·Lᵀ: a diagonal of L that is not above this fails
     keep_matrix  False: the values are not kept, so there is neither refinement nor condition()
+    matching     L·D·Lᵀ: pairs of equations that are eliminated together: "auto", "on", "off"
+    scaling      L·D·Lᵀ: "auto" (by the matching), "none", "norm", "matching"
+    pivoting     L·D·Lᵀ: "delayed": a column without a pivot is passed on; "static": its pivot is replaced, which
+                 refinement makes up for, and the factor takes no more memory than foretold
+    zero_pivots  L·D·Lᵀ: True: a singular matrix gets zero pivots, and systems that have solutions are solved
+    pivot_share  L·D·Lᵀ: least share of its column that a pivot has, at most 0.5; None: 0.01
+    zero_pivot   L·D·Lᵀ: columns with no entry above this share of the largest entry of the scaled matrix are
+                 zero; None: 10 times the precision of doubles
     progress     called with a phase ("analyse", "factorise", "solve") and the fraction done; a true answer
                  ends the call with CancelledError, an exception ends it, too
     log          called with one line of text

@@ -42,6 +42,8 @@ class AnalysisInfo(_Readable):
     ordering: str
     compressed: int  #: 1: unknowns of one pattern were ordered together
     threads: int
+    structural_rank: int  #: most that a matrix with these nonzeros has; -1: no matching was made
+    pairs: int  #: of equations that are eliminated together
 
 
 @dataclasses.dataclass(frozen=True, repr=False)
@@ -57,13 +59,16 @@ class FactorInfo(_Readable):
     pivot_smallest: float  #: magnitude: of the diagonal of L, or of the eigenvalues of D's blocks
     pivot_largest: float
     two_by_two: int  #: 2 x 2 pivots
-    perturbed: int  #: pivots that were replaced
+    perturbed: int  #: pivots that were replaced, by static pivoting
     positive: int  #: eigenvalues above, below and at zero
     negative: int
     zero: int
     files: int
     file_bytes: float
     factor_bytes: float  #: held in memory
+    structural_rank: int  #: of the values, where a matching chose their scaling; otherwise -1
+    rank: int  #: to working precision: n less the zero pivots; -1: not known
+    delayed: int  #: columns passed on to find a pivot, once for each time
 
 
 @dataclasses.dataclass(frozen=True, repr=False)

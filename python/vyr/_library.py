@@ -41,6 +41,30 @@ class Ordering(enum.IntEnum):
     dissection = 5
 
 
+class Matching(enum.IntEnum):
+    """Large entries of an indefinite matrix in pairs that are eliminated together: VYR_MATCHING_."""
+
+    auto = 0
+    on = 1
+    off = 2
+
+
+class Scaling(enum.IntEnum):
+    """What an indefinite matrix is scaled by: VYR_SCALING_."""
+
+    auto = 0
+    none = 1
+    norm = 2
+    matching = 3
+
+
+class Pivoting(enum.IntEnum):
+    """What becomes of a column of an indefinite matrix that has no pivot: VYR_PIVOTING_."""
+
+    delayed = 0
+    static = 1
+
+
 class Part(enum.IntEnum):
     """Joined parts of a solve: VYR_PART_."""
 
@@ -83,6 +107,12 @@ class Options(Sized):
         ("log_user", c_void_p),
         ("progress", Progress),
         ("progress_user", c_void_p),
+        ("matching", c_int32),
+        ("scaling", c_int32),
+        ("pivoting", c_int32),
+        ("zero_pivots", c_int32),
+        ("pivot_share", c_double),
+        ("zero_pivot", c_double),
     ]
 
 
@@ -117,6 +147,8 @@ class AnalysisFigures(Sized):
         ("ordering", c_int32),
         ("compressed", c_int32),
         ("threads", c_int32),
+        ("structural_rank", c_int64),
+        ("pairs", c_int64),
     ]
 
 
@@ -143,6 +175,9 @@ class FactorFigures(Sized):
         ("files", c_int64),
         ("file_bytes", c_double),
         ("factor_bytes", c_double),
+        ("structural_rank", c_int64),
+        ("rank", c_int64),
+        ("delayed", c_int64),
     ]
 
 

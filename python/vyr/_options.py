@@ -11,7 +11,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _library
-from ._library import Kind, Ordering, address, lib
+from ._library import Kind, Matching, Ordering, Pivoting, Scaling, address, lib
 from .errors import InputError
 
 ProgressFunction = Callable[[str, float], Any]
@@ -73,6 +73,12 @@ class Settings:
         backward_error_limit: float | None = None,
         pivot_min: float = 0.0,
         keep_matrix: bool = True,
+        matching: str = "auto",
+        scaling: str = "auto",
+        pivoting: str = "delayed",
+        zero_pivots: bool = False,
+        pivot_share: float | None = None,
+        zero_pivot: float | None = None,
         progress: ProgressFunction | None = None,
         log: LogFunction | None = None,
     ) -> None:
@@ -94,6 +100,14 @@ class Settings:
         options.backward_error_limit = -1.0 if backward_error_limit is None else backward_error_limit
         options.pivot_min = pivot_min
         options.keep_matrix = keep_matrix
+        options.matching = _chosen(Matching, "matching", matching)
+        options.scaling = _chosen(Scaling, "scaling", scaling)
+        options.pivoting = _chosen(Pivoting, "pivoting", pivoting)
+        options.zero_pivots = zero_pivots
+        if pivot_share is not None:
+            options.pivot_share = pivot_share
+        if zero_pivot is not None:
+            options.zero_pivot = zero_pivot
         options.progress = self.callbacks.progress
         if log is not None:
             options.log = self.callbacks.log

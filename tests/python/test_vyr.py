@@ -104,6 +104,23 @@ def test_it_stands_in_for_scipy():
     assert status == 0 and len(steps) < 12 and np.allclose(a @ x, 1)
 
 
+@pytest.mark.parametrize("matching", ["auto", "on", "off"])
+@pytest.mark.parametrize("scaling", ["auto", "none", "norm", "matching"])
+@pytest.mark.parametrize("static", [False, True])
+def test_a_singular_saddle_point_is_solved_whatever_is_chosen(matching, scaling, static):
+    rows = sparse.random(12, 40, 0.2, random_state=5).tolil()
+    rows[11] = rows[0] + rows[1]
+    a = sparse.bmat([[random_matrix(5), rows.T], [rows, None]], format="csc")
+    chosen = {"pivoting": "static" if static else "delayed", "zero_pivots": True, "pivot_share": 0.1}
+    f = vyr.factorize(a, kind="indefinite", matching=matching, scaling=scaling, **chosen)
+    assert f.info.perturbed == static and (static or f.info.rank == 51 and f.inertia == (40, 11, 1))
+    before = f.analysis.info
+    known = matching != "off" or scaling == "matching"
+    assert max(f.info.structural_rank, before.structural_rank) == (52 if known else -1)
+    assert (before.pairs > 0) == (matching == "on")
+    assert np.allclose(a @ f(a @ np.arange(52.0)), a @ np.arange(52.0))
+
+
 A = random_matrix(0)
 REFUSED = [
     (lambda: vyr.factorize(A.astype(complex)), TypeError, "complex"),
@@ -113,6 +130,7 @@ REFUSED = [
     (lambda: vyr.factorize(A * np.inf), errors.NotFiniteError, "infinite"),
     (lambda: vyr.factorize(sparse.tril(A)), errors.NotSymmetricError, "lower=True"),
     (lambda: vyr.factorize(A, kind="cholesky"), ValueError, "spd, indefinite"),
+    (lambda: vyr.factorize(A, pivoting="bold"), ValueError, "delayed, static"),
     (lambda: vyr.factorize(A, ordering=[1, 2]), ValueError, "permutation"),
     (lambda: vyr.factorize(A, threads=-1), ValueError, "threads"),
     (lambda: vyr.factorize(A, directory="/nowhere/at/all"), OSError, "nowhere"),
@@ -210,7 +228,7 @@ def test_structures_and_names_are_those_of_the_header():
         for kind, names in re.findall(r"\s*(?:const )?(\w+\*?)\s+([^;]*);", body):
             members += [(member.strip(), types.get(kind)) for member in names.split(",")]
         ours = getattr(_library, name)._fields_
-        assert [field for field, _ in ours] == [member for member, _ in members][: len(ours)]
+        assert [field for field, _ in ours] == [member for member, _ in members]
         for (_, kind), (_, c_kind) in zip(ours, members):
             assert c_kind in (None, kind.__name__)
     statuses = {int(code) for code in re.findall(r"VYR_STATUS_\w+ = (-\d+)", text.replace("\n", ""))}
@@ -219,6 +237,9 @@ def test_structures_and_names_are_those_of_the_header():
     for enum, prefix, names in (
         (_library.Kind, "KIND", {"spd": "positive", "auto": "automatic"}),
         (_library.Ordering, "ORDERING", {"auto": "automatic"}),
+        (_library.Matching, "MATCHING", {"auto": "automatic"}),
+        (_library.Scaling, "SCALING", {"auto": "automatic"}),
+        (_library.Pivoting, "PIVOTING", {}),
         (_library.Part, "PART", {}),
         (_library.Ability, "ABILITY", {}),
     ):

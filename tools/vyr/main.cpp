@@ -4,6 +4,7 @@
 #include "tools/vyr/environment.h"
 #include "tools/vyr/format.h"
 #include "tools/vyr/generators.h"
+#include "tools/vyr/indefinite_options.h"
 #include "tools/vyr/matrix_market.h"
 #include "tools/vyr/norms.h"
 #include "tools/vyr/option_checks.h"
@@ -33,15 +34,10 @@ enum ExitCode { EXIT_SOLVED = 0, EXIT_NOT_SOLVED = 1, EXIT_BAD_INPUT = 2 };
 struct Options {
     std::string matrix, rhs, solution, report_directory;
     int n_rhs = 1;
-    int threads = 0; ///< 0: as many as OpenMP reports
-    int repeat = 1;
-    bool indefinite = false;
-    bool automatic = false;
     std::string ordering = "automatic";
     bool json = false;
-    bool condition = false;
-    std::string file_directory;
     double memory_limit_mb = 0; ///< 0: none
+    SolveOptions solve;
 
     std::string kind, generated;
     std::int32_t side = 0;
@@ -65,25 +61,22 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
     command->add_option("--output", options.solution, "Write the solutions to this Matrix Market file")
         ->option_text("x.mtx")
         ->check(file_name());
-    command->add_flag("--indefinite", options.indefinite,
-                      "A is not positive definite: eigenvalues of both signs, zeros on the diagonal");
-    command->add_flag("--automatic", options.automatic,
-                      "As --indefinite, but only when A is not positive definite");
+    add_indefinite(*command, options.solve);
     command
         ->add_option("--ordering", options.ordering, "automatic (default), metis, amd, dissection or natural")
         ->option_text("NAME")
         ->check(CLI::IsMember({"automatic", "metis", "amd", "dissection", "natural"}));
-    command->add_option("--threads", options.threads, "Threads to use, default what OpenMP reports")
+    command->add_option("--threads", options.solve.threads, "Threads to use, default what OpenMP reports")
         ->option_text("T")
         ->check(CLI::Range(1, 4096));
-    command->add_option("--repeat", options.repeat, "Factorise and solve N times and report medians")
+    command->add_option("--repeat", options.solve.repeat, "Factorise and solve N times and report medians")
         ->option_text("N")
         ->check(CLI::Range(1, 1000000));
     command->add_option("--report", options.report_directory, "Write the library's statistics report to DIR")
         ->option_text("DIR")
         ->check(CLI::ExistingDirectory);
     CLI::Option* out_of_core =
-        command->add_option("--out-of-core", options.file_directory, "Keep the factor in files in DIR")
+        command->add_option("--out-of-core", options.solve.directory, "Keep the factor in files in DIR")
             ->option_text("DIR")
             ->check(CLI::ExistingDirectory);
     command->add_option("--memory-limit", options.memory_limit_mb, "Memory to do with; needs --out-of-core")
@@ -91,7 +84,7 @@ CLI::App* add_solve(CLI::App& app, Options& options) {
         ->check(CLI::PositiveNumber)
         ->check(finite_number())
         ->needs(out_of_core);
-    command->add_flag("--condition", options.condition,
+    command->add_flag("--condition", options.solve.condition,
                       "Estimate the condition number, which takes a few solves; without this only when the\n"
                       "pivots make the solution doubtful");
     command->add_flag("--json", options.json, "Print one JSON object instead of the table");
@@ -143,7 +136,7 @@ void refuse_overwriting(const Options& options) {
 /// The right-hand sides and the solutions are in memory as a whole; of an indefinite matrix the refined ones,
 /// too.
 void refuse_too_many_columns(const Options& options, std::int32_t n) {
-    const double blocks = options.indefinite || options.automatic ? 3 : 2;
+    const double blocks = options.solve.kind == VYR_KIND_POSITIVE ? 2 : 3;
     const double bytes = blocks * 8.0 * n * options.n_rhs, available = static_cast<double>(available_bytes());
     if (bytes > available)
         throw std::length_error(
@@ -163,16 +156,9 @@ int run_solve(const Options& options) {
         if (options.rhs.empty()) refuse_too_many_columns(options, a.n);
         b = options.rhs.empty() ? known_right_hand_sides(a, options.n_rhs) : read_dense(options.rhs, a.n);
     }
-    SolveOptions chosen;
-    chosen.kind = options.automatic    ? VYR_KIND_AUTOMATIC
-                  : options.indefinite ? VYR_KIND_INDEFINITE
-                                       : VYR_KIND_POSITIVE;
+    SolveOptions chosen = options.solve;
     chosen.ordering = ordering_of(options.ordering);
-    chosen.threads = options.threads;
-    chosen.condition = options.condition;
-    chosen.repeat = options.repeat;
     chosen.live = live;
-    chosen.directory = options.file_directory;
     chosen.memory_limit = options.memory_limit_mb * 1e6;
     const SolveResult result = solve(a, b, x, chosen);
     const bool solved = result.status == VYR_STATUS_OK || result.status == VYR_STATUS_INACCURATE;

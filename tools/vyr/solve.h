@@ -27,6 +27,11 @@ struct SolveOptions {
     double memory_limit = 0;  ///< bytes of the whole process, out of core; 0: what the machine has
     double pivot_min = 0;     ///< a pivot of L L^T that is not above this fails
     bool condition = false;   ///< estimate it, which takes a few solves, also without cause for doubt
+    std::int32_t matching = VYR_MATCHING_AUTOMATIC; ///< this and the rest: of L D L^T
+    std::int32_t scaling = VYR_SCALING_AUTOMATIC;
+    std::int32_t pivoting = VYR_PIVOTING_DELAYED;
+    double pivot_share = 0;   ///< least share of its column that a pivot has; 0: the library's
+    bool zero_pivots = false; ///< the matrix may be singular; what counts is the backward error
 };
 
 /// What was measured. Times are seconds, medians over the repetitions.

@@ -51,6 +51,16 @@ std::string not_to_be_trusted(const SolveResult& result) {
                   result.condition);
 }
 
+/// What L D L^T alone finds out.
+std::string pivots_of_both_signs(const vyr_factor_info& factor) {
+    std::string text;
+    text += format("  pivots             %12" PRId64 "   positive, %" PRId64 " negative, %" PRId64 " zero\n",
+                   factor.positive, factor.negative, factor.zero);
+    if (factor.delayed > 0) text += format("  columns passed on  %12" PRId64 "\n", factor.delayed);
+    if (factor.perturbed > 0) text += format("  pivots replaced    %12" PRId64 "\n", factor.perturbed);
+    return text;
+}
+
 } // namespace
 
 bool accepted(const SolveResult& result) {
@@ -73,6 +83,7 @@ std::string result_table(const SolveResult& result) {
     if (result.out_of_core)
         text += format("  factor files       %12" PRId64 "   %.1f MB written in %.3f s\n",
                        result.factor.files, result.factor.file_bytes * 1e-6, result.factor.seconds_files);
+    if (result.factor.kind == VYR_KIND_INDEFINITE) text += pivots_of_both_signs(result.factor);
     text += format("  threads            %12d\n", result.factor.threads);
     text += format("  peak memory        %12.1f MB\n", static_cast<double>(result.peak_bytes) * 1e-6);
     text += format("  backward error     %12.1e\n", result.backward_error);
@@ -96,6 +107,12 @@ std::string result_json(const SolveResult& result) {
         .add("backward_error", result.backward_error)
         .add("condition", result.condition)
         .add("status", std::int64_t{result.status});
+    if (result.factor.kind == VYR_KIND_INDEFINITE)
+        json.add("positive", result.factor.positive)
+            .add("negative", result.factor.negative)
+            .add("rank", result.factor.rank)
+            .add("columns_delayed", result.factor.delayed)
+            .add("pivots_replaced", result.factor.perturbed);
     if (result.out_of_core)
         json.add("files", std::int64_t{result.factor.files})
             .add("file_bytes", static_cast<std::int64_t>(result.factor.file_bytes))
@@ -109,9 +126,10 @@ std::string failure_sentence(const SolveResult& result) {
     case VYR_STATUS_NOT_POSITIVE:
         return not_positive_definite(result);
     case VYR_STATUS_SINGULAR:
-        return "No pivot could be found for some equation: the matrix is singular. Check for constraints "
-               "that "
-               "repeat each other and for parts that nothing holds.";
+        return "No pivot could be found for some equation: " +
+               (result.message.empty() ? "the matrix is singular" : result.message) +
+               ". Check for constraints that repeat each other and for parts that nothing holds. If that is "
+               "meant, use --zero-pivots.";
     case VYR_STATUS_TOO_LARGE:
     case VYR_STATUS_MEMORY:
         return out_of_memory(result);
