@@ -10,54 +10,6 @@
 namespace vyr::test {
 namespace {
 
-/// Counts eigenvalues: Householder's reduction to a tridiagonal matrix, then Sturm sequences.
-class Spectrum {
-public:
-    explicit Spectrum(const Csc& lower) : a_(dense(lower)), n_(lower.n), d_(n_), e_(n_) {
-        for (int k = 0; k < n_; ++k) {
-            double sum = 0;
-            for (const double value : a_[k]) sum += std::abs(value);
-            norm = std::max(norm, sum);
-        }
-        for (int k = 0; k < n_; ++k) reflect(k);
-    }
-    int below(double t) const {
-        int count = 0;
-        double q = 1;
-        for (int k = 0; k < n_; ++k) {
-            q = d_[k] - t - (k == 0 ? 0 : e_[k - 1] * e_[k - 1] / q);
-            if (q == 0) q = 1e-300;
-            count += q < 0;
-        }
-        return count;
-    }
-    double norm = 0;
-
-private:
-    void reflect(int k) {
-        d_[k] = a_[k][k];
-        double size = 0;
-        for (int i = k + 1; i < n_; ++i) size = std::hypot(size, a_[i][k]);
-        if (size == 0) return;
-        e_[k] = -std::copysign(size, a_[k + 1][k]);
-        std::vector<double> v(n_), p(n_);
-        for (int i = k + 1; i < n_; ++i) v[i] = a_[i][k];
-        v[k + 1] -= e_[k];
-        double vv = 0, vp = 0;
-        for (const double x : v) vv += x * x;
-        for (int i = k + 1; i < n_; ++i)
-            for (int j = k + 1; j < n_; ++j) p[i] += 2 / vv * a_[i][j] * v[j];
-        for (int i = k + 1; i < n_; ++i) vp += v[i] * p[i];
-        for (int i = k + 1; i < n_; ++i)
-            for (int j = k + 1; j < n_; ++j)
-                a_[i][j] -= v[i] * (p[j] - vp / vv * v[j]) + (p[i] - vp / vv * v[i]) * v[j];
-    }
-
-    Dense a_;
-    int n_;
-    std::vector<double> d_, e_;
-};
-
 constexpr int N_CLASSES = 7;
 
 Csc random_indefinite(int kind, Rng& rng) {
@@ -96,9 +48,10 @@ struct Tally {
 /// One matrix through the library, its rank and inertia within what the eigenvalues allow, its solutions
 /// good.
 void expect_right(const Csc& base, const Csc& a, const Options& options, std::uint64_t seed, Tally& tally) {
-    const Spectrum spectrum(base);
-    const double unclear = a.n * 2.2e-16 * spectrum.norm;
-    const std::int64_t negative = spectrum.below(-unclear), positive = a.n - spectrum.below(unclear);
+    const Dense whole = dense(base);
+    const double unclear = a.n * 2.2e-16 * norm(whole);
+    const std::int64_t negative = eigenvalues_below(whole, -unclear),
+                       positive = a.n - eigenvalues_below(whole, unclear);
     const bool regular = negative + positive == a.n;
     const Analysis analysis(view_of(a), options);
     Factor factor(analysis, options);

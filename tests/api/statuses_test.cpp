@@ -108,24 +108,19 @@ TEST(Statuses, NullIsRefusedEverywhereAndFreedQuietly) {
     vyr_analysis* analysis = nullptr;
     EXPECT_EQ(vyr_analyse(nullptr, nullptr, &analysis), VYR_STATUS_NULL);
     vyr_factor* factor = nullptr;
-    EXPECT_EQ(vyr_factor_create(analysis, nullptr, &factor), VYR_STATUS_NULL)
-        << "what the analysis failed with";
+    EXPECT_EQ(vyr_factor_create(analysis, nullptr, &factor), VYR_STATUS_NULL) << "as the analysis failed";
     vyr_analysis_free(analysis);
     vyr_analysis_free(nullptr);
     vyr_factor_free(nullptr);
-    const vyr_status refused[] = {vyr_factor_create(nullptr, nullptr, &factor),
-                                  vyr_factorise(nullptr, nullptr),
-                                  vyr_solve(nullptr, 1, &x, 1, &x, 1, nullptr),
-                                  vyr_solve_part(nullptr, VYR_PART_L, 1, &x, 1),
-                                  vyr_condition(nullptr, 0, &x),
-                                  vyr_log_determinant(nullptr, &x, &sign),
-                                  vyr_factor_diagonal(nullptr, &x, nullptr),
-                                  vyr_factor_pivots(nullptr, &x),
-                                  vyr_factor_columns(nullptr, nullptr, nullptr, nullptr, nullptr),
-                                  vyr_factor_get_info(nullptr, nullptr),
-                                  vyr_analysis_get_info(nullptr, nullptr),
-                                  vyr_analysis_permutation(nullptr, nullptr)};
-    for (const vyr_status& status : refused) EXPECT_EQ(status, VYR_STATUS_NULL) << &status - refused;
+    for (const vyr_status status :
+         {vyr_factor_create(nullptr, nullptr, &factor), vyr_factorise(nullptr, nullptr),
+          vyr_solve(nullptr, 1, &x, 1, &x, 1, nullptr), vyr_solve_part(nullptr, VYR_PART_L, 1, &x, 1),
+          vyr_condition(nullptr, 0, &x), vyr_log_determinant(nullptr, &x, &sign),
+          vyr_factor_diagonal(nullptr, &x, nullptr), vyr_factor_pivots(nullptr, &x),
+          vyr_factor_columns(nullptr, nullptr, nullptr, nullptr, nullptr),
+          vyr_factor_get_info(nullptr, nullptr), vyr_analysis_get_info(nullptr, nullptr),
+          vyr_analysis_permutation(nullptr, nullptr)})
+        EXPECT_EQ(status, VYR_STATUS_NULL);
     EXPECT_STREQ(vyr_analysis_message(nullptr), "");
     EXPECT_STREQ(vyr_factor_message(nullptr), "");
 }

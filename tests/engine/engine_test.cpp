@@ -1,11 +1,9 @@
-// What judges solutions, scales, shares memory out and completes a matrix, against definitions.
+// What judges solutions, scales, foretells memory and completes a matrix, against definitions.
 #include "engine/condition.h"
 #include "engine/engine.h"
 #include "engine/full_storage.h"
-#include "engine/memory_share.h"
 #include "engine/residual.h"
 #include "engine/solver.h"
-#include "memory/factor_files.h"
 #include "support/engine.h"
 
 #include <gtest/gtest.h>
@@ -29,16 +27,6 @@ Dense inverse(Dense a) {
     }
     for (auto& row : a) row.erase(row.begin(), row.begin() + n);
     return a;
-}
-
-double norm_one(const Dense& a) {
-    double norm = 0;
-    for (const auto& row : a) {
-        double sum = 0;
-        for (const double value : row) sum += std::abs(value);
-        norm = std::max(norm, sum);
-    }
-    return norm;
 }
 
 /// A random symmetric matrix, not dominated by its diagonal.
@@ -81,7 +69,7 @@ TEST(Condition, NeverExceedsTheTrueOneAndSeldomMissesIt) {
         Dense scaled = dense(a);
         for (int i = 0; i < a.n; ++i)
             for (int j = 0; j < a.n; ++j) scaled[i][j] *= scale[i] * scale[j];
-        const double exact = norm_one(scaled) * norm_one(inverse(scaled));
+        const double exact = norm(scaled) * norm(inverse(scaled));
         const DenseOperator op{inverse(dense(a))};
         ASSERT_EQ(condition(test, a, op, round % 3 == 0 ? nullptr : scale.data(), estimate), Status::OK);
         ASSERT_LE(estimate, exact * (1 + 1e-9));
@@ -182,33 +170,6 @@ TEST(Residual, ProductAndErrorFollowTheirDefinitionsForAnyNumberOfColumns) {
     EXPECT_EQ(columns[1].error, 0);
 }
 
-TEST(Engine, AFailureWithoutASentenceGetsThatOfItsStatus) {
-    TestContext test;
-    test.context.settings.growth_limit = 10;
-    Csc a = spd(2, dense_edges(2));
-    a.values = {1e6, 1, 4};
-    EngineRun steep(test);
-    EXPECT_EQ(steep.run(a), Status::GROWTH);
-    EXPECT_STREQ(test.context.reason, status_text(Status::GROWTH));
-}
-
-TEST(MemoryShare, CountsTheBlocksOfTheHeaviestPath) {
-    TestContext test;
-    EngineRun run(test);
-    ASSERT_EQ(run.analyse(spd(600, disconnected_grid_edges(6, 10, 10))), Status::OK);
-    double heaviest = 0, bytes = 0;
-    for (std::int32_t s = 0; s < run.analysis.n_snodes; ++s) {
-        double path = 0;
-        for (std::int32_t p = s; p >= 0; p = run.analysis.snode_parent[p])
-            path += static_cast<double>(mf_block_cost(run.analysis.snodes[p].n_entries() * sizeof(double)));
-        heaviest = std::max(heaviest, path);
-    }
-    ASSERT_EQ(mf_path_bytes(test.context, run.analysis, TYPE_SPD, bytes), Status::OK);
-    EXPECT_EQ(bytes, heaviest);
-    test.faults.allocation.set(1);
-    EXPECT_EQ(mf_path_bytes(test.context, run.analysis, TYPE_SPD, bytes), Status::MEMORY);
-}
-
 TEST(MemoryNeed, IsAboutWhatAFactorizationInCoreTakes) {
     const Csc small = spd(2904, disconnected_grid_edges(6, 22, 22)),
               large = spd(8000, grid_edges(20, 20, 20));
@@ -236,16 +197,10 @@ TEST(FullStorage, HasBothTrianglesAndEveryDiagonal) {
     TestContext test;
     for (int round = 0; round < 100; ++round) {
         const int n = static_cast<int>(1 + rng() % 9);
-        Csc a = spd(n, random_edges(n, n, rng), rng()), stored;
-        stored.n = n;
-        for (int j = 0; j < n; ++j) { // some diagonal entries are lost
+        Csc a = spd(n, random_edges(n, n, rng), rng());
+        for (int j = 0; j < n; ++j)
             if (rng() % 3 == 0) a.values[a.colptr[j]] = 0;
-            for (int k = a.colptr[j]; k < a.colptr[j + 1]; ++k)
-                if (a.values[k] != 0)
-                    stored.rowind.push_back(a.rowind[k]), stored.values.push_back(a.values[k]);
-            stored.colptr.push_back(static_cast<std::int32_t>(stored.rowind.size()));
-        }
-        const Csc expected = both_triangles(a);
+        const Csc stored = without_zeros(a), expected = both_triangles(a); // lost some diagonal entries
         FullStorage full;
         ASSERT_EQ(mf_sym_expand(test.context, matrix_of(stored), full), Status::OK);
         const Matrix m = full.matrix();

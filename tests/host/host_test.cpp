@@ -1,7 +1,6 @@
 // What a host does to its process, and what the library must leave to it.
-#include "support/matrices.h"
+#include "api/host.h"
 #include "vyr.h"
-#include "vyr/solver.h"
 
 #include <gtest/gtest.h>
 #include <omp.h>
@@ -15,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using namespace vyr;
 using namespace vyr::test;
 
 namespace {
@@ -28,32 +28,24 @@ void count_line(void* user, int32_t, const char* text) {
 }
 
 /// Both kinds through the library interface on two threads; 0 when all is right, ALONE, or a status.
-int library_solves() {
+int library_solves() try {
     int warnings = 0;
-    for (const std::int32_t kind : {VYR_KIND_POSITIVE, VYR_KIND_INDEFINITE}) {
-        vyr_options options;
-        vyr_options_default(&options, sizeof options);
-        options.kind = kind;
-        options.ordering = VYR_ORDERING_DISSECTION;
-        options.threads = 2;
-        options.log = count_line;
-        options.log_user = &warnings;
-        vyr_matrix matrix;
-        vyr_matrix_lower(&matrix, sizeof matrix, GRID.n, GRID.colptr.data(), GRID.rowind.data(),
-                         GRID.values.data());
-        vyr_analysis* analysis = nullptr;
-        vyr_factor* factor = nullptr;
-        std::vector<double> b = random_vector(GRID.n, 1), x = b;
-        int status = vyr_analyse(&matrix, &options, &analysis);
-        if (status == 0) status = vyr_factor_create(analysis, nullptr, &factor);
-        if (status == 0) status = vyr_factorise(factor, &matrix);
-        if (status == 0) status = vyr_solve(factor, 1, b.data(), GRID.n, x.data(), GRID.n, nullptr);
-        vyr_factor_free(factor);
-        vyr_analysis_free(analysis);
-        if (status != 0) return status;
+    const std::vector<double> b = random_vector(GRID.n, 1);
+    std::vector<double> x = b;
+    Options options;
+    options.ordering = VYR_ORDERING_DISSECTION, options.threads = 2;
+    options.log = count_line, options.log_user = &warnings;
+    for (options.kind = VYR_KIND_POSITIVE; options.kind <= VYR_KIND_INDEFINITE; ++options.kind) {
+        Factor factor{Analysis(view_of(GRID), options)};
+        factor.factorise(view_of(GRID));
+        factor.solve(b, x);
         if (backward_error(GRID, x.data(), b.data()) > BAR) return -1;
     }
     return warnings > 0 ? ALONE : 0;
+} catch (const std::bad_alloc&) {
+    return VYR_STATUS_MEMORY;
+} catch (const Error& error) {
+    return error.status();
 }
 
 /// The same through the nine functions.
@@ -156,16 +148,9 @@ TEST(Host, SignalsAndRandomNumbersStayTheHosts) {
         }
     });
     const Csc cube = spd(20 * 20 * 20, grid_edges(20, 20, 20));
-    vyr_options options;
-    vyr_options_default(&options, sizeof options);
+    Options options;
     options.ordering = VYR_ORDERING_METIS;
-    vyr_matrix matrix;
-    vyr_matrix_lower(&matrix, sizeof matrix, cube.n, cube.colptr.data(), cube.rowind.data(), nullptr);
-    for (int k = 0; k < 5; ++k) {
-        vyr_analysis* analysis = nullptr;
-        EXPECT_EQ(vyr_analyse(&matrix, &options, &analysis), 0);
-        vyr_analysis_free(analysis);
-    }
+    for (int k = 0; k < 5; ++k) (void)Analysis(view_of(cube), options);
     done = true;
     sender.join();
     EXPECT_EQ(terminations, sent);

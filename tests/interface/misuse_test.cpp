@@ -64,14 +64,14 @@ TEST(Misuse, AReleasedHandleIsNoticedAndAReleasedParameterArrayIsNotWritten) {
     ASSERT_TRUE(session.factorize(GRID) == 0 && live.factorize(GRID) == 0);
     const VYR_handle stale = session.handle;
     session.clear();
-    session.handle = stale;
-    std::vector<double> pivots(GRID.n, 99);
-    std::vector<int> marks(GRID.n, 99);
-    EXPECT_EQ(session.numeric(GRID), VYR_ERR_HANDLE);
-    EXPECT_TRUE(refuses(session, 0) && VYR_pivot_ld(stale, pivots.data(), marks.data()) == 0 &&
-                pivots[0] == 99);
-    EXPECT_EQ(VYR_clear_ld(stale), 0);
-    session.handle = nullptr;
+    for (const VYR_handle handle : {stale, VYR_handle{nullptr}}) {
+        double pivot = 99;
+        int mark = 99;
+        session.handle = handle;
+        EXPECT_TRUE(session.numeric(GRID) == VYR_ERR_HANDLE && refuses(session, 0));
+        EXPECT_TRUE(VYR_pivot_ld(handle, &pivot, &mark) == 0 && pivot == 99 && mark == 99);
+        EXPECT_EQ(VYR_clear_ld(handle), 0);
+    }
     live.param[VYR_PARAM_STATUS] = 55;
     EXPECT_EQ(VYR_symbol_ld(nullptr, 0, nullptr, nullptr), nullptr);
     EXPECT_TRUE(live.param[VYR_PARAM_STATUS] == 55 && live.numeric(GRID) == 0);

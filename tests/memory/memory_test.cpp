@@ -112,8 +112,7 @@ TEST(FactorFiles, AnEmptyLastFileAndUsedUpNumbersAreToldAndNothingIsLost) {
 TEST(FactorFiles, ARecordOfTwoToThe31DoublesIsNotWrittenNorIsAnythingAfterIt) {
     const TempDirectory directory;
     Nodes nodes(3);
-    nodes.analysis.snodes[1].npiv = 46341; // its square does not fit 31 bits
-    nodes.analysis.snodes[1].nupd = 0;
+    nodes.analysis.snodes[1].npiv = 46341, nodes.analysis.snodes[1].nupd = 0; // the square has 32 bits
     EXPECT_EQ(nodes.flush(1000, 1), Status::OK);
     EXPECT_EQ(fs::file_size("VYR_ 0.mmf"), 88u);
     EXPECT_TRUE(nodes.held(2));

@@ -254,6 +254,9 @@ TEST(OutOfCore, EachFactorizationStartsAfresh) {
     const std::string too_long(4072, 'x');
     settings.directory = too_long.c_str();
     EXPECT_EQ(trip.factorise(), Status::FACTOR_FILE);
+    settings.directory = "";
+    trip.limit(0.99);
+    EXPECT_EQ(trip.factorise(), Status::FACTOR_STORAGE);
     bool stored = false; // in core: that storage stays
     for (int step = 0; step < 30; ++step) {
         refill(trip.road.a, rng());

@@ -135,6 +135,7 @@ TEST(Factorise, AcceptsPivotsAboveTheThresholdWhoseSpreadIsWithinTheLimit) {
             statistics.diagonal_min = *most;
             statistics.diagonal_max = 0;
             ASSERT_EQ(run.factorise(a), share == 0.999 ? Status::GROWTH : Status::OK);
+            EXPECT_STREQ(test.context.reason, share == 0.999 ? status_text(Status::GROWTH) : "");
             EXPECT_TRUE(share != 1 || statistics.diagonal_min == *least);
             EXPECT_TRUE(share == 0.999 || statistics.diagonal_max == *most * share);
         }

@@ -25,11 +25,11 @@ Csc from_entries(std::int32_t n, const Entries& entries) {
 }
 
 /// The infinity norm; NaN when an entry is.
-double norm(const std::vector<double>& x) {
-    double largest = 0;
+double largest(const std::vector<double>& x) {
+    double found = 0;
     for (const double entry : x)
-        if (!std::isnan(largest) && !(std::abs(entry) <= largest)) largest = std::abs(entry);
-    return largest;
+        if (!std::isnan(found) && !(std::abs(entry) <= found)) found = std::abs(entry);
+    return found;
 }
 
 } // namespace
@@ -155,6 +155,14 @@ Csc both_triangles(const Csc& lower) {
     return from_entries(lower.n, entries);
 }
 
+Csc without_zeros(const Csc& a) {
+    Entries entries;
+    each_entry(a, [&](std::int32_t i, std::int32_t j, double value) {
+        if (value != 0) entries[{j, i}] = value;
+    });
+    return from_entries(a.n, entries);
+}
+
 Csc shuffled(const Csc& a, Rng& rng) {
     Csc result = a;
     for (std::int32_t j = 0; j < a.n; ++j)
@@ -170,6 +178,46 @@ Dense dense(const Csc& lower) {
     Dense d(lower.n, std::vector<double>(lower.n));
     each_entry(lower, [&](std::int32_t i, std::int32_t j, double value) { d[i][j] = d[j][i] = value; });
     return d;
+}
+
+double norm(const Dense& a) {
+    std::vector<double> sums;
+    for (const auto& row : a) {
+        sums.push_back(0);
+        for (const double value : row) sums.back() += std::abs(value);
+    }
+    return largest(sums);
+}
+
+// Negative pivots of A - t I, by Bunch and Parlett's complete pivoting (1971): a pair has one of each sign.
+int eigenvalues_below(Dense a, double t) {
+    const int n = static_cast<int>(a.size());
+    for (int i = 0; i < n; ++i) a[i][i] -= t;
+    int count = 0;
+    for (int k = 0, last = 0; k < n; k = last + 1) {
+        int d = k, p = k, q = k; // the largest entry of the diagonal and the largest one below it
+        for (int i = k; i < n; ++i) {
+            if (std::abs(a[i][i]) > std::abs(a[d][d])) d = i;
+            for (int j = k; j < i; ++j)
+                if (p == q || std::abs(a[i][j]) > std::abs(a[p][q])) p = i, q = j;
+        }
+        const bool pair = p != q && std::abs(a[d][d]) < 0.64 * std::abs(a[p][q]);
+        last = pair ? k + 1 : k;
+        for (const auto& [to, from] : {std::pair{k, pair ? q : d}, std::pair{last, pair ? p : k}}) {
+            std::swap(a[to], a[from]);
+            for (auto& row : a) std::swap(row[to], row[from]);
+        }
+        const double x = a[k][k], y = pair ? a[k][last] : 0, z = pair ? a[last][last] : 1;
+        const double determinant = x * z - y * y;
+        if (determinant == 0) break; // so is all the rest
+        count += pair || x < 0;
+        for (int i = last + 1; i < n; ++i) {
+            const double u = a[i][k], v = pair ? a[i][last] : 0;
+            const double l = (z * u - y * v) / determinant, m = (x * v - y * u) / determinant;
+            for (int j = last + 1; j < n; ++j) a[i][j] -= l * a[k][j] + m * a[last][j];
+        }
+    }
+    return count;
 }
 
 std::vector<double> multiply(const Csc& lower, const std::vector<double>& x) {
@@ -192,18 +240,18 @@ std::vector<double> random_vector(std::int32_t n, std::uint64_t seed) {
 double backward_error(const Csc& lower, const double* x, const double* b) {
     Csc magnitudes = lower;
     for (double& value : magnitudes.values) value = std::abs(value);
-    const double norm_a = norm(multiply(magnitudes, std::vector<double>(lower.n, 1.0)));
+    const double norm_a = largest(multiply(magnitudes, std::vector<double>(lower.n, 1.0)));
     std::vector<double> residual = multiply(lower, {x, x + lower.n});
     for (std::int32_t i = 0; i < lower.n; ++i) residual[i] -= b[i];
-    const double largest = norm(residual);
-    return largest == 0 ? 0 : largest / (norm_a * norm({x, x + lower.n}) + norm({b, b + lower.n}));
+    const double left = largest(residual);
+    return left == 0 ? 0 : left / (norm_a * largest({x, x + lower.n}) + largest({b, b + lower.n}));
 }
 
 double worst_error(const Csc& lower, const std::vector<double>& x, const std::vector<double>& b) {
     std::vector<double> errors;
     for (std::size_t at = 0; at < b.size(); at += lower.n)
         errors.push_back(backward_error(lower, &x[at], &b[at]));
-    return norm(errors);
+    return largest(errors);
 }
 
 std::vector<double> dense_cholesky(const Csc& lower, const std::vector<std::int32_t>& perm) {

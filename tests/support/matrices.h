@@ -58,6 +58,7 @@ void refill(Csc& a, std::uint64_t seed);
 Csc shifted(Csc a, double shift);
 /// Both triangles stored.
 Csc both_triangles(const Csc& lower);
+Csc without_zeros(const Csc& a);
 /// Every column's entries in random order.
 Csc shuffled(const Csc& a, Rng& rng);
 
@@ -72,6 +73,12 @@ using Dense = std::vector<std::vector<double>>;
 
 /// Both triangles, zeros included.
 Dense dense(const Csc& lower);
+
+/// Largest sum of the magnitudes of a row.
+double norm(const Dense& a);
+
+/// Eigenvalues of a symmetric matrix below t.
+int eigenvalues_below(Dense a, double t);
 
 /// A x for a lower triangle.
 std::vector<double> multiply(const Csc& lower, const std::vector<double>& x);

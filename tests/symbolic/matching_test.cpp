@@ -122,26 +122,15 @@ TEST(Matching, SymmetricPairsAreScaledToOneAndNothingIsLarger) {
         SCOPED_TRACE(round);
         TestContext test;
         const Csc a = random_matrix(static_cast<int>(1 + rng() % 20), true, rng);
-        Csc nonzeros = both_triangles(a);
-        std::int32_t end = 0;
-        for (int j = 0, e = 0; j < a.n; nonzeros.colptr[++j] = end)
-            for (; e < nonzeros.colptr[j + 1]; ++e)
-                if (nonzeros.values[e] != 0) nonzeros.rowind[end++] = nonzeros.rowind[e];
-        check_symmetric(test, a, largest_matching(pattern_of(nonzeros)));
+        check_symmetric(test, a, largest_matching(pattern_of(without_zeros(both_triangles(a)))));
     }
 }
 
 /// A matrix of ones without a diagonal.
 Csc adjacency(int n, const Edges& edges) {
-    Csc a = spd(n, edges), b;
-    b.n = n;
-    for (int j = 0; j < n; ++j) {
-        b.rowind.insert(b.rowind.end(), a.rowind.begin() + a.colptr[j] + 1,
-                        a.rowind.begin() + a.colptr[j + 1]);
-        b.colptr.push_back(static_cast<std::int32_t>(b.rowind.size()));
-    }
-    b.values.assign(b.rowind.size(), 1.0);
-    return b;
+    Csc a = spd(n, edges);
+    each_entry(a, [](int i, int j, double& value) { value = i != j; });
+    return without_zeros(a);
 }
 
 TEST(Matching, CountsTheExcessEquationsOfGraphs) {

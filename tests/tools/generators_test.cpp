@@ -1,3 +1,4 @@
+#include "support/matrices.h"
 #include "tools/vyr/generators.h"
 #include "tools/vyr/norms.h"
 
@@ -11,37 +12,20 @@
 namespace vyr::tool {
 namespace {
 
-/// Negative pivots of a dense symmetric elimination without exchanges, or -1 when a pivot is tiny.
-int negative_pivots(const SparseMatrix& a) {
-    const auto n = static_cast<std::size_t>(a.n);
-    std::vector<double> m(n * n, 0.0);
-    for (std::size_t j = 0; j < n; ++j)
-        for (std::int32_t k = a.col_ptr[j]; k < a.col_ptr[j + 1]; ++k)
-            m[a.row_ind[k] * n + j] = m[j * n + a.row_ind[k]] = a.values[k];
-    int negative = 0;
-    for (std::size_t k = 0; k < n; ++k) {
-        const double pivot = m[k * n + k];
-        if (std::abs(pivot) < 1e-10) return -1;
-        negative += pivot < 0;
-        for (std::size_t i = k + 1; i < n; ++i)
-            for (std::size_t j = k + 1; j < n; ++j) m[i * n + j] -= m[i * n + k] * m[k * n + j] / pivot;
-    }
-    return negative;
+test::Dense dense(const SparseMatrix& a) {
+    return test::dense({a.n, a.col_ptr, a.row_ind, a.values});
 }
 
 TEST(Generators, EveryKindIsALowerTriangleInOrderOfItsInertia) {
     const struct {
         const char* name;
-        std::int32_t side, n, negative;
+        std::int32_t side, n, negative, zero = 0;
     } rows[] = {{"poisson2d", 1, 1, 0},
                 {"poisson2d", 5, 25, 0},
-                {"poisson3d", 1, 1, 0},
                 {"poisson3d", 4, 64, 0},
-                {"elasticity3d", 1, 12, 0},
                 {"elasticity3d", 3, 144, 0},
                 {"plate", 3, 108, 0},
                 {"kkt", 1, 1, 0},
-                {"kkt", 4, 24, 8},
                 {"kkt", 5, 37, 12},
                 {"shifted3d", 2, 8, 1}, // eigenvalues 3, 5, 5, 5, 7, 7, 7, 9, less 3.5
                 {"helmholtz2d", 8, 64, 1},
@@ -52,17 +36,20 @@ TEST(Generators, EveryKindIsALowerTriangleInOrderOfItsInertia) {
                 {"interior_point", 3, 27, 9},
                 {"scaled_saddle", 1, 234, -1},
                 {"zero_arrow", 5, 6, 3},
-                {"zero_grid", 4, 16, -1},
-                {"zero_grid_oblong", 4, 20, -1},
-                {"zero_grid_weighted", 4, 16, -1},
-                {"neumann2d", 4, 16, -1},
+                {"zero_grid", 4, 16, 6, 4},
+                {"zero_grid_oblong", 4, 20, 10},
+                {"zero_grid_weighted", 4, 16, 8},
+                {"neumann2d", 4, 16, 0, 1},
                 {"nearly_singular", 4, 16, 0},
                 {"shifted3d_middle", 2, 8, 4},
                 {"shifted3d", 3, 27, 4}}; // 6 - 3 sqrt 2 = 1.76 once, 3.17 three times
     for (const auto& row : rows) {
         const SparseMatrix a = generate(row.name, row.side);
         EXPECT_EQ(a.n, row.n) << row.name;
-        EXPECT_EQ(negative_pivots(a), row.negative) << row.name << " " << row.side;
+        const auto below = [&](double t) { return test::eigenvalues_below(dense(a), t); };
+        const bool told = row.negative >= 0; // of what is badly scaled nothing is sure
+        EXPECT_TRUE(!told || below(-1e-11) == row.negative) << row.name << " " << row.side;
+        EXPECT_TRUE(!told || below(1e-11) == row.negative + row.zero) << row.name << " " << row.side;
         ASSERT_EQ(a.values.size(), a.row_ind.size());
         EXPECT_EQ(a.col_ptr.back(), a.nnz());
         for (std::int32_t j = 0; j < a.n; ++j)
