@@ -3,6 +3,10 @@
 // and the mean of the duals of row and column scales both: by symmetry the transposed matching is as good,
 // and so the mean proves both, and every entry of a cycle is scaled to 1. Rows and columns without a match
 // are left out together; what remains of a symmetric matrix then has a matching of all.
+//
+// Costs are whole, of powers of two, since scales are such as well. Many ties make the
+// matching quick to find. An entry a(i,j) whose square is at most |a(i,i) a(j,j)| is left out: symmetric
+// duals that allow for both diagonal entries allow for it.
 #include "symbolic/symmetric_matching.h"
 
 #include "symbolic/weighted_matching.h"
@@ -26,6 +30,11 @@ constexpr double INFINITE = std::numeric_limits<double>::infinity();
 
 /// Entries of either triangle far from 1 would need more than a double holds.
 constexpr int MOST_EXPONENT = 1000;
+
+/// The largest power of two up to |value|, as its negative exponent.
+double cost_of(double value) noexcept {
+    return -std::ilogb(value);
+}
 
 /// Both triangles of the equations at hand as costs, and the diagonal's apart.
 struct Costs {
@@ -55,13 +64,18 @@ public:
 
 private:
     Status allocate() noexcept;
-    bool diagonal_suffices() noexcept;
+    void look_at_diagonal() noexcept;
+    bool diagonal_suffices() const noexcept;
+    /// True for an entry cheaper than the diagonals of its two equations.
+    bool tempting(std::int32_t i, std::int32_t j, double cost) const noexcept {
+        return 2 * cost < costs_.diagonal[i] + costs_.diagonal[j];
+    }
     Status make_costs() noexcept;
     Status match() noexcept;
     void pair_along(std::int32_t first, std::int32_t length, bool cycle) noexcept;
     void pair() noexcept;
     void set_scale(std::int32_t i, double exponent) noexcept {
-        const double within = std::clamp(std::rint(exponent), -1.0 * MOST_EXPONENT, 1.0 * MOST_EXPONENT);
+        const double within = std::clamp(std::floor(exponent), -1.0 * MOST_EXPONENT, 1.0 * MOST_EXPONENT);
         made_.scale[i] = std::ldexp(1.0, static_cast<int>(within));
     }
     Status set_scales() noexcept;
@@ -84,23 +98,26 @@ Status Symmetrizer::allocate() noexcept {
     if (!made_.partner || !made_.scale || !costs_.diagonal || !in_)
         return out_of_memory(context_, Status::FACTOR_STORAGE);
     for (std::int32_t i = 0; i < a_.n; ++i) made_.partner[i] = i;
+    made_.structural_rank = a_.n;
     return Status::OK;
 }
 
-/// Half the costs of the diagonal are duals that prove it the best choice when no entry is below their sum.
-bool Symmetrizer::diagonal_suffices() noexcept {
-    for_each_nonzero(a_, [&](std::int32_t i, std::int32_t j, double value) {
-        if (i == j) costs_.diagonal[j] = -std::log2(std::fabs(value));
-    });
-    bool suffices = true;
-    for_each_nonzero(a_, [&](std::int32_t i, std::int32_t j, double value) {
-        if (!suffices || i == j) return;
-        const double least = costs_.diagonal[i] + costs_.diagonal[j];
-        suffices = least < INFINITE && -2 * std::log2(std::fabs(value)) >= least;
-    });
-    for (std::int32_t i = 0; i < a_.n; ++i) suffices = suffices && costs_.diagonal[i] < INFINITE;
-    for (std::int32_t i = 0; i < a_.n && suffices; ++i) set_scale(i, 0.5 * costs_.diagonal[i]);
-    return suffices;
+void Symmetrizer::look_at_diagonal() noexcept {
+    for (std::int32_t j = 0; j < a_.n; ++j) {
+        const std::int32_t first = a_.col_ptr[j];
+        const bool stored = first < a_.col_ptr[j + 1] && a_.row_ind[first] == j;
+        if (stored && a_.values[first] != 0) costs_.diagonal[j] = cost_of(a_.values[first]);
+    }
+}
+
+/// Half the costs of the diagonal are duals that prove it the best choice when no entry tempts.
+bool Symmetrizer::diagonal_suffices() const noexcept {
+    for (std::int32_t j = 0; j < a_.n; ++j)
+        if (costs_.diagonal[j] == INFINITE) return false;
+    for (std::int32_t j = 0; j < a_.n; ++j)
+        for (std::int32_t e = a_.col_ptr[j]; e < a_.col_ptr[j + 1]; ++e)
+            if (a_.values[e] != 0 && tempting(a_.row_ind[e], j, cost_of(a_.values[e]))) return false;
+    return true;
 }
 
 Status Symmetrizer::make_costs() noexcept {
@@ -110,7 +127,9 @@ Status Symmetrizer::make_costs() noexcept {
     if (!costs_.col_ptr) return out_of_memory(context_, Status::FACTOR_STORAGE);
     const auto for_each_in = [&](auto visit) {
         for_each_nonzero(a_, [&](std::int32_t i, std::int32_t j, double value) {
-            if (in_[i] != 0 && in_[j] != 0) visit(i, j, value);
+            if (in_[i] == 0 || in_[j] == 0) return;
+            const double cost = cost_of(value);
+            if (i == j || tempting(i, j, cost)) visit(i, j, cost);
         });
     };
     std::int32_t* const ahead = costs_.col_ptr.get() + 1;
@@ -122,8 +141,7 @@ Status Symmetrizer::make_costs() noexcept {
     costs_.row_ind = Buffer<std::int32_t>(memory, ahead[a_.n]);
     costs_.cost = Buffer<double>(memory, ahead[a_.n]);
     if (!costs_.row_ind || !costs_.cost) return out_of_memory(context_, Status::FACTOR_STORAGE);
-    for_each_in([&](std::int32_t i, std::int32_t j, double value) {
-        const double cost = -std::log2(std::fabs(value));
+    for_each_in([&](std::int32_t i, std::int32_t j, double cost) {
         const auto put = [&](std::int32_t row, std::int32_t column) {
             const std::int32_t place = ahead[column]++;
             costs_.row_ind[place] = row;
@@ -196,10 +214,11 @@ void Symmetrizer::pair() noexcept {
 /// By the duals. Excess equations follow those that have a match; among each other they are held to 1 at
 /// most.
 Status Symmetrizer::set_scales() noexcept {
-    Buffer<double> largest(context_.memory, a_.n, 0.0);
-    if (!largest) return out_of_memory(context_, Status::FACTOR_STORAGE);
     for (std::int32_t i = 0; i < a_.n; ++i)
         if (in_[i] != 0) set_scale(i, 0.5 * (matching_.row_dual[i] + matching_.column_dual[i]));
+    if (made_.structural_rank == a_.n) return Status::OK;
+    Buffer<double> largest(context_.memory, a_.n, 0.0);
+    if (!largest) return out_of_memory(context_, Status::FACTOR_STORAGE);
     const auto raise = [&](std::int32_t i, double magnitude) {
         largest[i] = std::max(largest[i], magnitude);
     };
@@ -216,8 +235,11 @@ Status Symmetrizer::set_scales() noexcept {
 Status Symmetrizer::run() noexcept {
     Status status = allocate();
     if (status != Status::OK) return status;
-    made_.structural_rank = a_.n;
-    if (diagonal_suffices()) return Status::OK;
+    look_at_diagonal();
+    if (diagonal_suffices()) {
+        for (std::int32_t i = 0; i < a_.n; ++i) set_scale(i, 0.5 * costs_.diagonal[i]);
+        return Status::OK;
+    }
     status = match();
     if (status == Status::OK) status = set_scales();
     if (status == Status::OK) pair();

@@ -96,18 +96,21 @@ private:
     std::int32_t free_end_ = -1; ///< that row
 };
 
-/// The least cost of each column, then of each row what is left.
+/// The least cost of each row, then of each column what is left: searches begin at columns, and every one has
+/// an entry of reduced cost 0.
 void Matcher::start_duals() noexcept {
-    for (std::int32_t j = 0; j < a_.n; ++j)
-        if (a_.col_ptr[j] < a_.col_ptr[j + 1])
-            m_.column_dual[j] = *std::min_element(a_.cost + a_.col_ptr[j], a_.cost + a_.col_ptr[j + 1]);
-    for (std::int32_t j = 0; j < a_.n; ++j)
-        for (std::int32_t e = a_.col_ptr[j]; e < a_.col_ptr[j + 1]; ++e) {
-            double& dual = m_.row_dual[a_.row_ind[e]];
-            dual = std::min(dual, a_.cost[e] - m_.column_dual[j]);
-        }
+    for (std::int32_t e = 0; e < a_.col_ptr[a_.n]; ++e) {
+        double& dual = m_.row_dual[a_.row_ind[e]];
+        dual = std::min(dual, a_.cost[e]);
+    }
     for (std::int32_t i = 0; i < a_.n; ++i)
         if (m_.row_dual[i] == FAR) m_.row_dual[i] = 0; // an empty row
+    for (std::int32_t j = 0; j < a_.n; ++j) {
+        double least = FAR;
+        for (std::int32_t e = a_.col_ptr[j]; e < a_.col_ptr[j + 1]; ++e)
+            least = std::min(least, reduced(j, e));
+        if (least < FAR) m_.column_dual[j] = least;
+    }
 }
 
 /// A free row of column j at reduced cost 0, by position from `from` on, which moves behind it; or -1.

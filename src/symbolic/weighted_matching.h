@@ -25,7 +25,9 @@ struct WeightedMatching {
 
 /// Finds the matching of most columns, and of those with every column one of least cost.
 ///
-/// most_steps   entries to look at before the work is cut short; the duals hold all the same
+/// most_steps   entries to look at before the work is cut short; the duals hold all the same where all
+/// columns
+///              could have had rows
 /// matching     out: fresh; of no use after a failure
 ///
 /// Returns OK, FACTOR_STORAGE without memory, or CANCELLED. Runs on the calling thread. Cost: mostly a few

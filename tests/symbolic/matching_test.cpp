@@ -65,6 +65,7 @@ TEST(Matching, ItsDualsProveTheLeastCost) {
         const std::int64_t most = rng() % 5 == 0 ? 3 : 1 << 30;
         ASSERT_EQ(mf_weighted_matching(test.context, costs, most, made), Status::OK);
         int matched = 0;
+        const int most_matched = largest_matching(pattern_of(a));
         for (int j = 0; j < a.n; ++j) {
             const int row = made.row_of[j];
             ASSERT_TRUE(row < 0 || made.column_of[row] == j);
@@ -74,15 +75,14 @@ TEST(Matching, ItsDualsProveTheLeastCost) {
                 const int i = a.rowind[e];
                 const double reduced = a.values[e] - made.row_dual[i] - made.column_dual[j];
                 const double rounding = 1e-12 * (1 + std::abs(a.values[e]) + std::abs(made.row_dual[i]));
-                const bool duals = !made.complete || made.n_matched == a.n;
-                ASSERT_TRUE(!duals || reduced >= -rounding) << reduced;
+                ASSERT_TRUE(most_matched < a.n || reduced >= -rounding) << reduced;
                 ASSERT_TRUE(i != row || reduced <= rounding) << reduced;
                 found += i == row;
             }
             ASSERT_EQ(found, 1) << "a match is an entry";
         }
         ASSERT_EQ(matched, made.n_matched);
-        ASSERT_TRUE(!made.complete || matched == largest_matching(pattern_of(a)));
+        ASSERT_TRUE(!made.complete || matched == most_matched);
     }
 }
 
@@ -112,7 +112,7 @@ void check_symmetric(TestContext& test, const Csc& a, int rank) {
         EXPECT_TRUE(made.partner[j] == j || chosen[j] >= 0.49) << "pair of " << j;
     }
     EXPECT_TRUE(rank < a.n || mf_scaling_fits(matrix_of(a), made.scale.get(), largest.data()));
-    made.scale[rank / 2] *= 16;
+    made.scale[rank / 2] *= 32;
     EXPECT_FALSE(rank == a.n && mf_scaling_fits(matrix_of(a), made.scale.get(), largest.data()));
 }
 
