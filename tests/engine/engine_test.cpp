@@ -188,7 +188,10 @@ TEST(MemoryNeed, IsAboutWhatAFactorizationInCoreTakes) {
                 ASSERT_EQ(mf_solver_memory(analysing, analysis, need), Status::OK);
                 ASSERT_EQ(mf_solver_factorise(factorising, input, factor), Status::OK);
                 const double share = mf_mem_peak(factor.memory) / need.in_core;
-                EXPECT_TRUE(share > (definite ? 0.9 : 0.3) && share < (definite ? 1.05 : 1.5)) << share;
+                // Of L D L^T, room for delayed pivots; and not all threads are at their costliest moment at
+                // once.
+                const double least = definite || threads == 1 ? 0.9 : 0.5;
+                EXPECT_TRUE(share > least && share < (definite ? 1.05 : 1.25)) << share;
             }
 }
 
