@@ -46,7 +46,6 @@ Status scale(Context& context, const Matrix& a, SolverFactor& solver, const doub
 /// Divides a limit on the process between the blocks of the factor and all the rest.
 void share_limit(Context& context, const SolverFactor& factor, const Analysis& analysis) noexcept {
     Settings& settings = context.settings;
-    settings.block_limit_bytes = 0;
     if (factor.process_limit_bytes <= 0) return;
     // Several subtrees at a time would hold the blocks of as many paths.
     if (analysis.schedule.n_tasks > 2) settings.n_threads = 1;

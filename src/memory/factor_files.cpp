@@ -120,7 +120,6 @@ Status file_failure(Context& context, const Factor& factor, std::int32_t number)
 Status write_file(Context& context, Factor& factor, std::int32_t& s, std::int64_t limit, int mode,
                   bool first_file, double& percent, bool& enough) noexcept {
     Output out;
-    out.percent = percent;
     const std::int32_t number = factor.files.count;
     const std::int64_t largest = factor.files.max_bytes;
     if (const Status status = claim_directory(context, factor.files); status != Status::OK) return status;

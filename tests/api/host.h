@@ -4,6 +4,8 @@
 #include "support/matrices.h"
 #include "vyr/solver.hpp"
 
+#include <gtest/gtest.h>
+
 #include <vector>
 
 namespace vyr::test {

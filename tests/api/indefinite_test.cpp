@@ -1,8 +1,6 @@
 // Indefinite matrices of every class against their eigenvalues.
 #include "api/host.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>

@@ -2,8 +2,6 @@
 #include "api/host.h"
 #include "support/capture.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <thread>
 

@@ -1,12 +1,9 @@
 // What the library interface answers to hosts that err: every status, and structures of other sizes.
 #include "api/host.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstring>
 #include <functional>
-#include <limits>
 
 namespace vyr::test {
 namespace {

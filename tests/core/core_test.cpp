@@ -1,9 +1,6 @@
 // What everything stands on: accounted memory and its owners, faults on demand, texts, numbers.
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <climits>
 #include <cmath>
 

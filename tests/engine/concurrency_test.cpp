@@ -1,12 +1,8 @@
 // Several matrices, factors and solves at a time: what threads do together equals what each does alone.
-#include "engine/engine.h"
 #include "support/capture.h"
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <functional>
 #include <thread>
 
 namespace vyr::test {

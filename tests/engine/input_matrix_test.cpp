@@ -3,12 +3,8 @@
 
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cmath>
 #include <map>
-#include <string>
 #include <tuple>
 
 namespace vyr::test {

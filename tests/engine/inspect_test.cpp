@@ -5,12 +5,8 @@
 #include "support/capture.h"
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
 #include <cmath>
-#include <functional>
 
 namespace vyr::test {
 namespace {

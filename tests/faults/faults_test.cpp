@@ -4,8 +4,6 @@
 #include "support/capture.h"
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdlib>
 
 using namespace vyr;
@@ -23,14 +21,8 @@ struct Road {
 Status travel(const Road& road, Faults& faults, const std::vector<double>& b, std::vector<double>& x) {
     const bool indefinite = road.kind == Kind::INDEFINITE;
     const Csc a = indefinite ? both_triangles(road.a) : road.a;
-    const InputMatrix input{a.n,
-                            a.colptr.data(),
-                            a.rowind.data(),
-                            a.values.data(),
-                            4,
-                            0,
-                            indefinite ? Triangle::BOTH : Triangle::LOWER,
-                            false};
+    InputMatrix input{.n = a.n, .ptr = a.colptr.data(), .ind = a.rowind.data(), .values = a.values.data()};
+    if (indefinite) input.triangle = Triangle::BOTH;
     SolverAnalysis analysis;
     analysis.memory.faults = &faults;
     Context analysing(analysis.memory);

@@ -3,9 +3,7 @@
 #include "support/matrices.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 

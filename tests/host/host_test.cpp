@@ -2,7 +2,6 @@
 #include "api/host.h"
 #include "vyr.h"
 
-#include <gtest/gtest.h>
 #include <omp.h>
 
 #include <atomic>

@@ -2,8 +2,6 @@
 #include "support/capture.h"
 #include "support/session.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <bit>
 #include <cfloat>

@@ -1,8 +1,6 @@
 // Mistakes of the caller that look like a right matrix, handle or type.
 #include "support/session.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 
 using namespace vyr;

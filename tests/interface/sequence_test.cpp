@@ -2,7 +2,6 @@
 #include "support/capture.h"
 #include "support/session.h"
 
-#include <gtest/gtest.h>
 #include <omp.h>
 
 #include <cfloat>

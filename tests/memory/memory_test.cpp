@@ -4,10 +4,6 @@
 #include "support/capture.h"
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
 using namespace vyr;
 using namespace vyr::test;
 namespace fs = std::filesystem;

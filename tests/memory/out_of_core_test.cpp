@@ -5,8 +5,6 @@
 #include "support/capture.h"
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <fstream>
 

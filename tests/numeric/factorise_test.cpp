@@ -2,7 +2,6 @@
 #include "numeric/phases.h"
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
 #include <omp.h>
 
 #include <cfloat>

@@ -3,8 +3,6 @@
 #include "support/capture.h"
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
 #include <cfloat>
 #include <fstream>
 

@@ -106,13 +106,11 @@ class Factors(unittest.TestCase):
                         self.assertIn("analyses 1, factorizations 2", shown(ksp))
                         alive.append((ksp, a.getValues(range(a.size[0]), range(a.size[1]))
                                       if kind != "seqsbaij" else (2.0 if definite else -2.0) * dense))
+        smallest = np.array([[-4.0]])
+        alive.append((solver(matrix(smallest)), smallest))
+        alive[-1][0].setUp()
         for ksp, dense in alive:
             self.check_factor(ksp.pc.getFactorMatrix(), dense, rng)
-
-    def test_the_smallest_matrix(self):
-        ksp = solver(matrix(np.array([[-4.0]])))
-        ksp.setUp()
-        self.check_factor(ksp.pc.getFactorMatrix(), np.array([[-4.0]]), np.random.default_rng(SEED))
 
     def test_options_reach_the_factor(self):
         dense = random_symmetric(np.random.default_rng(SEED), 20, 1, True)
@@ -129,25 +127,24 @@ class Factors(unittest.TestCase):
 
 
 class Refusals(unittest.TestCase):
-    def test_an_unsymmetric_matrix_is_refused_unless_its_triangle_is_meant(self):
+    def test_a_matrix_that_is_not_square_or_symmetric_is_refused_unless_its_triangle_is_meant(self):
         dense = np.diag([4.0, 5.0, 6.0])
         dense[0, 2] = 1.0
-        for kind in ("seqaij", "seqbaij"):
+        for given, kind in ((dense, "seqaij"), (dense, "seqbaij"), (np.ones((2, 3)), "seqaij")):
             with self.assertRaises(PETSc.Error) as refused:
-                solver(matrix(dense, kind), "lu").setUp()
-            self.assertEqual(refused.exception.ierr, 62)
+                solver(matrix(given, kind), "lu").setUp()
+            self.assertTrue(refused.exception.ierr == 62 or given is not dense)
         ksp = solver(matrix(dense), "lu", [("mat_vyr_assume_symmetric", 1)], "meant_")
         ksp.setUp()
         dense[2, 0] = 1.0
         Factors.check_factor(self, ksp.pc.getFactorMatrix(), dense, np.random.default_rng(SEED))
 
-    def test_a_matrix_that_is_not_square_is_refused(self):
-        with self.assertRaises(PETSc.Error):
-            solver(matrix(np.ones((2, 3))), "lu").setUp()
-
     def test_failed_pivots_are_a_reason_of_the_ksp(self):
-        for dense, spd in ((np.ones((3, 3)), False), (np.diag([1.0, -1.0]), True), (np.zeros((2, 2)), False)):
-            a = matrix(dense)
+        empty = PETSc.Mat().createAIJ(2, nnz=1, comm=PETSc.COMM_SELF)
+        empty.assemble()
+        zeros = np.zeros((2, 2))
+        for a, spd in ((matrix(np.ones((3, 3))), False), (matrix(np.diag([1.0, -1.0])), True), (matrix(zeros), False),
+                       (empty, False)):
             a.setOption(PETSc.Mat.Option.SPD, spd)
             ksp = solver(a)
             x, b = a.createVecs()
@@ -159,26 +156,16 @@ class Refusals(unittest.TestCase):
             ksp.solve(b, x)
             self.assertGreater(ksp.getConvergedReason(), 0)
 
-    def test_a_matrix_without_entries_fails_in_the_analysis(self):
-        a = PETSc.Mat().createAIJ(2, nnz=1, comm=PETSc.COMM_SELF)
-        a.assemble()
-        ksp = solver(a)
-        x, b = a.createVecs()
-        ksp.solve(b, x)
-        self.assertEqual(ksp.getConvergedReason(), PC_FAILED)
-
     def test_a_solve_above_the_limit_of_the_backward_error_is_an_error(self):
         dense = random_symmetric(np.random.default_rng(SEED), 20, 1, True)
-        for limit, accepted in ((1e-12, True), (1e-30, False)):
-            ksp = solver(matrix(dense), "cholesky", [("mat_vyr_backward_error_limit", limit)], f"limit{accepted}_")
-            x, b = ksp.getOperators()[0].createVecs()
-            b.setRandom()
-            if accepted:
-                ksp.solve(b, x)
-                continue
-            with self.assertRaises(PETSc.Error) as refused:
-                ksp.solve(b, x)
-            self.assertEqual(refused.exception.ierr, 91)  # not converged
+        ksps = [solver(matrix(dense), "cholesky", [("mat_vyr_backward_error_limit", limit)], f"limit{limit}_")
+                for limit in (1e-12, 1e-30)]
+        x, b = ksps[0].getOperators()[0].createVecs()
+        b.setRandom()
+        ksps[0].solve(b, x)
+        with self.assertRaises(PETSc.Error) as refused:
+            ksps[1].solve(b, x)
+        self.assertEqual(refused.exception.ierr, 91)  # not converged
 
 
 class Ranks(unittest.TestCase):

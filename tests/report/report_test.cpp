@@ -4,8 +4,6 @@
 #include "support/capture.h"
 #include "support/engine.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <bit>
 #include <cstdlib>

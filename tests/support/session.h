@@ -7,6 +7,8 @@
 #include "support/matrices.h"
 #include "vyr.h"
 
+#include <gtest/gtest.h>
+
 #include <vector>
 
 namespace vyr::test {

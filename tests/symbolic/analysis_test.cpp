@@ -4,11 +4,9 @@
 #include "symbolic/ordering.h"
 #include "symbolic/pattern.h"
 
-#include <gtest/gtest.h>
 #include <metis.h>
 #include <omp.h>
 
-#include <algorithm>
 #include <cfloat>
 #include <numeric>
 

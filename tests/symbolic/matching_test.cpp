@@ -5,7 +5,6 @@
 #include "symbolic/symmetric_matching.h"
 #include "symbolic/weighted_matching.h"
 
-#include <algorithm>
 #include <cmath>
 #include <functional>
 

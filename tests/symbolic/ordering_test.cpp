@@ -3,14 +3,10 @@
 #include "symbolic/ordering.h"
 #include "symbolic/random.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <numeric>
-#include <utility>
 
 using namespace vyr;
 using namespace vyr::test;
@@ -57,13 +53,14 @@ std::int64_t eliminated(const Csc& lower, const Ints& perm) {
     return std::count_if(u.begin(), u.end(), [](double entry) { return entry != 0; });
 }
 
-OrderingMade chosen(const Csc& lower, int ordering, Ints& perm) {
+OrderingMade chosen(const Csc& lower, int ordering, Ints& perm, int* n_allocations = nullptr) {
     TestContext test;
     test.context.settings.ordering = ordering;
     test.context.settings.compress_when_it_pays = true;
     perm.assign(lower.n, -1);
     OrderingMade made;
     EXPECT_EQ(mf_order(test.context, pattern_of(both_triangles(lower)), perm.data(), &made), Status::OK);
+    if (n_allocations != nullptr) *n_allocations = test.memory.alloc_count;
     return made;
 }
 
@@ -190,7 +187,11 @@ TEST(OrderingChoice, AmdFillsLittleAndAutomaticTakesWhatFits) {
     const auto automatic = [&](const Csc& a) { return chosen(a, ORDERING_AUTOMATIC, perm).ordering; };
     EXPECT_EQ(automatic(spd(500, band_edges(500, 4))), ORDERING_NATURAL);
     EXPECT_EQ(automatic(grid(80, 80)), ORDERING_AMD);
-    EXPECT_EQ(automatic(grid(42, 42, 42)), ORDERING_DISSECTION);
+    const Csc body = grid(42, 42, 42);
+    int n[3] = {};
+    EXPECT_EQ(chosen(body, ORDERING_AUTOMATIC, perm, &n[0]).ordering, ORDERING_DISSECTION);
+    chosen(body, ORDERING_AMD, perm, &n[1]), chosen(body, ORDERING_DISSECTION, perm, &n[2]);
+    EXPECT_LT(n[0], n[1] + n[2]) << "a body is dissected at once";
     EXPECT_EQ(automatic(grid(29, 29, 170)), ORDERING_DISSECTION); // too long for a body: both are tried
     Rng rng(test_seed());
     EXPECT_EQ(automatic(spd(8000, random_edges(8000, 32000, rng))), ORDERING_AMD); // nothing to dissect
@@ -198,6 +199,9 @@ TEST(OrderingChoice, AmdFillsLittleAndAutomaticTakesWhatFits) {
 
 TEST(OrderingChoice, SeveralUnknownsANodeAreOrderedTogether) {
     Ints perm;
+    Edges two_alike = grid_edges(9, 8); // the first two vertices
+    two_alike.insert(two_alike.end(), {{0, 2}, {0, 10}, {1, 9}});
+    EXPECT_FALSE(chosen(spd(72, two_alike), ORDERING_AMD, perm).compressed);
     for (const std::int32_t d : {2, 3}) { // a point is a run of d numbers
         Edges edges;
         const auto join = [&](std::int32_t i, std::int32_t j) {

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 namespace vyr::tool {
 namespace {

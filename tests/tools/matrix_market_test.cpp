@@ -8,8 +8,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdio>
-#include <string>
-#include <vector>
 
 namespace vyr::tool {
 namespace {

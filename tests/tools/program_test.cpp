@@ -6,9 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <string>
 #include <utility>
 #include <vector>
 

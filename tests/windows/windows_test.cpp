@@ -6,13 +6,10 @@
 #include "support/engine.h"
 #include "tools/vyr/line_reader.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <string>
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
