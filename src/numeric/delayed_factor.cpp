@@ -127,7 +127,8 @@ Status check_rank(Context& context, const Factor& factor) noexcept {
 
 DelayedRun::~DelayedRun() {
     if (factor.block_store != nullptr) factor.block_store->lock = nullptr;
-    for (std::int64_t s = 0; s < passed.count(); ++s) release_passed_on(static_cast<std::int32_t>(s));
+    const std::int64_t n_snodes = std::min(updates.count(), passed.count()); // 0 without memory for one
+    for (std::int64_t s = 0; s < n_snodes; ++s) release_passed_on(static_cast<std::int32_t>(s));
 }
 
 void DelayedRun::release_passed_on(std::int32_t s) noexcept {
