@@ -11,7 +11,10 @@ here=$(cd "$(dirname "$0")" && pwd)
 unpack() {
     # The options are words of their own.
     # shellcheck disable=SC2086
-    apt-get $own -q download "$@"
+    apt-get $own -q download "$@" || {
+        echo "The packages for arm64 could not be fetched from $mirror; VYR_DEBIAN_MIRROR names another mirror."
+        exit 1
+    }
     for package in ./*.deb; do dpkg-deb -x "$package" out; done
 }
 

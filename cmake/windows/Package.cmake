@@ -30,7 +30,7 @@ file(GLOB examples examples/*.c examples/*.cpp examples/*.h examples/CMakeLists.
 install(FILES ${examples} DESTINATION examples)
 install(FILES LICENSE DESTINATION licences RENAME VYR.txt)
 if(VYR_WINDOWS_DEPENDENCIES)
-  install(DIRECTORY "${VYR_WINDOWS_DEPENDENCIES}/licences/" DESTINATION licences)
+  install(DIRECTORY "${VYR_WINDOWS_DEPENDENCIES}/licence/" DESTINATION licences)
 endif()
 install(FILES /usr/share/doc/libz-mingw-w64-dev/copyright DESTINATION licences RENAME zlib.txt) # is in vyr.exe
 install(FILES ${VYR_METIS_LICENCE} ${VYR_AMD_LICENCE} ${VYR_HIGHWAY_LICENCE} DESTINATION licences)

@@ -41,6 +41,10 @@ std::uint64_t test_seed() {
     return seed;
 }
 
+bool small_sizes() {
+    return std::getenv("VYR_TEST_SMALL") != nullptr;
+}
+
 Edges random_edges(std::int32_t n, std::int64_t count, Rng& rng) {
     std::uniform_int_distribution<std::int32_t> vertex(0, n - 1);
     Edges edges(count);

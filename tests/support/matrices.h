@@ -26,6 +26,10 @@ using Rng = std::mt19937_64;
 /// The seed of the random tests: VYR_TEST_SEED from the environment or a fixed one. Prints it.
 std::uint64_t test_seed();
 
+/// True where instructions are emulated (VYR_TEST_SMALL in the environment): the longest tests take less
+/// then.
+bool small_sizes();
+
 /// Pairs of indices in either order, repeats allowed.
 using Edges = std::vector<std::pair<std::int32_t, std::int32_t>>;
 
