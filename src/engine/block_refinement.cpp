@@ -1,6 +1,6 @@
 // Wilkinson, "Rounding Errors in Algebraic Processes", 1963, with residuals in working precision (Skeel,
 // "Iterative refinement implies numerical stability for Gaussian elimination", Math. Comp. 35, 1980).
-#include "engine/block_refinement.h"
+#include "engine/solver.h"
 
 #include "engine/residual.h"
 

@@ -3,7 +3,7 @@
 #include "core/workforce.h"
 #include "engine/full_storage.h"
 #include "memory/factor_storage.h"
-#include "numeric/numeric_driver.h"
+#include "numeric/phases.h"
 #include "platform/platform.h"
 #include "solve/solve.h"
 #include "symbolic/analyse.h"

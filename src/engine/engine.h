@@ -26,7 +26,7 @@ Status mf_symbol(Context& context, const Pattern& pattern, Analysis& analysis, F
 /// FACTOR_STORAGE.
 Status mf_reserve(Context& context, Factor& factor) noexcept;
 
-/// Factorises by the type in force; see numeric_driver.h. Explains a failure in the context.
+/// Factorises by the type in force; see numeric/phases.h. Explains a failure in the context.
 ///
 /// values   n_input doubles in the order of the analysed pattern
 Status mf_factorise(Context& context, const double* values, Factor& factor) noexcept;

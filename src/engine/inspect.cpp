@@ -1,7 +1,6 @@
 #include "engine/inspect.h"
 
 #include "core/pivot_pair.h"
-#include "engine/inspect_delayed.h"
 #include "solve/factor_passes.h"
 
 #include <algorithm>

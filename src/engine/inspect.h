@@ -43,4 +43,9 @@ struct PivotSummary {
 /// summary: out. Takes 2 n doubles.
 Status mf_pivot_summary(Context& context, const Factor& factor, PivotSummary& summary) noexcept;
 
+// The first two for a factor with delayed pivots; they ask for these themselves.
+Status mf_delayed_columns(Context& context, const Factor& factor, std::int64_t* ptr, std::int32_t* ind,
+                          double* values, std::int32_t* order) noexcept;
+Status mf_delayed_diagonal(Context& context, const Factor& factor, double* diagonal, double* beside) noexcept;
+
 } // namespace vyr

@@ -1,4 +1,4 @@
-#include "engine/inspect_delayed.h"
+#include "engine/inspect.h"
 
 #include "solve/factor_passes.h"
 #include "solve/solve_delayed.h"

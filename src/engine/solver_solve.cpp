@@ -1,6 +1,5 @@
 #include "solve/solve.h"
 #include "core/finite.h"
-#include "engine/block_refinement.h"
 #include "engine/engine.h"
 #include "engine/solver.h"
 

@@ -4,7 +4,7 @@
 #include "interface/handle.h"
 #include "interface/input_check.h"
 #include "interface/process_state.h"
-#include "report/console.h"
+#include "report/report.h"
 #include "symbolic/pattern.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-#include "numeric/numeric_driver.h"
 
 #include "memory/block_store.h"
 #include "memory/factor_files.h"

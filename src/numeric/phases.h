@@ -1,4 +1,4 @@
-// The steps of a factorization, called by the numeric driver.
+// The numeric factorization of an analysed matrix, and its steps.
 #pragma once
 
 #include "core/context.h"
@@ -7,6 +7,16 @@
 #include <cstdint>
 
 namespace vyr {
+
+/// Factorises with the given values by the type in force (11: L L^T in parallel; 12 and 13: L D L^T, node
+/// after node), again if it must be: nothing of an earlier run is left.
+///
+/// values   n_input doubles, in the order of the analysed pattern
+///
+/// Needs the storage that mf_alloc_L reserves. Returns OK, FACTOR_STORAGE, MEMORY, NOT_SPD, ILL_CONDITIONED,
+/// BUFFER, SMALL_PIVOT, GROWTH or MAPPING. Threads: as many as the settings say, or the schedule was made
+/// for.
+Status mf_numeric_driver(Context& context, const double* values, Factor& factor) noexcept;
 
 /// Threads of a factorization: the settings' number, or the one the schedule was made for.
 inline std::int32_t mf_numeric_threads(const Context& context, const Factor& factor) noexcept {

@@ -1,4 +1,4 @@
-#include "report/console.h"
+#include "report/report.h"
 
 #include <cstdint>
 

@@ -1,7 +1,6 @@
 #include "report/report.h"
 
 #include "platform/files.h"
-#include "report/console.h"
 
 #include <cmath>
 

@@ -1,8 +1,11 @@
-// The statistics report: an XML document on one run. docs/report.md explains its tags.
+// What is told of one run: the statistics report, an XML document whose tags docs/report.md explains, and the
+// texts of a numeric step on the console.
 #pragma once
 
+#include "core/log.h"
 #include "core/settings.h"
 #include "core/statistics.h"
+#include "core/status.h"
 
 #include <cstdio>
 
@@ -10,6 +13,8 @@ namespace vyr {
 
 /// Names the library in the report, and the report itself.
 inline constexpr const char* VERSION_STRING = "VYR_spd 2.2";
+inline constexpr const char* COPYRIGHT_NOTICE = "Copyright (c) 2026, the VYR authors";
+inline constexpr const char* SUPPORT_ADDRESS = "support@vyr.example";
 
 /// Writes the body.
 ///
@@ -27,5 +32,12 @@ void mf_report_body(std::FILE* file, const char* title, const Settings& settings
 /// without its report.
 bool mf_write_report(const char* directory, const Settings& settings, const Statistics& statistics,
                      bool with_body) noexcept;
+
+/// Shows sizes, matrix, core mode and method at the start of a numeric step, when messages are on.
+void mf_console_summary(const Log& log, const Settings& settings, const Statistics& statistics) noexcept;
+
+/// Shows what the status of a numeric step means and where to find help, when messages are on. Success shows
+/// nothing.
+void mf_numeric_failure_message(const Log& log, Status status) noexcept;
 
 } // namespace vyr

@@ -1,5 +1,4 @@
 // The statistics report to the letter, and the console texts of a numeric step.
-#include "report/console.h"
 #include "report/report.h"
 #include "support/capture.h"
 #include "support/engine.h"
