@@ -8,8 +8,8 @@
 
 namespace vyr {
 
-/// Which equations are to be eliminated together, and a scaling S such that the entries of S A S are at most
-/// about 1 and those of singles and pairs about 1.
+/// Which equations are to be eliminated together, and a scaling S such that the entries of S A S are below 2,
+/// and those of singles and pairs at least 1/2.
 struct SymmetricMatching {
     Buffer<std::int32_t> partner; ///< n: the equation paired with each one; itself for a single one
     Buffer<double> scale;         ///< n: powers of two, which change no digit of the matrix
@@ -17,13 +17,14 @@ struct SymmetricMatching {
     std::int32_t structural_rank = 0; ///< largest rank of a matrix with these nonzeros; -1: not known
 };
 
-/// Matches equations such that the product of the magnitudes chosen is the largest.
+/// Matches equations such that the product of the magnitudes chosen is the largest, each of them taken for
+/// the power of two below it.
 ///
 /// a          lower triangle by columns, rows strictly ascending; stored zeros count as absent
 /// matching   out: fresh; of no use after a failure
 ///
 /// Returns OK, FACTOR_STORAGE without memory, or CANCELLED. Cost: where no a[i,j]^2 exceeds |a[i,i] a[j,j]|,
-/// a pass over the entries; otherwise that of mf_weighted_matching over both triangles.
+/// a pass over the entries; otherwise that of mf_weighted_matching over those that do.
 [[nodiscard]] Status mf_symmetric_matching(Context& context, const Matrix& a,
                                            SymmetricMatching& matching) noexcept;
 
