@@ -78,8 +78,7 @@ TEST(Solver, TellsInertiaDeterminantPivotsAndConditionOfADiagonal) {
     EXPECT_DOUBLE_EQ(factor.condition(), 16);
     EXPECT_DOUBLE_EQ(factor.condition(true), 2) << "scales are powers of two";
     std::vector<double> pivots(5);
-    check(vyr_factor_pivots(factor.get(), pivots.data()));
-    EXPECT_EQ(pivots, a.values);
+    EXPECT_TRUE(vyr_factor_pivots(factor.get(), pivots.data()) == VYR_STATUS_OK && pivots == a.values);
 }
 
 TEST(Solver, InsideAParallelRegionOfTheHostItTakesOneThreadAndLeavesItsSettingsAlone) {

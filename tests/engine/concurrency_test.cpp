@@ -95,16 +95,15 @@ TEST(Concurrency, TwoFactorsOfOneAnalysisLiveSideBySide) {
     refill(b, 9);
     EngineRun run(first);
     ASSERT_EQ(run.run(a), Status::OK);
-    Factor other(second.memory, run.analysis);
-    // An analysis reserves the storage of one factor; another one reserves its own when it is factorised.
+    Factor other(second.memory, run.analysis); // reserves storage of its own
     std::thread factorise_other([&] {
         EXPECT_EQ(mf_reserve(second.context, other), Status::OK);
         EXPECT_EQ(mf_factorise(second.context, b.values.data(), other), Status::OK);
     });
     EXPECT_EQ(run.factorise(a), Status::OK);
     factorise_other.join();
-    std::vector<double> x = random_vector(a.n, 4);
-    const std::vector<double> right = x;
+    const std::vector<double> right = random_vector(a.n, 4);
+    std::vector<double> x = right;
     ASSERT_EQ(mf_solve_system(second.context, other, matrix_of(b), x.data(), 1, false), Status::OK);
     EXPECT_LT(backward_error(b, x.data(), right.data()), 1e-14);
     EXPECT_LT(solve_error(run, a), 1e-14);

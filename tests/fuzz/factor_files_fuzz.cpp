@@ -11,20 +11,16 @@ using namespace vyr::test;
 namespace {
 
 /// A factorization out of core, and its first file as it was written.
-struct Written {
+struct Written : TestContext {
     Written() {
         context.settings.core_mode = CORE_OUT;
-        require(mf_symbol(context, pattern_of(a), analysis, factor) == Status::OK);
-        require(mf_factorise(context, a.values.data(), factor) == Status::OK && factor.files.count > 0);
+        require(run.run(a) == Status::OK && run.factor.files.count > 0);
         require(mf_file_path(nullptr, 0, path));
         std::ifstream file(path, std::ios::binary);
         whole.assign(std::istreambuf_iterator<char>(file), {});
     }
     Csc a = spd(42, grid_edges(7, 6), 1);
-    Accounting memory;
-    Context context{memory};
-    Analysis analysis;
-    Factor factor{memory, analysis};
+    EngineRun run{*this};
     char path[FILE_PATH_BYTES];
     std::string whole;
 };
@@ -48,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::ofstream(written.path, std::ios::binary) << changed;
     std::vector<double> x(42, 1.0);
     const Status status =
-        mf_solve_system(written.context, written.factor, matrix_of(written.a), x.data(), 1, false);
+        mf_solve_system(written.context, written.run.factor, matrix_of(written.a), x.data(), 1, false);
     require(status == (changed == written.whole ? Status::OK : Status::FACTOR_FILE));
     return 0;
 }

@@ -9,6 +9,7 @@
 #include <fstream>
 
 #ifdef __linux__
+#include <sys/resource.h>
 #include <sys/stat.h>
 #endif
 
@@ -167,19 +168,16 @@ TEST(OutOfCore, AFileThatIsNotWhatWasWrittenIsRefused) {
     for (int round = 0; round < 320; ++round) {
         const int number = static_cast<int>(rng() % 4), mutation = round % 8;
         const std::string path = path_of("", number), whole = contents(path);
-        std::size_t at = 0; // a record begins here
-        for (auto skipped = rng() % 4; skipped > 0; --skipped) {
-            std::int32_t count;
-            std::memcpy(&count, &whole[at + 4], sizeof count);
-            const std::size_t next = at + 8 + 8 * static_cast<std::size_t>(count);
-            if (next < whole.size()) at = next;
-        }
+        std::int32_t count; // of doubles in the first record
+        std::memcpy(&count, &whole[4], sizeof count);
+        const std::size_t second =
+            (8 + 8 * static_cast<std::size_t>(count)) % whole.size(); // record; 0: none
         std::string bad = whole;
-        const std::size_t record = mutation < 2 ? 8 : bad.size() - at; // its key or count, or anything
-        if (mutation < 3) bad[at + rng() % record] ^= static_cast<char>(1 << rng() % 8);
+        const std::size_t at = rng() % 2 ? second : 0, length = mutation < 2 ? 8 : whole.size() - at;
+        if (mutation < 3) bad[at + rng() % length] ^= static_cast<char>(1 << rng() % 8);
         if (mutation == 3) bad.resize(rng() % whole.size());
-        if (mutation == 4) bad.resize(at); // whole records alone
-        if (mutation == 5) bad += rng() % 2 ? std::string(1 + rng() % 20, '\0') : whole.substr(at);
+        if (mutation == 4) bad.resize(second); // whole records alone
+        if (mutation == 5) bad += rng() % 2 ? std::string(1 + rng() % 20, '\0') : whole.substr(second);
         if (mutation == 6) bad = contents(path_of("", number ^ 1));
         fs::remove(path); // truncating it makes some systems wait for the disk
         if (mutation < 7) std::ofstream(path, std::ios::binary) << bad;
@@ -233,12 +231,15 @@ TEST(OutOfCore, AFileThatMayNotGrowIsAStatusAndLeavesNothing) {
     Rng rng(test_seed());
     const TempDirectory directory;
     Trip trip({.a = system(TYPE_SPD, 20, 15, rng)});
-    const FileSizeLimit limit(300);
+    rlimit limit{300, RLIM_INFINITY}; // what a full disk looks like, and by default the end of the process
+    setrlimit(RLIMIT_FSIZE, &limit);
     ASSERT_EQ(trip.run.run(trip.road.a), Status::OK); // its memory suffices
     trip.limit(1.2);
     EXPECT_EQ(trip.factorise(), Status::FACTOR_STORAGE);
     EXPECT_NE(std::strstr(trip.context.reason, "VYR_ 0.mmf: File too large"), nullptr) << trip.context.reason;
     EXPECT_TRUE(fs::is_empty("."));
+    limit.rlim_cur = RLIM_INFINITY;
+    setrlimit(RLIMIT_FSIZE, &limit);
 }
 #endif
 

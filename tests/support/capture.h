@@ -5,10 +5,6 @@
 #include <functional>
 #include <string>
 
-#ifdef __linux__
-#include <sys/resource.h>
-#endif
-
 namespace vyr::test {
 
 /// Runs `action` and returns what it printed, by C or C++, but for the message of a heap compaction that
@@ -26,22 +22,5 @@ public:
 private:
     std::filesystem::path path_, previous_;
 };
-
-#ifdef __linux__
-/// No file of the process may grow past `bytes` while it lives: what a full disk looks like, and by default
-/// the end of the process.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) { set(bytes); }
-    ~FileSizeLimit() { set(RLIM_INFINITY); }
-    FileSizeLimit& operator=(FileSizeLimit&&) = delete;
-
-private:
-    static void set(rlim_t bytes) {
-        const rlimit limit{bytes, RLIM_INFINITY};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-};
-#endif
 
 } // namespace vyr::test

@@ -21,7 +21,6 @@ TEST(FailureSentence, SaysWhatWentWrongAndWithWhichFigures) {
         {VYR_STATUS_MEMORY, "a block", 0, 0, 0, 0, "Out of memory (a block). Close other programs"},
         {VYR_STATUS_TOO_LARGE, "it needs", 1, 0, 0, 0, "The memory limit is too small: it needs"},
         {VYR_STATUS_FILE, "full", 0, 0, 0, 0, "The factor files cannot be written or read (full). Check"},
-        {VYR_STATUS_SINGULAR, "", 0, 0, 0, 0, "No pivot could be found for some equation"},
         {VYR_STATUS_STRUCTURE, "bad", 0, 0, 0, 0, "The library ended with status -6: bad."},
         {VYR_STATUS_BUSY, "", 0, 0, 0, 0, "The library ended with status -44: the object is at work"},
         {VYR_STATUS_NOT_POSITIVE, "", 0, 0, 0, 0, "The matrix is not positive definite. Check that row"},
