@@ -5,6 +5,7 @@
 #include "bench/doors.h"
 #include "bench/driver.h"
 #include "bench/kernel_rates.h"
+#include "bench/simulate.h"
 #include "bench/table.h"
 #include "bench/worker.h"
 
@@ -24,6 +25,8 @@ struct Options {
     std::string json, markdown;
     bool doors = false;
     bool kernels = false;
+    bool simulate = false;
+    SimulationPlan simulation;
     int cancelling = 0;
 };
 
@@ -109,6 +112,26 @@ void add_options(CLI::App& app, Options& options) {
                  "Compare the library interface with the nine functions instead, in this process");
     app.add_flag("--kernels", options.kernels,
                  "Tell how fast the update kernels are on one thread instead, beside those of BLAS");
+    app.add_flag(
+        "--simulate", options.simulate,
+        "Tell instead what factorizations would take on more cores, from what their pieces cost here");
+    app.add_option("--cores", options.simulation.cores, "Numbers of cores of --simulate")
+        ->delimiter(',')
+        ->check(CLI::Range(1, 4096))
+        ->capture_default_str();
+    app.add_option("--costs", options.simulation.costs,
+                   "File of the costs of --simulate; measured and written when it is not there");
+    app.add_flag("--graph", options.simulation.graph,
+                 "Simulate a graph of subtrees and panels instead of the schedule of the code");
+    app.add_option("--panel", options.simulation.graph_plan.panel, "Pivots of a panel of --graph")
+        ->check(CLI::Range(16, 4096))
+        ->capture_default_str();
+    app.add_option("--subtree-share", options.simulation.graph_plan.subtree_share,
+                   "Share of all operations that a subtree of --graph has at most")
+        ->check(CLI::Range(1e-5, 1.0))
+        ->capture_default_str();
+    app.add_flag("--measure", options.simulation.measure,
+                 "Factorise beside --simulate where there are as many processors");
     app.add_option("--cancel", options.cancelling,
                    "Cancel each phase at so many random moments instead, and tell how late it ends")
         ->check(CLI::Range(1, 1000));
@@ -136,6 +159,12 @@ int run(int argc, char** argv) {
     }
     if (options.kernels) {
         print_kernel_rates(options.plan.rounds);
+        return 0;
+    }
+    if (options.simulate) {
+        options.simulation.matrices = options.plan.matrices;
+        options.simulation.rounds = options.plan.rounds;
+        print_simulation(options.simulation);
         return 0;
     }
     if (options.doors) {
