@@ -78,6 +78,37 @@ struct SolveCut {
     Buffer<std::int64_t> owed; ///< n_subtrees + 1: sums of the roots' nupd, the rows beyond the subtrees
 };
 
+/// Pivots [begin, end) of a node above the subtrees: what one step eliminates, and whose columns receive what
+/// others contribute.
+struct ColumnPanel {
+    std::int32_t node, begin, end;
+
+    std::int32_t n_pivots() const noexcept { return end - begin; }
+};
+
+/// What a subtree or a panel contributes to the columns of one panel.
+struct Contribution {
+    std::int32_t target;     ///< panel
+    std::int32_t begin, end; ///< the columns, as places in the row list of the contributor's node
+    std::int32_t next;       ///< the contribution to the same panel that follows, or -1
+};
+
+/// The elimination of a positive definite matrix as steps that wait for each other: subtrees, which one
+/// thread each takes, and the nodes above them in panels of pivots. What a panel receives it receives in the
+/// order of the contributors, the subtrees first: whoever does the work, the digits are the same.
+struct EliminationGraph {
+    std::int32_t n_subtrees = 0;      ///< 0 where the tree is work for one thread
+    std::int32_t n_panels = 0;        ///< 0 there, too
+    Buffer<std::int32_t> first, root; ///< n_subtrees: a subtree's nodes are first .. root
+    Buffer<ColumnPanel> panels;  ///< n_panels, a node's panels side by side, nodes after their descendants
+    Buffer<std::int32_t> offset; ///< n_subtrees + n_panels + 1: positions in `contributions`
+    Buffer<Contribution>
+        contributions; ///< of the subtrees, then of the panels; each one's by ascending columns
+    Buffer<std::int32_t> first_received; ///< n_panels: the first contribution to a panel, or -1
+
+    std::int32_t n_contributors() const noexcept { return n_subtrees + n_panels; }
+};
+
 /// The analysis of one pattern. Made by mf_analyse, immutable afterwards: any number of factors and threads
 /// may use it at a time. The accounting it was made with must outlive it.
 struct Analysis {
@@ -100,6 +131,7 @@ struct Analysis {
     Buffer<std::int32_t> snode_parent;  ///< n_snodes, -1 for roots
     Buffer<mf_snode> snodes;            ///< n_snodes, every child before its parent
     Schedule schedule;
+    EliminationGraph graph;
     SolveCut solve_cut;
 
     // Slabs that the supernode records point into.

@@ -70,4 +70,14 @@ private:
     std::int64_t count_ = 0;
 };
 
+/// Makes sure of `count` elements, whatever they hold. False when the memory could not be had; then `work` is
+/// empty.
+template <typename T>
+[[nodiscard]] bool make_room(Buffer<T>& work, Accounting& memory, std::int64_t count) noexcept {
+    if (work && work.count() >= count) return true;
+    work.reset();
+    work = Buffer<T>(memory, count);
+    return static_cast<bool>(work);
+}
+
 } // namespace vyr

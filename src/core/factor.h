@@ -31,7 +31,7 @@ struct FactorBlock {
 struct FactorWork {
     Buffer<double> task_work;       ///< the tasks' work blocks
     Buffer<double> packed;          ///< the threads' packed operands
-    Buffer<std::int32_t> node_work; ///< 2 n scratch integers a task
+    Buffer<std::int32_t> node_work; ///< scratch integers of the tasks, or of the threads
 
     // Delayed pivots only: the input entries by node, made by mf_list_entries.
     Buffer<std::int32_t> entries, entry_offset;

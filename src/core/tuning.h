@@ -44,6 +44,17 @@ inline constexpr std::int32_t SHARED_PIVOTS = 256;
 /// far above the cost of a task. 1e6 is no faster (ela_30 on two threads: 1.15 s both).
 inline constexpr double SHARED_FRONT_FLOPS = 4e6;
 
+/// Operations of L L^T from which threads share it, and subtrees they take, at least. TODO
+inline constexpr double SHARED_OPERATIONS = 2e7;
+inline constexpr std::int32_t FACTOR_SUBTREES = 64;
+
+/// Pivots that a node above the subtrees eliminates at a time. TODO
+inline constexpr std::int32_t PANEL_PIVOTS = 256;
+
+/// Subtrees, and panels, at work for each of several threads: those that wait for their turn keep their
+/// memory.
+inline constexpr std::int32_t STEPS_A_THREAD = 2;
+
 /// Bytes of factor storage a thread zeroes or touches at a time: enough chunks to balance.
 inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;
 

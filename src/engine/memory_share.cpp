@@ -27,7 +27,7 @@ std::int64_t mf_factor_nnz(const Analysis& analysis) noexcept {
 }
 
 double mf_bytes_beside_blocks(const Analysis& analysis, int type, std::int32_t n_threads) noexcept {
-    const double work = mf_spd_work_bytes(analysis, n_threads);
+    const double work = mf_task_work_bytes(analysis, n_threads);
     const double entry_lists = 12.0 * analysis.n_input;
     const double updates = type == TYPE_LDLT ? 8.0 * analysis.schedule.waiting_entries : 0;
     const double vectors = 8.0 * 8.0 * analysis.n + 8.0 * analysis.n_snodes;

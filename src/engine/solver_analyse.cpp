@@ -114,6 +114,7 @@ Status mf_solver_analyse(Context& context, const InputMatrix& input, Kind kind, 
     if (const Status status = choose_type(context, input, made, wishes); status != Status::OK) return status;
 
     settings.compress_when_it_pays = true;
+    settings.tree_schedule = true;
     settings.type = made.type;
     settings.partner = wishes.partner.get();
     settings.weak = wishes.weak.get();
@@ -134,15 +135,11 @@ Status mf_solver_memory(Context& context, const SolverAnalysis& made, MemoryNeed
     const Analysis& analysis = made.analysis;
     const Schedule& schedule = analysis.schedule;
     need.factor = 8.0 * static_cast<double>(analysis.factor_entries);
-    const double indices = 4.0 * (static_cast<double>(analysis.row_slab.count()) * 2 +
-                                  2.0 * std::max(schedule.n_tasks, 1) * analysis.n);
-    const double work =
-        made.type == TYPE_SPD ? static_cast<double>(schedule.work_entries[0]) : schedule.waiting_entries;
-    // L L^T packs coupling blocks; L D L^T takes the scaled values and the entries by node.
-    const double beside_work = made.type == TYPE_SPD
-                                   ? mf_spd_packed_bytes(analysis, std::max(schedule.n_threads, 1))
-                                   : 16.0 * analysis.n_input;
-    need.in_core = need.factor + indices + beside_work + 8.0 * (work + 2.0 * analysis.n);
+    const double indices = 8.0 * static_cast<double>(analysis.row_slab.count());
+    // L L^T packs coupling blocks; L D L^T takes the updates, the scaled values and the entries by node.
+    const double work = made.type == TYPE_SPD ? mf_graph_work_bytes(analysis, std::max(schedule.n_threads, 1))
+                                              : 8.0 * schedule.waiting_entries + 16.0 * analysis.n_input;
+    need.in_core = need.factor + indices + work + 16.0 * analysis.n;
     double path_bytes = 0;
     if (const Status status = mf_path_bytes(context, analysis, made.type, path_bytes); status != Status::OK)
         return status;

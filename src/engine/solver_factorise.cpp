@@ -57,6 +57,7 @@ void share_limit(Context& context, const SolverFactor& factor, const Analysis& a
 Status run(Context& context, int type, const double* values, SolverFactor& solver) noexcept {
     solver.type = context.settings.type = type;
     context.settings.delay_pivots = type == TYPE_LDLT;
+    context.settings.tree_schedule = true;
     if (!solver.factor.blocks)
         if (const Status status = mf_reserve(context, solver.factor); status != Status::OK) return status;
     share_limit(context, solver, solver.analysis.analysis);

@@ -78,7 +78,7 @@ Status mf_alloc_L(Context& context, Factor& factor) noexcept {
     // 1. One record a block, and the tasks' work space; fronts with delayed pivots bring their own.
     factor.blocks = Buffer<FactorBlock>::zeroed(*factor.memory, analysis.n_snodes);
     if (!factor.blocks) return no_storage(context);
-    if (!settings.delay_pivots)
+    if (!settings.delay_pivots && !settings.tree_schedule)
         if (const Status status = mf_task_work_blocks(context, factor, settings.blocked);
             status != Status::OK)
             return status;
@@ -97,6 +97,7 @@ Status mf_alloc_L(Context& context, Factor& factor) noexcept {
     // 4. Work space of the elimination.
     if (settings.delay_pivots) return Status::OK;
     if (const Status status = allocate_front_work(context, factor); status != Status::OK) return status;
+    if (settings.tree_schedule) return Status::OK; // the factorization brings its own
     return allocate_node_work(context, factor);
 }
 

@@ -41,18 +41,19 @@ void reduce(std::int32_t n1, std::int32_t n2, const double* a12, double* a22, st
     });
 }
 
-std::int32_t cholesky(const VectorLoops& loops, std::int32_t n, double* a, std::int32_t ld) noexcept {
+std::int32_t cholesky(const VectorLoops& loops, std::int32_t n, double* a, std::int32_t ld,
+                      bool may_share) noexcept {
     if (n <= tuning::BASE_PIVOTS) return loops.cholesky(n, a, ld);
     const std::int32_t n1 = half(n), n2 = n - n1;
-    const bool shared = n >= tuning::SHARED_PIVOTS;
+    const bool shared = may_share && n >= tuning::SHARED_PIVOTS;
     double* a12 = a + std::int64_t{n1} * ld;
     double* a22 = a12 + n1;
-    if (const std::int32_t info = cholesky(loops, n1, a, ld); info != 0) return info;
+    if (const std::int32_t info = cholesky(loops, n1, a, ld, shared); info != 0) return info;
     for_strips(n2, strip_width(n2, shared), shared, [&](std::int32_t begin, std::int32_t end) noexcept {
         solve(loops, n1, a, ld, end - begin, a12 + std::int64_t{begin} * ld, ld);
     });
     reduce(n1, n2, a12, a22, ld, shared);
-    const std::int32_t info = cholesky(loops, n2, a22, ld);
+    const std::int32_t info = cholesky(loops, n2, a22, ld, shared);
     return info == 0 ? 0 : n1 + info;
 }
 
@@ -61,9 +62,9 @@ std::int32_t cholesky(const VectorLoops& loops, std::int32_t n, double* a, std::
 // Recursion after F. G. Gustavson, "Recursion leads to automatic variable blocking for dense linear-algebra
 // algorithms", IBM J. Res. Dev. 41 (1997): nearly all the work is in large matrix products, which BLAS does
 // well, and the small triangles, where it does not, go to our own loops.
-std::int32_t mf_dense_cholesky(const VectorLoops& loops, std::int32_t n, double* a,
-                               std::int32_t ld) noexcept {
-    return cholesky(loops, n, a, ld);
+std::int32_t mf_dense_cholesky(const VectorLoops& loops, std::int32_t n, double* a, std::int32_t ld,
+                               bool shared) noexcept {
+    return cholesky(loops, n, a, ld, shared);
 }
 
 void mf_dense_solve(const VectorLoops& loops, std::int32_t n, const double* u, std::int32_t ld,

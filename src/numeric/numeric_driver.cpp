@@ -70,14 +70,16 @@ Status check_growth(Context& context, const Factor& factor) noexcept {
     return Status::OK;
 }
 
-/// L L^T and L D L^T with delayed pivots on the tasks of the schedule, or L D L^T node after node.
+/// L L^T, L D L^T with delayed pivots on the tasks of the schedule, or L D L^T node after node.
 Status eliminate(Context& context, const double* values, Factor& factor) noexcept {
     if (context.settings.delay_pivots) return mf_delayed_factor(context, values, factor);
     if (context.settings.type != TYPE_SPD) {
         const Status status = mf_ldlt_prepare(context, factor);
         return status != Status::OK ? status : mf_node_loop(context, factor, 0, factor.analysis->n_snodes);
     }
-    if (const Status status = mf_parallel_factor(context, factor); status != Status::OK) return status;
+    const bool by_tasks = context.settings.blocked || factor.block_store != nullptr;
+    const Status status = by_tasks ? mf_task_factor(context, factor) : mf_graph_factor(context, factor);
+    if (status != Status::OK) return status;
     return check_growth(context, factor);
 }
 

@@ -37,18 +37,20 @@ Status mf_assemble_input(const Context& context, const double* values, Factor& f
 /// of it only when messages are on. Changes nothing.
 void mf_lu_init_check(const Log& log, const Factor& factor) noexcept;
 
-/// Bytes in which the threads of L L^T pack a coupling block each.
-double mf_spd_packed_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept;
-
-/// Bytes of work space that L L^T touches beside the factor blocks.
-double mf_spd_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept;
-
-/// Factorises L L^T: subtree tasks on an OpenMP team, handed out one at a time, then the top task.
-/// Operations, assembly time and a failed column go to the statistics.
+/// Factorises L L^T in core by the steps of the elimination graph: no lock on any block, and the same digits
+/// on any number of threads. Operations, assembly time and a failed column go to the statistics.
 ///
 /// Returns OK or the status of the failure that comes first in the order of elimination, whatever the number
 /// of threads. The input entries must be in the blocks.
-Status mf_parallel_factor(Context& context, Factor& factor) noexcept;
+Status mf_graph_factor(Context& context, Factor& factor) noexcept;
+
+/// The same by the tasks of the schedule, the subtrees on an OpenMP team, handed out one at a time, then the
+/// top task: out of core, or with settings.blocked.
+Status mf_task_factor(Context& context, Factor& factor) noexcept;
+
+/// Bytes of work space that they touch beside the factor blocks.
+double mf_graph_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept;
+double mf_task_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept;
 
 /// Allocates what the node loop needs and the factor lacks: the pivot record (n ints), the update matrix's
 /// work block (ldw x ldw doubles), the undivided rows of the largest front and the list of stacked updates

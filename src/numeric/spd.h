@@ -21,13 +21,15 @@ struct SpdTask {
     Context* context = nullptr;
     const VectorLoops* loops = nullptr;
     const ProductKernel* kernel = nullptr;
-    const std::int32_t* nodes = nullptr; ///< ascending
+    const std::int32_t* nodes = nullptr; ///< ascending; null: first_node and those that follow
+    std::int32_t first_node = 0;
     std::int32_t n_nodes = 0;
+    bool alone = false;              ///< no thread helps
     std::int32_t limit = INT32_MAX;  ///< the root's number + 1; of one that shares nothing: INT32_MAX
     double* owed = nullptr;          ///< nupd x nupd of the root, upper triangle; of the thread
     double* packed = nullptr;        ///< mf_packed_entries doubles, of the thread: left operands of products
     double* work = nullptr;          ///< the task's work block: pieces of the blocked variant
-    std::int32_t* scratch = nullptr; ///< 2 n integers
+    std::int32_t* scratch = nullptr; ///< 2 largest_update integers
     Lock* lock = nullptr;            ///< of ancestors from `limit` on
 
     Status status = Status::OK;      ///< of the first failure

@@ -14,11 +14,11 @@ struct SpdFront {
     double* block;
     bool shared; ///< other threads should be offered a part of the work
 
-    SpdFront(const Factor& factor, std::int32_t s) noexcept
+    SpdFront(const Factor& factor, std::int32_t s, const SpdTask& task) noexcept
         : node(factor.analysis->snodes[s]),
           block(factor.block(s)),
-          shared(static_cast<double>(node.npiv) * node.nupd * (node.npiv + node.nupd) >=
-                 tuning::SHARED_FRONT_FLOPS) {}
+          shared(!task.alone && static_cast<double>(node.npiv) * node.nupd * (node.npiv + node.nupd) >=
+                                    tuning::SHARED_FRONT_FLOPS) {}
 
     /// Column `j` of the coupling block.
     double* coupling_column(std::int32_t j) const noexcept {

@@ -38,7 +38,8 @@ Status eliminate(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
                                           mf_store_obtain_targets(context, factor, s) != Status::OK))
         return Status::FACTOR_STORAGE;
     if (factor.block(s) == nullptr) return Status::FACTOR_STORAGE;
-    const std::int32_t info = mf_dense_cholesky(*task.loops, node.npiv, factor.block(s), node.npiv);
+    const std::int32_t info =
+        mf_dense_cholesky(*task.loops, node.npiv, factor.block(s), node.npiv, !task.alone);
     if (const Status status = check_pivots(factor, s, task); status != Status::OK) return status;
     if (info != 0) note_failure(task, Status::NOT_SPD, node.first() + info - 1);
     if (node.nupd > 0) {
@@ -59,8 +60,9 @@ Status eliminate(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
 void mf_spd_node(Factor& factor, SpdTask& task) noexcept {
     double flops = 0; // summed here, because another thread's task may share the record's cache line
     for (std::int32_t k = 0; k < task.n_nodes; ++k) {
-        flops += mf_node_cost(factor.analysis->snodes[task.nodes[k]]);
-        if (const Status status = eliminate(factor, task.nodes[k], task); status != Status::OK) {
+        const std::int32_t s = task.nodes != nullptr ? task.nodes[k] : task.first_node + k;
+        flops += mf_node_cost(factor.analysis->snodes[s]);
+        if (const Status status = eliminate(factor, s, task); status != Status::OK) {
             note_failure(task, status, -1);
             break;
         }

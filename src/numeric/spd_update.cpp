@@ -98,7 +98,7 @@ private:
     const mf_snode& root() const noexcept { return factor_.analysis->snodes[task_.limit - 1]; }
     /// By update row, from first_owed_ on: its place among the update rows of the root, which has all of
     /// them.
-    std::int32_t* owed_places() const noexcept { return task_.scratch + factor_.analysis->n; }
+    std::int32_t* owed_places() const noexcept { return task_.scratch + factor_.analysis->largest_update; }
 
     void find_owed() noexcept {
         const std::int32_t nupd = front_.node.nupd;
@@ -130,7 +130,7 @@ std::int64_t mf_packed_entries(const mf_snode& node, std::int32_t lanes) noexcep
 }
 
 Status mf_spd_update(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
-    const SpdFront front(factor, s);
+    const SpdFront front(factor, s, task);
     const mf_snode& node = front.node;
     mf_solve_coupling(task, front);
     const Update update(factor, s, task, front);

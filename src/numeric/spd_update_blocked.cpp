@@ -29,7 +29,7 @@ private:
 
 Status mf_spd_update_blocked(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
     const Analysis& analysis = *factor.analysis;
-    const SpdFront front(factor, s);
+    const SpdFront front(factor, s, task);
     const mf_snode& node = front.node;
     mf_solve_coupling(task, front);
 

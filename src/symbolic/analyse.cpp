@@ -113,6 +113,7 @@ Status mf_analyse(Context& context, const Pattern& pattern, Analysis& analysis,
     // 3. Parallel schedule.
     if (status == Status::OK) status = mf_task_partition(context, analysis);
     if (status == Status::OK) status = mf_waiting_updates(context, analysis);
+    if (status == Status::OK) status = mf_elimination_graph(context, analysis);
     // 4. Cut of the tree for solves.
     if (status == Status::OK) status = mf_solve_cut(context, analysis);
     return status;

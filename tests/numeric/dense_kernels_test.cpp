@@ -51,7 +51,7 @@ void check_kernels(const VectorLoops& loops, std::int32_t n, std::int32_t m, Rng
         for (std::int32_t i = 0; i < n; ++i) x(i, j) = between(-9, 9);
     std::vector<double> d(n, 1.0);
     Block factored = product(u, d, u, pad), c = product(u, d, x, other_pad);
-    ASSERT_EQ(mf_dense_cholesky(loops, n, factored.a.data(), u.ld), 0);
+    ASSERT_EQ(mf_dense_cholesky(loops, n, factored.a.data(), u.ld, false), 0);
     ASSERT_EQ(factored.a, u.a);
     mf_dense_solve(loops, n, u.a.data(), u.ld, m, c.a.data(), x.ld);
     ASSERT_EQ(c.a, x.a);
@@ -63,7 +63,7 @@ void check_kernels(const VectorLoops& loops, std::int32_t n, std::int32_t m, Rng
     d[bad] = std::isfinite(value) ? value : 1.0;
     factored = product(u, d, u, pad);
     if (!std::isfinite(value)) factored(bad, bad) = value;
-    ASSERT_EQ(mf_dense_cholesky(loops, n, factored.a.data(), u.ld), bad + 1);
+    ASSERT_EQ(mf_dense_cholesky(loops, n, factored.a.data(), u.ld, false), bad + 1);
     ASSERT_TRUE(factored(bad, bad) == value || (std::isnan(value) && std::isnan(factored(bad, bad))));
 }
 

@@ -1,4 +1,5 @@
-// The parallel factorization of a positive definite matrix.
+// L L^T by tasks that add to the nodes above them under a lock: for factors out of core, and for updates that
+// are passed on ancestor by ancestor.
 #include "core/tuning.h"
 #include "memory/block_store.h"
 #include "memory/factor_storage.h"
@@ -114,7 +115,8 @@ private:
         task.n_nodes = schedule.task_offset[t + 1] - schedule.task_offset[t];
         const std::int64_t variant = context_.settings.blocked ? schedule.n_tasks : 0;
         task.work = factor_.work.task_work.get() + schedule.work_offset[variant + t];
-        task.scratch = factor_.work.node_work.get() + 2 * static_cast<std::int64_t>(t) * analysis.n;
+        task.scratch =
+            factor_.work.node_work.get() + 2 * static_cast<std::int64_t>(t) * analysis.largest_update;
         // A subtree's nodes end with its root: every ancestor beyond it belongs to the top task.
         if (t == n_subtrees() || task.n_nodes == 0 || n_threads_ == 1) return;
         task.limit = task.nodes[task.n_nodes - 1] + 1;
@@ -156,30 +158,25 @@ void run_subtree(Factor& factor, SpdTask& task, double* packed, double* owed) no
 
 } // namespace
 
-double mf_spd_packed_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept {
+double mf_task_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept {
     constexpr std::int32_t MOST_LANES = 8;
-    return 8.0 * n_threads * static_cast<double>(packed_entries(analysis, MOST_LANES));
+    const std::int64_t owed = n_threads > 1 ? owed_entries(analysis) : 0;
+    return 8.0 * n_threads * static_cast<double>(packed_entries(analysis, MOST_LANES) + owed);
 }
 
-double mf_spd_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept {
-    const auto owed = n_threads > 1 ? static_cast<double>(owed_entries(analysis)) : 0.0;
-    return mf_spd_packed_bytes(analysis, n_threads) + 8.0 * n_threads * owed;
-}
-
-Status mf_parallel_factor(Context& context, Factor& factor) noexcept {
+Status mf_task_factor(Context& context, Factor& factor) noexcept {
     const bool blocked = context.settings.blocked;
     if (const Status status = mf_task_work_blocks(context, factor, blocked); status != Status::OK)
         return status;
     const std::int32_t n_threads = mf_numeric_threads(context, factor);
+    if (!make_room(factor.work.node_work, *factor.memory,
+                   2 * std::int64_t{factor.analysis->schedule.n_tasks} * factor.analysis->largest_update))
+        return out_of_memory(context);
     Run run(context, factor, n_threads);
     if (!run) return out_of_memory(context);
     const std::int64_t n_packed = packed_entries(*factor.analysis, run[0].kernel->lanes);
     Buffer<double>& packed = factor.work.packed;
-    if (packed.count() < n_packed * n_threads) {
-        packed.reset();
-        packed = Buffer<double>(*factor.memory, n_packed * n_threads);
-        if (!packed) return out_of_memory(context);
-    }
+    if (!make_room(packed, *factor.memory, n_packed * n_threads)) return out_of_memory(context);
     const std::int32_t n_subtrees = run.n_subtrees();
     // Threads share the work among themselves; every BLAS call stays on the thread that makes it.
     const blas::ThreadLimit one_blas_thread(1);

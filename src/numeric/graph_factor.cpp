@@ -1,0 +1,358 @@
+// Whoever finishes what a step waits for last hands the step to the ready queue. A panel's contributions are
+// solved as soon as the panel is factorised and it is their turn at the target, and subtracted when those
+// before them are solved, too. Subtrees and panels need a place to work in, which they get in their order:
+// the earliest one at work never waits for a later one.
+#include "core/tuning.h"
+#include "numeric/panel_steps.h"
+#include "numeric/phases.h"
+#include "numeric/ready_queue.h"
+#include "numeric/spd.h"
+#include "numeric/update_passing.h"
+#include "platform/blas_threads.h"
+#include "platform/platform.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <atomic>
+
+namespace vyr {
+
+namespace {
+
+/// How the work space is divided: doubles for each thread, each subtree and each panel at work.
+struct WorkPlan {
+    std::int64_t thread = 0, owed = 0, panel = 0;
+    std::int32_t n_threads, n_subtrees, n_panels; ///< at work at a time
+
+    WorkPlan(const Analysis& analysis, std::int32_t threads, std::int32_t lanes) noexcept
+        : n_threads(analysis.graph.n_subtrees == 0 ? 1 : threads) {
+        const EliminationGraph& graph = analysis.graph;
+        const std::int32_t n_at_work = n_threads == 1 ? 1 : tuning::STEPS_A_THREAD * n_threads;
+        n_subtrees = std::min(graph.n_subtrees, n_at_work);
+        n_panels = std::min(graph.n_panels, n_at_work);
+        const auto count_subtree = [&](std::int32_t first, std::int32_t root) noexcept {
+            for (std::int32_t s = first; s <= root; ++s)
+                thread = std::max(thread, mf_packed_entries(analysis.snodes[s], lanes));
+            const std::int64_t nupd = analysis.snodes[root].nupd;
+            owed = std::max(owed, nupd * nupd);
+        };
+        if (graph.n_subtrees == 0) count_subtree(0, analysis.n_snodes - 1);
+        for (std::int32_t t = 0; t < graph.n_subtrees; ++t) count_subtree(graph.first[t], graph.root[t]);
+        for (std::int32_t p = 0; p < graph.n_panels; ++p)
+            panel = std::max(panel, mf_panel_entries(graph, p, lanes));
+    }
+    std::int64_t entries() const noexcept {
+        return thread * n_threads + owed * n_subtrees + panel * n_panels;
+    }
+};
+
+/// Counts down from several threads; true for the one who comes last.
+bool is_last(std::int32_t& count) noexcept {
+    return std::atomic_ref<std::int32_t>(count).fetch_sub(1, std::memory_order_acq_rel) == 1;
+}
+
+class GraphRun {
+public:
+    GraphRun(Context& context, Factor& factor, const WorkPlan& plan, double* work) noexcept
+        : context_(context),
+          factor_(factor),
+          analysis_(*factor.analysis),
+          graph_(analysis_.graph),
+          plan_(plan),
+          work_(work),
+          loops_(mf_vector_loops(context.settings.instructions)),
+          kernel_(mf_product_kernel(context.settings.instructions)),
+          n_contributions_(graph_.n_subtrees == 0 ? 0 : graph_.offset[graph_.n_contributors()]),
+          // What a contribution, a contributor and a panel wait for, and the places of contributors.
+          counts_(context.memory,
+                  2 * n_contributions_ + 2 * std::int64_t{graph_.n_contributors()} + graph_.n_panels),
+          queue_(context.memory, n_contributions_ + plan.n_subtrees, plan.n_threads) {}
+    explicit operator bool() const noexcept { return counts_ && queue_; }
+
+    void execute() noexcept {
+        prepare();
+#pragma omp parallel num_threads(plan_.n_threads) if (plan_.n_threads > 1)
+#pragma omp single nowait
+        start();
+    }
+
+    Status finish() noexcept;
+
+private:
+    double* thread_work() const noexcept {
+        return work_ + plan_.thread * omp_get_thread_num();
+    }
+    double* owed(std::int32_t subtree) const noexcept {
+        return work_ + plan_.thread * plan_.n_threads + plan_.owed * place_[subtree];
+    }
+    PanelSteps panel_steps(std::int32_t panel) const noexcept {
+        double* const first = work_ + plan_.thread * plan_.n_threads + plan_.owed * plan_.n_subtrees;
+        return PanelSteps(factor_, panel, loops_, kernel_,
+                          first + plan_.panel * place_[graph_.n_subtrees + panel]);
+    }
+
+    void prepare() noexcept;
+    void start() noexcept;
+    void work() noexcept {
+        Step step{};
+        while (queue_.pop(step)) run(step);
+    }
+    void push(const Step& step) noexcept {
+        if (!queue_.push(step)) return;
+        GraphRun* const self = this;
+#pragma omp task default(none) firstprivate(self)
+        self->work();
+    }
+    void run(const Step& step) noexcept;
+    void eliminate_subtree(std::int32_t t) noexcept;
+    void factorise_panel(std::int32_t p) noexcept;
+    void pass(std::int32_t subtree, std::int32_t contribution) noexcept;
+
+    // Who waits for what.
+    void contribution_may_begin(std::int32_t contributor, std::int32_t c) noexcept {
+        if (is_last(turn_[c])) push({contributor, c, false});
+    }
+    void contributor_is_ready(std::int32_t contributor) noexcept;
+    void contribution_is_solved(std::int32_t contributor, std::int32_t c) noexcept;
+    void contribution_is_made(std::int32_t contributor, std::int32_t c) noexcept;
+    void contributor_is_done(std::int32_t contributor) noexcept;
+    void panel_may_begin(std::int32_t panel) noexcept {
+        if (is_last(received_[panel])) factorise_panel(panel);
+    }
+    std::int32_t contributor_of(std::int32_t contribution) const noexcept {
+        const std::int32_t* const end = graph_.offset.get() + graph_.n_contributors() + 1;
+        return static_cast<std::int32_t>(std::upper_bound(graph_.offset.get(), end, contribution) -
+                                         graph_.offset.get()) -
+               1;
+    }
+
+    /// True when what depends on this column is of no use any more.
+    bool is_vain(std::int32_t column) const noexcept {
+        return mf_stop(context_) || column > failed_column_.load(std::memory_order_relaxed);
+    }
+    std::int32_t first_column(std::int32_t panel) const noexcept {
+        const ColumnPanel& pivots = graph_.panels[panel];
+        return analysis_.snodes[pivots.node].first() + pivots.begin;
+    }
+    void note_failure(Status status, std::int32_t column) noexcept {
+        const Hold hold(&failure_lock_);
+        if (column >= failed_column_.load(std::memory_order_relaxed)) return;
+        failed_column_.store(column, std::memory_order_relaxed);
+        status_ = status;
+    }
+
+    Context& context_;
+    Factor& factor_;
+    const Analysis& analysis_;
+    const EliminationGraph& graph_;
+    const WorkPlan& plan_;
+    double* work_;
+    const VectorLoops& loops_;
+    const ProductKernel& kernel_;
+    std::int64_t n_contributions_;
+    Buffer<std::int32_t> counts_;
+    std::int32_t *turn_ = nullptr, *product_ = nullptr; ///< contributions: until their first and second part
+    std::int32_t *left_ = nullptr,
+                 *place_ = nullptr;    ///< contributors: contributions to make; where they work
+    std::int32_t* received_ = nullptr; ///< panels: until they are factorised
+    std::atomic<std::int32_t> next_subtree_{0}, next_panel_{0}; ///< the next to get a place
+    ReadyQueue queue_;
+
+    Lock failure_lock_;
+    std::atomic<std::int32_t> failed_column_{INT32_MAX}; ///< the first; -1 where the status is no pivot's
+    Status status_ = Status::OK;
+    std::atomic<std::int64_t> assembly_ns_{0};
+};
+
+void GraphRun::prepare() noexcept {
+    const std::int32_t n_contributors = graph_.n_contributors();
+    turn_ = counts_.get();
+    product_ = turn_ + n_contributions_;
+    left_ = product_ + n_contributions_;
+    place_ = left_ + n_contributors;
+    received_ = place_ + n_contributors;
+    std::fill_n(turn_, 2 * n_contributions_, 2);
+    for (std::int32_t k = 0; k < n_contributors; ++k) {
+        left_[k] = std::max(graph_.offset[k + 1] - graph_.offset[k], 1);
+        if (graph_.offset[k] < graph_.offset[k + 1]) product_[graph_.offset[k]] = 1;
+    }
+    for (std::int32_t p = 0; p < graph_.n_panels; ++p) {
+        const std::int32_t first = graph_.first_received[p];
+        received_[p] = first < 0 ? 1 : 2; // a place to work in, and the last contribution
+        if (first >= 0) turn_[first] = 1;
+    }
+    for (std::int32_t t = 0; t < plan_.n_subtrees; ++t) place_[t] = t;
+    for (std::int32_t p = 0; p < plan_.n_panels; ++p) place_[graph_.n_subtrees + p] = p;
+    next_subtree_ = plan_.n_subtrees;
+    next_panel_ = plan_.n_panels;
+}
+
+void GraphRun::start() noexcept {
+    for (std::int32_t t = 0; t < plan_.n_subtrees; ++t) push({t, -1, false});
+    for (std::int32_t p = 0; p < plan_.n_panels; ++p) panel_may_begin(p);
+}
+
+void GraphRun::run(const Step& step) noexcept {
+    const std::int32_t c = step.contribution, n_subtrees = graph_.n_subtrees;
+    if (c < 0) {
+        eliminate_subtree(step.contributor);
+        contributor_is_ready(step.contributor);
+    } else if (step.contributor < n_subtrees) {
+        pass(step.contributor, c);
+        contribution_is_made(step.contributor, c);
+    } else {
+        const std::int32_t panel = step.contributor - n_subtrees;
+        const bool vain = is_vain(first_column(panel));
+        if (step.is_product) {
+            if (!vain) panel_steps(panel).subtract(c);
+            contribution_is_made(step.contributor, c);
+        } else {
+            if (!vain) panel_steps(panel).solve(c);
+            contribution_is_solved(step.contributor, c);
+        }
+    }
+}
+
+void GraphRun::eliminate_subtree(std::int32_t t) noexcept {
+    const std::int32_t first = graph_.first[t], root = graph_.root[t];
+    if (is_vain(analysis_.snodes[first].first())) return;
+    const std::int64_t ld = analysis_.snodes[root].nupd;
+    for (std::int64_t j = 0; j < ld; ++j) std::fill_n(owed(t) + j * ld, j + 1, 0.0);
+    SpdTask task;
+    task.context = &context_;
+    task.loops = &loops_;
+    task.kernel = &kernel_;
+    task.first_node = first;
+    task.n_nodes = root - first + 1;
+    task.alone = true;
+    task.limit = root + 1;
+    task.owed = owed(t);
+    task.packed = thread_work();
+    task.scratch =
+        factor_.work.node_work.get() + 2 * std::int64_t{analysis_.largest_update} * omp_get_thread_num();
+    mf_spd_node(factor_, task);
+    if (task.status != Status::OK) note_failure(task.status, task.failed_column);
+}
+
+void GraphRun::factorise_panel(std::int32_t p) noexcept {
+    if (!is_vain(first_column(p))) {
+        std::int32_t failed_column = -1;
+        const Status status = panel_steps(p).factorise(context_.settings.pivot_min, factor_, failed_column);
+        if (status != Status::OK) note_failure(status, failed_column);
+        const ColumnPanel& panel = graph_.panels[p];
+        const mf_snode& node = analysis_.snodes[panel.node];
+        mf_add_work(context_, mf_node_cost(node) * panel.n_pivots() / node.npiv);
+    }
+    contributor_is_ready(graph_.n_subtrees + p);
+}
+
+void GraphRun::pass(std::int32_t subtree, std::int32_t contribution) noexcept {
+    if (is_vain(analysis_.snodes[graph_.root[subtree]].first())) return;
+    const double start_ms = platform::clock_ms();
+    const std::int32_t root = graph_.root[subtree];
+    const mf_snode& node = analysis_.snodes[root];
+    const Contribution& columns = graph_.contributions[contribution];
+    const std::int32_t begin = columns.begin - node.npiv, end = columns.end - node.npiv;
+    std::int32_t place[tuning::PANEL_PIVOTS];
+    // Every ancestor has its block: the factor lies in core.
+    static_cast<void>(mf_pass_columns(factor_, root, INT32_MAX,
+                                      owed(subtree) + std::int64_t{begin} * node.nupd, node.nupd, begin, end,
+                                      place));
+    assembly_ns_ += static_cast<std::int64_t>((platform::clock_ms() - start_ms) * 1e6);
+}
+
+void GraphRun::contributor_is_ready(std::int32_t contributor) noexcept {
+    const std::int32_t begin = graph_.offset[contributor], end = graph_.offset[contributor + 1];
+    if (begin == end) return contributor_is_done(contributor);
+    for (std::int32_t c = begin; c < end; ++c) contribution_may_begin(contributor, c);
+}
+
+void GraphRun::contribution_is_solved(std::int32_t contributor, std::int32_t c) noexcept {
+    // Those before it are solved when its product may begin; then the next one waits for itself alone.
+    for (; c < graph_.offset[contributor + 1] && is_last(product_[c]); ++c) push({contributor, c, true});
+}
+
+void GraphRun::contribution_is_made(std::int32_t contributor, std::int32_t c) noexcept {
+    const auto [target, begin, end, next] = graph_.contributions[c];
+    if (next >= 0)
+        contribution_may_begin(contributor_of(next), next);
+    else
+        panel_may_begin(target);
+    if (is_last(left_[contributor])) contributor_is_done(contributor);
+}
+
+void GraphRun::contributor_is_done(std::int32_t contributor) noexcept {
+    const bool is_subtree = contributor < graph_.n_subtrees;
+    const std::int32_t k = is_subtree ? next_subtree_.fetch_add(1) : next_panel_.fetch_add(1);
+    if (is_subtree && k < graph_.n_subtrees) {
+        place_[k] = place_[contributor];
+        push({k, -1, false});
+    } else if (!is_subtree && k < graph_.n_panels) {
+        place_[graph_.n_subtrees + k] = place_[contributor];
+        panel_may_begin(k);
+    }
+}
+
+Status GraphRun::finish() noexcept {
+    double flops = 0;
+    for (std::int32_t s = 0; s < analysis_.n_snodes; ++s) {
+        const mf_snode& node = analysis_.snodes[s];
+        if (node.first() > failed_column_) continue;
+        flops += mf_node_cost(node);
+        if (node.first() + node.npiv <= failed_column_) factor_.blocks[s].flags |= BLOCK_FINISHED;
+    }
+    context_.statistics.flops = flops;
+    context_.statistics.t_assembly = static_cast<double>(assembly_ns_.load()) * 1e-9;
+    if (mf_stop(context_)) return Status::CANCELLED;
+    if (status_ != Status::OK && failed_column_ >= 0) context_.statistics.failed_column = failed_column_;
+    return status_;
+}
+
+/// The whole tree, node after node on the calling thread.
+Status factorise_alone(Context& context, Factor& factor, double* packed) noexcept {
+    SpdTask task;
+    task.context = &context;
+    task.loops = &mf_vector_loops(context.settings.instructions);
+    task.kernel = &mf_product_kernel(context.settings.instructions);
+    task.n_nodes = factor.analysis->n_snodes;
+    task.alone = true;
+    task.packed = packed;
+    task.scratch = factor.work.node_work.get();
+    mf_spd_node(factor, task);
+    context.statistics.flops = task.flops;
+    if (mf_stop(context)) return Status::CANCELLED;
+    if (task.failed_column >= 0) context.statistics.failed_column = task.failed_column;
+    return task.status;
+}
+
+} // namespace
+
+double mf_graph_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept {
+    constexpr std::int32_t MOST_LANES = 8;
+    return 8.0 * static_cast<double>(WorkPlan(analysis, n_threads, MOST_LANES).entries()) +
+           8.0 * n_threads * analysis.largest_update;
+}
+
+Status mf_graph_factor(Context& context, Factor& factor) noexcept {
+    const Analysis& analysis = *factor.analysis;
+    const WorkPlan plan(analysis, mf_numeric_threads(context, factor),
+                        mf_product_kernel(context.settings.instructions).lanes);
+    Buffer<double>& work =
+        factor.work.task_work.count() >= plan.entries() ? factor.work.task_work : factor.work.packed;
+    if (!make_room(work, *factor.memory, plan.entries()) ||
+        !make_room(factor.work.node_work, *factor.memory,
+                   2 * std::int64_t{plan.n_threads} * analysis.largest_update))
+        return out_of_memory(context);
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+        if (factor.block(s) == nullptr) return Status::FACTOR_STORAGE;
+    // Threads share the work among themselves; every BLAS call stays on the thread that makes it.
+    const blas::ThreadLimit one_blas_thread(1);
+    if (analysis.graph.n_subtrees == 0) return factorise_alone(context, factor, work.get());
+    GraphRun run(context, factor, plan, work.get());
+    if (!run) return out_of_memory(context);
+    run.execute();
+    return run.finish();
+}
+
+} // namespace vyr
