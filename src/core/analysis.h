@@ -86,25 +86,35 @@ struct ColumnPanel {
     std::int32_t n_pivots() const noexcept { return end - begin; }
 };
 
-/// What a subtree or a panel contributes to the columns of one panel.
+/// The columns of one panel that a subtree or a panel reaches, as places in the row list of its node.
+struct ReachedColumns {
+    std::int32_t target; ///< panel
+    std::int32_t begin, end;
+};
+
+/// What a contributor adds to such columns in the block of one node: rows [begin, end) of its row list.
 struct Contribution {
-    std::int32_t target;     ///< panel
-    std::int32_t begin, end; ///< the columns, as places in the row list of the contributor's node
-    std::int32_t next;       ///< the contribution to the same panel that follows, or -1
+    std::int32_t begin, end;
+    /// What waits for it: the contribution that comes next to these columns of that block; or the solve
+    /// there; or, on the block's diagonal, a panel.
+    enum class Next : std::int32_t { CONTRIBUTION, SOLVE, PANEL } next_kind;
+    std::int32_t next; ///< its number among `contributions`, `columns` or `panels`
 };
 
 /// The elimination of a positive definite matrix as steps that wait for each other: subtrees, which one
-/// thread each takes, and the nodes above them in panels of pivots. What a panel receives it receives in the
-/// order of the contributors, the subtrees first: whoever does the work, the digits are the same.
+/// thread each takes, and the nodes above them in panels of pivots. What some columns of a block receive they
+/// receive in the order of the contributors, the subtrees first: whoever does the work, the digits are the
+/// same.
 struct EliminationGraph {
-    std::int32_t n_subtrees = 0;      ///< 0 where the tree is work for one thread
-    std::int32_t n_panels = 0;        ///< 0 there, too
-    Buffer<std::int32_t> first, root; ///< n_subtrees: a subtree's nodes are first .. root
-    Buffer<ColumnPanel> panels;  ///< n_panels, a node's panels side by side, nodes after their descendants
-    Buffer<std::int32_t> offset; ///< n_subtrees + n_panels + 1: positions in `contributions`
-    Buffer<Contribution>
-        contributions; ///< of the subtrees, then of the panels; each one's by ascending columns
-    Buffer<std::int32_t> first_received; ///< n_panels: the first contribution to a panel, or -1
+    std::int32_t n_subtrees = 0; ///< 0 where the tree is work for one thread
+    std::int32_t n_panels = 0;   ///< 0 there, too
+    std::int32_t n_columns = 0, n_contributions = 0;
+    Buffer<std::int32_t> first, root;   ///< n_subtrees: a subtree's nodes are first .. root
+    Buffer<ColumnPanel> panels;         ///< a node's side by side, nodes after their descendants
+    Buffer<std::int32_t> column_offset; ///< n_subtrees + n_panels + 1: each contributor's part of `columns`
+    Buffer<ReachedColumns> columns;     ///< n_columns, of a contributor ascending
+    Buffer<std::int32_t> offset;        ///< n_columns + 1: their part of `contributions`
+    Buffer<Contribution> contributions; ///< of the same columns from the contributor's own node up
 
     std::int32_t n_contributors() const noexcept { return n_subtrees + n_panels; }
 };

@@ -44,16 +44,26 @@ inline constexpr std::int32_t SHARED_PIVOTS = 256;
 /// far above the cost of a task. 1e6 is no faster (ela_30 on two threads: 1.15 s both).
 inline constexpr double SHARED_FRONT_FLOPS = 4e6;
 
-/// Operations of L L^T from which threads share it, and subtrees they take, at least. TODO
+/// Operations of L L^T from which threads share it, some milliseconds of work.
 inline constexpr double SHARED_OPERATIONS = 2e7;
-inline constexpr std::int32_t FACTOR_SUBTREES = 64;
 
-/// Pivots that a node above the subtrees eliminates at a time. TODO
+/// The least number of parts of the whole that subtrees are, which one thread takes: one for so many operations
+/// within these bounds. The simulated p3d_80 has an efficiency of 0.80 and 0.57 on 16 and 64 cores with 64 parts,
+/// of 0.87 and 0.76 with 128; but p3d_30 on one thread takes 1.1 of the time with 128 parts, 1.0 with 50.
+inline constexpr double SUBTREE_OPERATIONS = 1e8;
+inline constexpr double LEAST_SUBTREES = 16;
+inline constexpr double MOST_SUBTREES = 128;
+
+/// Pivots that a node above the subtrees eliminates at a time, the depth of a product. With 128 small
+/// matrices gain on 64 simulated cores (p3d_60 0.51 to 0.62) and nothing on one.
 inline constexpr std::int32_t PANEL_PIVOTS = 256;
 
-/// Subtrees, and panels, at work for each of several threads: those that wait for their turn keep their
-/// memory.
-inline constexpr std::int32_t STEPS_A_THREAD = 2;
+/// Subtrees, and panels, that are at work or wait for their turn, at most for each of several threads; and
+/// the share of the factor's memory that either may take beyond one more than the threads. The simulated
+/// p3d_80 on 16 and 64 cores has an efficiency of 0.72 and 0.71 with 2 a thread, 0.87 and 0.76 with 4, 0.90
+/// and 0.76 with 8.
+inline constexpr double MOST_WAITING = 4;
+inline constexpr double WAITING_SHARE = 1.0 / 16;
 
 /// Bytes of factor storage a thread zeroes or touches at a time: enough chunks to balance.
 inline constexpr std::int64_t TOUCH_BYTES = std::int64_t{8} << 20;

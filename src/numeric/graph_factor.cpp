@@ -1,7 +1,8 @@
-// Whoever finishes what a step waits for last hands the step to the ready queue. A panel's contributions are
-// solved as soon as the panel is factorised and it is their turn at the target, and subtracted when those
-// before them are solved, too. Subtrees and panels need a place to work in, which they get in their order:
-// the earliest one at work never waits for a later one.
+// Whoever finishes what a step waits for last hands the step to the ready queue. A panel is factorised when
+// its diagonal block has received everything; it solves columns as soon as they have received, in its own
+// block, what comes before it; it contributes to columns when they and those before them are solved and it is
+// its turn there. Subtrees and panels need a place to work in, which they get in their order: the earliest
+// one at work never waits for a later one.
 #include "core/tuning.h"
 #include "numeric/panel_steps.h"
 #include "numeric/phases.h"
@@ -28,9 +29,6 @@ struct WorkPlan {
     WorkPlan(const Analysis& analysis, std::int32_t threads, std::int32_t lanes) noexcept
         : n_threads(analysis.graph.n_subtrees == 0 ? 1 : threads) {
         const EliminationGraph& graph = analysis.graph;
-        const std::int32_t n_at_work = n_threads == 1 ? 1 : tuning::STEPS_A_THREAD * n_threads;
-        n_subtrees = std::min(graph.n_subtrees, n_at_work);
-        n_panels = std::min(graph.n_panels, n_at_work);
         const auto count_subtree = [&](std::int32_t first, std::int32_t root) noexcept {
             for (std::int32_t s = first; s <= root; ++s)
                 thread = std::max(thread, mf_packed_entries(analysis.snodes[s], lanes));
@@ -41,9 +39,22 @@ struct WorkPlan {
         for (std::int32_t t = 0; t < graph.n_subtrees; ++t) count_subtree(graph.first[t], graph.root[t]);
         for (std::int32_t p = 0; p < graph.n_panels; ++p)
             panel = std::max(panel, mf_panel_entries(graph, p, lanes));
+        n_subtrees = std::min(graph.n_subtrees, n_at_work(analysis, owed));
+        n_panels = std::min(graph.n_panels, n_at_work(analysis, panel));
     }
     std::int64_t entries() const noexcept {
         return thread * n_threads + owed * n_subtrees + panel * n_panels;
+    }
+
+private:
+    /// More than threads, so that some can wait for their turn, but no more than a share of the factor's
+    /// size.
+    std::int32_t n_at_work(const Analysis& analysis, std::int64_t size) const noexcept {
+        if (n_threads == 1) return 1;
+        const double room = static_cast<double>(analysis.factor_entries) * tuning::WAITING_SHARE;
+        const double wanted = room / static_cast<double>(std::max<std::int64_t>(size, 1));
+        const double most = tuning::MOST_WAITING * n_threads;
+        return static_cast<std::int32_t>(std::clamp(wanted, n_threads + 1.0, most));
     }
 };
 
@@ -63,12 +74,17 @@ public:
           work_(work),
           loops_(mf_vector_loops(context.settings.instructions)),
           kernel_(mf_product_kernel(context.settings.instructions)),
-          n_contributions_(graph_.n_subtrees == 0 ? 0 : graph_.offset[graph_.n_contributors()]),
-          // What a contribution, a contributor and a panel wait for, and the places of contributors.
-          counts_(context.memory,
-                  2 * n_contributions_ + 2 * std::int64_t{graph_.n_contributors()} + graph_.n_panels),
-          queue_(context.memory, n_contributions_ + plan.n_subtrees, plan.n_threads) {}
-    explicit operator bool() const noexcept { return counts_ && queue_; }
+          to_solve_(context.memory, graph_.n_columns, 1),
+          to_reach_(context.memory, graph_.n_columns, 2),
+          to_contribute_(context.memory, graph_.n_contributions, 1),
+          to_factorise_(context.memory, graph_.n_panels, 1),
+          unfinished_(context.memory, graph_.n_contributors()),
+          place_(context.memory, graph_.n_contributors()),
+          queue_(context.memory, std::int64_t{graph_.n_columns} + graph_.n_contributions + plan.n_subtrees,
+                 plan.n_threads) {}
+    explicit operator bool() const noexcept {
+        return to_solve_ && to_reach_ && to_contribute_ && to_factorise_ && unfinished_ && place_ && queue_;
+    }
 
     void execute() noexcept {
         prepare();
@@ -107,33 +123,41 @@ private:
     void run(const Step& step) noexcept;
     void eliminate_subtree(std::int32_t t) noexcept;
     void factorise_panel(std::int32_t p) noexcept;
-    void pass(std::int32_t subtree, std::int32_t contribution) noexcept;
+    void pass(std::int32_t subtree, std::int32_t columns, std::int32_t contribution) noexcept;
 
     // Who waits for what.
-    void contribution_may_begin(std::int32_t contributor, std::int32_t c) noexcept {
-        if (is_last(turn_[c])) push({contributor, c, false});
+    void subtree_is_done(std::int32_t t) noexcept;
+    void panel_is_factorised(std::int32_t p) noexcept;
+    void columns_are_solved(std::int32_t contributor, std::int32_t c) noexcept;
+    void may_solve(std::int32_t contributor, std::int32_t c) noexcept {
+        if (is_last(to_solve_[c])) push({contributor, c, -1});
     }
-    void contributor_is_ready(std::int32_t contributor) noexcept;
-    void contribution_is_solved(std::int32_t contributor, std::int32_t c) noexcept;
-    void contribution_is_made(std::int32_t contributor, std::int32_t c) noexcept;
-    void contributor_is_done(std::int32_t contributor) noexcept;
-    void panel_may_begin(std::int32_t panel) noexcept {
-        if (is_last(received_[panel])) factorise_panel(panel);
+    void may_contribute(std::int32_t contributor, std::int32_t c, std::int32_t contribution) noexcept {
+        if (is_last(to_contribute_[contribution])) push({contributor, c, contribution});
     }
-    std::int32_t contributor_of(std::int32_t contribution) const noexcept {
-        const std::int32_t* const end = graph_.offset.get() + graph_.n_contributors() + 1;
-        return static_cast<std::int32_t>(std::upper_bound(graph_.offset.get(), end, contribution) -
-                                         graph_.offset.get()) -
-               1;
+    void may_factorise(std::int32_t p) noexcept {
+        if (is_last(to_factorise_[p])) factorise_panel(p);
+    }
+    void contribution_is_made(std::int32_t contributor, const Contribution& contribution) noexcept;
+    void contributor_is_finished(std::int32_t contributor) noexcept;
+
+    /// The last of the ascending offsets that is not above k.
+    static std::int32_t find(const Buffer<std::int32_t>& offset, std::int32_t k) noexcept {
+        const std::int32_t* const begin = offset.get();
+        return static_cast<std::int32_t>(std::upper_bound(begin, begin + offset.count(), k) - begin) - 1;
+    }
+    std::int32_t contributor_of(std::int32_t columns) const noexcept {
+        return find(graph_.column_offset, columns);
     }
 
     /// True when what depends on this column is of no use any more.
     bool is_vain(std::int32_t column) const noexcept {
         return mf_stop(context_) || column > failed_column_.load(std::memory_order_relaxed);
     }
-    std::int32_t first_column(std::int32_t panel) const noexcept {
-        const ColumnPanel& pivots = graph_.panels[panel];
-        return analysis_.snodes[pivots.node].first() + pivots.begin;
+    std::int32_t first_column(std::int32_t contributor) const noexcept {
+        if (contributor < graph_.n_subtrees) return analysis_.snodes[graph_.root[contributor]].first();
+        const ColumnPanel& panel = graph_.panels[contributor - graph_.n_subtrees];
+        return analysis_.snodes[panel.node].first() + panel.begin;
     }
     void note_failure(Status status, std::int32_t column) noexcept {
         const Hold hold(&failure_lock_);
@@ -150,12 +174,14 @@ private:
     double* work_;
     const VectorLoops& loops_;
     const ProductKernel& kernel_;
-    std::int64_t n_contributions_;
-    Buffer<std::int32_t> counts_;
-    std::int32_t *turn_ = nullptr, *product_ = nullptr; ///< contributions: until their first and second part
-    std::int32_t *left_ = nullptr,
-                 *place_ = nullptr;    ///< contributors: contributions to make; where they work
-    std::int32_t* received_ = nullptr; ///< panels: until they are factorised
+
+    // Counts of what is missing.
+    Buffer<std::int32_t> to_solve_;      ///< columns: until the panel may solve them
+    Buffer<std::int32_t> to_reach_;      ///< columns: until they and those before them are solved
+    Buffer<std::int32_t> to_contribute_; ///< contributions: until one may be made
+    Buffer<std::int32_t> to_factorise_;  ///< panels: until one may be factorised
+    Buffer<std::int32_t> unfinished_;    ///< contributors: contributions to make
+    Buffer<std::int32_t> place_;         ///< contributors: where they work
     std::atomic<std::int32_t> next_subtree_{0}, next_panel_{0}; ///< the next to get a place
     ReadyQueue queue_;
 
@@ -166,21 +192,24 @@ private:
 };
 
 void GraphRun::prepare() noexcept {
-    const std::int32_t n_contributors = graph_.n_contributors();
-    turn_ = counts_.get();
-    product_ = turn_ + n_contributions_;
-    left_ = product_ + n_contributions_;
-    place_ = left_ + n_contributors;
-    received_ = place_ + n_contributors;
-    std::fill_n(turn_, 2 * n_contributions_, 2);
-    for (std::int32_t k = 0; k < n_contributors; ++k) {
-        left_[k] = std::max(graph_.offset[k + 1] - graph_.offset[k], 1);
-        if (graph_.offset[k] < graph_.offset[k + 1]) product_[graph_.offset[k]] = 1;
+    for (std::int32_t e = 0; e < graph_.n_contributions; ++e) {
+        const Contribution& contribution = graph_.contributions[e];
+        switch (contribution.next_kind) {
+        case Contribution::Next::CONTRIBUTION:
+            ++to_contribute_[contribution.next];
+            break;
+        case Contribution::Next::SOLVE:
+            ++to_solve_[contribution.next];
+            break;
+        case Contribution::Next::PANEL:
+            ++to_factorise_[contribution.next];
+            break;
+        }
     }
-    for (std::int32_t p = 0; p < graph_.n_panels; ++p) {
-        const std::int32_t first = graph_.first_received[p];
-        received_[p] = first < 0 ? 1 : 2; // a place to work in, and the last contribution
-        if (first >= 0) turn_[first] = 1;
+    for (std::int32_t k = 0; k < graph_.n_contributors(); ++k) {
+        const std::int32_t begin = graph_.column_offset[k], end = graph_.column_offset[k + 1];
+        unfinished_[k] = std::max(graph_.offset[end] - graph_.offset[begin], 1);
+        if (begin < end) to_reach_[begin] = 1;
     }
     for (std::int32_t t = 0; t < plan_.n_subtrees; ++t) place_[t] = t;
     for (std::int32_t p = 0; p < plan_.n_panels; ++p) place_[graph_.n_subtrees + p] = p;
@@ -189,29 +218,25 @@ void GraphRun::prepare() noexcept {
 }
 
 void GraphRun::start() noexcept {
-    for (std::int32_t t = 0; t < plan_.n_subtrees; ++t) push({t, -1, false});
-    for (std::int32_t p = 0; p < plan_.n_panels; ++p) panel_may_begin(p);
+    for (std::int32_t t = 0; t < plan_.n_subtrees; ++t) push({t, -1, -1});
+    for (std::int32_t p = 0; p < plan_.n_panels; ++p) may_factorise(p);
 }
 
 void GraphRun::run(const Step& step) noexcept {
-    const std::int32_t c = step.contribution, n_subtrees = graph_.n_subtrees;
-    if (c < 0) {
-        eliminate_subtree(step.contributor);
-        contributor_is_ready(step.contributor);
-    } else if (step.contributor < n_subtrees) {
-        pass(step.contributor, c);
-        contribution_is_made(step.contributor, c);
-    } else {
-        const std::int32_t panel = step.contributor - n_subtrees;
-        const bool vain = is_vain(first_column(panel));
-        if (step.is_product) {
-            if (!vain) panel_steps(panel).subtract(c);
-            contribution_is_made(step.contributor, c);
-        } else {
-            if (!vain) panel_steps(panel).solve(c);
-            contribution_is_solved(step.contributor, c);
-        }
+    const auto [contributor, columns, contribution] = step;
+    if (columns < 0) {
+        eliminate_subtree(contributor);
+        return subtree_is_done(contributor);
     }
+    const std::int32_t panel = contributor - graph_.n_subtrees;
+    const bool vain = is_vain(first_column(contributor));
+    if (contribution < 0) {
+        if (!vain) panel_steps(panel).solve(columns);
+        return columns_are_solved(contributor, columns);
+    }
+    if (!vain && panel >= 0) panel_steps(panel).subtract(columns, contribution);
+    if (!vain && panel < 0) pass(contributor, columns, contribution);
+    contribution_is_made(contributor, graph_.contributions[contribution]);
 }
 
 void GraphRun::eliminate_subtree(std::int32_t t) noexcept {
@@ -236,7 +261,7 @@ void GraphRun::eliminate_subtree(std::int32_t t) noexcept {
 }
 
 void GraphRun::factorise_panel(std::int32_t p) noexcept {
-    if (!is_vain(first_column(p))) {
+    if (!is_vain(first_column(graph_.n_subtrees + p))) {
         std::int32_t failed_column = -1;
         const Status status = panel_steps(p).factorise(context_.settings.pivot_min, factor_, failed_column);
         if (status != Status::OK) note_failure(status, failed_column);
@@ -244,53 +269,70 @@ void GraphRun::factorise_panel(std::int32_t p) noexcept {
         const mf_snode& node = analysis_.snodes[panel.node];
         mf_add_work(context_, mf_node_cost(node) * panel.n_pivots() / node.npiv);
     }
-    contributor_is_ready(graph_.n_subtrees + p);
+    panel_is_factorised(p);
 }
 
-void GraphRun::pass(std::int32_t subtree, std::int32_t contribution) noexcept {
-    if (is_vain(analysis_.snodes[graph_.root[subtree]].first())) return;
+void GraphRun::pass(std::int32_t subtree, std::int32_t columns, std::int32_t contribution) noexcept {
     const double start_ms = platform::clock_ms();
     const std::int32_t root = graph_.root[subtree];
     const mf_snode& node = analysis_.snodes[root];
-    const Contribution& columns = graph_.contributions[contribution];
-    const std::int32_t begin = columns.begin - node.npiv, end = columns.end - node.npiv;
+    const auto [target, begin, end] = graph_.columns[columns];
+    const std::int32_t owner = analysis_.column_map[node.rows[graph_.contributions[contribution].begin]];
+    const double* const update = owed(subtree) + std::int64_t{begin - node.npiv} * node.nupd;
     std::int32_t place[tuning::PANEL_PIVOTS];
     // Every ancestor has its block: the factor lies in core.
-    static_cast<void>(mf_pass_columns(factor_, root, INT32_MAX,
-                                      owed(subtree) + std::int64_t{begin} * node.nupd, node.nupd, begin, end,
-                                      place));
+    static_cast<void>(mf_pass_columns(factor_, root, owner, owner + 1, update, node.nupd, begin - node.npiv,
+                                      end - node.npiv, place));
     assembly_ns_ += static_cast<std::int64_t>((platform::clock_ms() - start_ms) * 1e6);
 }
 
-void GraphRun::contributor_is_ready(std::int32_t contributor) noexcept {
-    const std::int32_t begin = graph_.offset[contributor], end = graph_.offset[contributor + 1];
-    if (begin == end) return contributor_is_done(contributor);
-    for (std::int32_t c = begin; c < end; ++c) contribution_may_begin(contributor, c);
+void GraphRun::subtree_is_done(std::int32_t t) noexcept {
+    const std::int32_t begin = graph_.column_offset[t], end = graph_.column_offset[t + 1];
+    if (begin == end) return contributor_is_finished(t);
+    for (std::int32_t c = begin; c < end; ++c)
+        for (std::int32_t e = graph_.offset[c]; e < graph_.offset[c + 1]; ++e) may_contribute(t, c, e);
 }
 
-void GraphRun::contribution_is_solved(std::int32_t contributor, std::int32_t c) noexcept {
-    // Those before it are solved when its product may begin; then the next one waits for itself alone.
-    for (; c < graph_.offset[contributor + 1] && is_last(product_[c]); ++c) push({contributor, c, true});
+void GraphRun::panel_is_factorised(std::int32_t p) noexcept {
+    const std::int32_t contributor = graph_.n_subtrees + p;
+    const std::int32_t begin = graph_.column_offset[contributor], end = graph_.column_offset[contributor + 1];
+    if (begin == end) return contributor_is_finished(contributor);
+    for (std::int32_t c = begin; c < end; ++c) may_solve(contributor, c);
 }
 
-void GraphRun::contribution_is_made(std::int32_t contributor, std::int32_t c) noexcept {
-    const auto [target, begin, end, next] = graph_.contributions[c];
-    if (next >= 0)
-        contribution_may_begin(contributor_of(next), next);
-    else
-        panel_may_begin(target);
-    if (is_last(left_[contributor])) contributor_is_done(contributor);
+void GraphRun::columns_are_solved(std::int32_t contributor, std::int32_t c) noexcept {
+    for (; c < graph_.column_offset[contributor + 1] && is_last(to_reach_[c]); ++c)
+        for (std::int32_t e = graph_.offset[c]; e < graph_.offset[c + 1]; ++e)
+            may_contribute(contributor, c, e);
 }
 
-void GraphRun::contributor_is_done(std::int32_t contributor) noexcept {
+void GraphRun::contribution_is_made(std::int32_t contributor, const Contribution& contribution) noexcept {
+    const std::int32_t next = contribution.next;
+    switch (contribution.next_kind) {
+    case Contribution::Next::CONTRIBUTION: {
+        const std::int32_t columns = find(graph_.offset, next);
+        may_contribute(contributor_of(columns), columns, next);
+        break;
+    }
+    case Contribution::Next::SOLVE:
+        may_solve(contributor_of(next), next);
+        break;
+    case Contribution::Next::PANEL:
+        may_factorise(next);
+        break;
+    }
+    if (is_last(unfinished_[contributor])) contributor_is_finished(contributor);
+}
+
+void GraphRun::contributor_is_finished(std::int32_t contributor) noexcept {
     const bool is_subtree = contributor < graph_.n_subtrees;
     const std::int32_t k = is_subtree ? next_subtree_.fetch_add(1) : next_panel_.fetch_add(1);
     if (is_subtree && k < graph_.n_subtrees) {
         place_[k] = place_[contributor];
-        push({k, -1, false});
+        push({k, -1, -1});
     } else if (!is_subtree && k < graph_.n_panels) {
         place_[graph_.n_subtrees + k] = place_[contributor];
-        panel_may_begin(k);
+        may_factorise(k);
     }
 }
 

@@ -15,7 +15,7 @@ PanelSteps::PanelSteps(const Factor& factor, std::int32_t panel, const VectorLoo
       panel_(graph_.panels[panel]),
       node_(factor.analysis->snodes[panel_.node]),
       block_(factor.block(panel_.node)),
-      first_contribution_(graph_.offset[graph_.n_subtrees + panel]),
+      first_columns_(graph_.column_offset[graph_.n_subtrees + panel]),
       loops_(loops),
       kernel_(kernel),
       packed_(packed) {}
@@ -39,41 +39,40 @@ Status PanelSteps::factorise(double pivot_min, Factor& factor, std::int32_t& fai
 template <typename Found>
 void PanelSteps::for_each_left(std::int32_t last, const Found& found) const noexcept {
     double* left = packed_;
-    for (std::int32_t c = first_contribution_; c <= last; ++c) {
-        const Contribution& columns = graph_.contributions[c];
-        found(columns, left);
-        left += std::int64_t{kernel_.padded(columns.end - columns.begin)} * panel_.n_pivots();
+    for (std::int32_t c = first_columns_; c <= last; ++c) {
+        const ReachedColumns& rows = graph_.columns[c];
+        found(rows, left);
+        left += std::int64_t{kernel_.padded(rows.end - rows.begin)} * panel_.n_pivots();
     }
 }
 
-void PanelSteps::solve(std::int32_t contribution) const noexcept {
-    const auto [target, begin, end, next] = graph_.contributions[contribution];
-    double* const columns = at(panel_.begin, begin);
-    mf_dense_solve(loops_, panel_.n_pivots(), at(panel_.begin, panel_.begin), node_.npiv, end - begin,
-                   columns, node_.npiv);
+void PanelSteps::solve(std::int32_t columns) const noexcept {
+    const auto [target, begin, end] = graph_.columns[columns];
+    double* const block = at(panel_.begin, begin);
+    mf_dense_solve(loops_, panel_.n_pivots(), at(panel_.begin, panel_.begin), node_.npiv, end - begin, block,
+                   node_.npiv);
     double* packed = nullptr;
-    for_each_left(contribution, [&](const Contribution&, double* left) noexcept { packed = left; });
-    kernel_.pack(panel_.n_pivots(), end - begin, columns, node_.npiv, packed);
+    for_each_left(columns, [&](const ReachedColumns&, double* left) noexcept { packed = left; });
+    kernel_.pack(panel_.n_pivots(), end - begin, block, node_.npiv, packed);
 }
 
-void PanelSteps::subtract(std::int32_t contribution) const noexcept {
-    const Contribution& columns = graph_.contributions[contribution];
+void PanelSteps::subtract(std::int32_t columns, std::int32_t contribution) const noexcept {
+    const auto [target, begin, end] = graph_.columns[columns];
+    const Contribution& wanted = graph_.contributions[contribution];
     std::int32_t place[tuning::PANEL_PIVOTS];
-    // Rows [first, last) of the node's row list, columns of `owner`, in whose row list the columns lie at
-    // places[j].
-    const auto subtract_rows = [&](const mf_snode& owner, double* target, std::int32_t first,
-                                   std::int32_t last, const std::int32_t* places) noexcept {
-        for_each_left(contribution, [&](const Contribution& rows, const double* left) noexcept {
-            if (rows.begin < first || rows.begin >= last) return;
+    const auto subtract_from = [&](const mf_snode& owner, double* block,
+                                   const std::int32_t* places) noexcept {
+        for_each_left(columns, [&](const ReachedColumns& rows, const double* left) noexcept {
+            if (rows.begin < wanted.begin || rows.begin >= wanted.end) return;
             Product product{};
             product.depth = panel_.n_pivots();
             product.n_rows = rows.end - rows.begin;
-            product.n_columns = columns.end - columns.begin;
+            product.n_columns = end - begin;
             product.left = left;
-            product.right = at(panel_.begin, columns.begin);
+            product.right = at(panel_.begin, begin);
             product.ld_right = node_.npiv;
-            product.first_limit = columns.begin - rows.begin;
-            product.target = target;
+            product.first_limit = begin - rows.begin;
+            product.target = block;
             product.ld_target = owner.npiv;
             product.rows = node_.rows + rows.begin;
             product.first_row = owner.first();
@@ -82,23 +81,24 @@ void PanelSteps::subtract(std::int32_t contribution) const noexcept {
         });
     };
     const std::int32_t npiv = node_.npiv;
-    for (std::int32_t j = columns.begin; j < columns.end; ++j) place[j - columns.begin] = j;
-    if (panel_.end < npiv) subtract_rows(node_, block_, panel_.end, npiv, place);
-    if (columns.begin < npiv) return;
+    if (wanted.begin < npiv) { // in the panel's own block
+        for (std::int32_t j = begin; j < end; ++j) place[j - begin] = j;
+        return subtract_from(node_, block_, place);
+    }
     // Every ancestor has its block: the factor lies in core.
-    static_cast<void>(mf_walk_ancestors(factor_, panel_.node, INT32_MAX, columns.begin - npiv,
-                                        columns.end - npiv, place, [&](const Share& share) noexcept {
-                                            subtract_rows(share.ancestor, share.block, npiv + share.first_row,
-                                                          npiv + share.last_row, share.place);
+    static_cast<void>(mf_walk_ancestors(factor_, panel_.node, INT32_MAX, begin - npiv, end - npiv, place,
+                                        [&](const Share& share) noexcept {
+                                            if (npiv + share.first_row == wanted.begin)
+                                                subtract_from(share.ancestor, share.block, share.place);
                                         }));
 }
 
 std::int64_t mf_panel_entries(const EliminationGraph& graph, std::int32_t panel,
                               std::int32_t lanes) noexcept {
     std::int64_t n_rows = 0;
-    const std::int32_t contributor = graph.n_subtrees + panel;
-    for (std::int32_t c = graph.offset[contributor]; c < graph.offset[contributor + 1]; ++c)
-        n_rows += graph.contributions[c].end - graph.contributions[c].begin + lanes - 1;
+    const std::int32_t* const offset = graph.column_offset.get() + graph.n_subtrees + panel;
+    for (std::int32_t c = offset[0]; c < offset[1]; ++c)
+        n_rows += graph.columns[c].end - graph.columns[c].begin + lanes - 1;
     return n_rows * graph.panels[panel].n_pivots();
 }
 

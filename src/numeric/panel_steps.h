@@ -18,16 +18,17 @@ public:
     /// diag_values. Returns OK, SMALL_PIVOT or NOT_SPD; then `failed_column` is the column, in pivot order.
     Status factorise(double pivot_min, Factor& factor, std::int32_t& failed_column) const noexcept;
 
-    /// Solves the columns of a contribution with the panel's triangle and packs them, when its target has
-    /// received everything that comes before.
-    void solve(std::int32_t contribution) const noexcept;
+    /// Solves columns that the panel reaches with its triangle and packs them, when they have received in the
+    /// panel's own block everything that comes before.
+    void solve(std::int32_t columns) const noexcept;
 
-    /// Subtracts what the panel contributes to the columns of a contribution, when they and the contributions
-    /// before it are solved.
-    void subtract(std::int32_t contribution) const noexcept;
+    /// Subtracts one contribution of the panel from the columns it is for, when they and those before them
+    /// are solved.
+    void subtract(std::int32_t columns, std::int32_t contribution) const noexcept;
 
 private:
-    /// Calls found(contribution, left) with the packed columns of every contribution up to `last`.
+    /// Calls found(rows, left) for all the panel reaches up to `last`: columns, rows of the product, as
+    /// packed.
     template <typename Found>
     void for_each_left(std::int32_t last, const Found& found) const noexcept;
 
@@ -40,7 +41,7 @@ private:
     const ColumnPanel panel_;
     const mf_snode& node_;
     double* block_; ///< of the node
-    std::int32_t first_contribution_;
+    std::int32_t first_columns_;
     const VectorLoops& loops_;
     const ProductKernel& kernel_;
     double* packed_;

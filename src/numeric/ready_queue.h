@@ -5,20 +5,18 @@
 #include "core/lock.h"
 
 #include <algorithm>
+#include <compare>
 #include <cstdint>
 
 namespace vyr {
 
-/// What may run: a subtree, or one of the two parts of a contribution.
+/// What may run: a subtree, the solve of columns that a panel reaches, or a contribution to columns.
 struct Step {
     std::int32_t contributor;
-    std::int32_t contribution; ///< -1: the subtree itself
-    bool is_product;           ///< the second part
+    std::int32_t columns;      ///< -1: the subtree
+    std::int32_t contribution; ///< -1: the solve
 
-    friend bool operator<(const Step& a, const Step& b) noexcept {
-        return a.contributor != b.contributor ? a.contributor < b.contributor
-                                              : a.contribution < b.contribution;
-    }
+    friend auto operator<=>(const Step&, const Step&) = default;
 };
 
 /// A heap of steps, the earliest contributor's first, and the count of the threads that take from it.

@@ -85,7 +85,7 @@ public:
         task_.kernel->pack(node.npiv, node.nupd, front_.coupling_column(0), node.npiv, task_.packed);
         task_.kernel->form(node.npiv, node.nupd, task_.packed, front_.coupling_column(0), node.npiv, update);
         const Status status =
-            mf_pass_columns(factor_, s_, task_.limit, update, ld, 0, node.nupd, task_.scratch);
+            mf_pass_columns(factor_, s_, 0, task_.limit, update, ld, 0, node.nupd, task_.scratch);
         for (std::int32_t j = first_owed_; j < node.nupd; ++j) {
             const double* source = update + std::int64_t{j} * ld;
             double* target = task_.owed + std::int64_t{owed_places()[j]} * root().nupd;

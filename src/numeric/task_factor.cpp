@@ -138,7 +138,7 @@ Status pass_owed(const Factor& factor, SpdTask& task) noexcept {
     const std::int32_t nupd = factor.analysis->snodes[root].nupd;
     const Hold hold(task.lock);
     const double start_ms = platform::clock_ms();
-    const Status status = mf_pass_columns(factor, root, INT32_MAX, task.owed, nupd, 0, nupd, task.scratch);
+    const Status status = mf_pass_columns(factor, root, 0, INT32_MAX, task.owed, nupd, 0, nupd, task.scratch);
     task.assembly_ns += static_cast<std::int64_t>((platform::clock_ms() - start_ms) * 1e6);
     return status;
 }

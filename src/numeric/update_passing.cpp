@@ -75,11 +75,13 @@ void add_columns(const Piece& piece, const double* source, std::int32_t ld, cons
 
 // The rows an ancestor owns are its own columns, so their place is their index less the ancestor's first
 // column. Only the columns of the update need the chain of relative indices.
-Status mf_pass_columns(const Factor& factor, std::int32_t node, std::int32_t limit, const double* update,
-                       std::int32_t ld, std::int32_t begin, std::int32_t end,
+Status mf_pass_columns(const Factor& factor, std::int32_t node, std::int32_t from, std::int32_t limit,
+                       const double* update, std::int32_t ld, std::int32_t begin, std::int32_t end,
                        std::int32_t* scratch) noexcept {
     const std::int32_t* rows = factor.analysis->snodes[node].update_rows();
+    const std::int32_t first_wanted = from == 0 ? 0 : factor.analysis->snodes[from].first();
     return mf_walk_ancestors(factor, node, limit, begin, end, scratch, [=](const Share& share) noexcept {
+        if (share.ancestor.first() < first_wanted) return;
         const std::int32_t first_row = share.first_row, last_row = share.last_row;
         const Piece piece{share.ancestor, share.block, rows + first_row, last_row - first_row,
                           rows[last_row - 1] - rows[first_row] == last_row - first_row - 1};
@@ -116,7 +118,7 @@ Status mf_pass_update(Factor& factor, std::int32_t node, const double* update,
                       std::int32_t* scratch) noexcept {
     const std::int32_t nupd = factor.analysis->snodes[node].nupd;
     const Status status =
-        nupd == 0 ? Status::OK : mf_pass_columns(factor, node, INT32_MAX, update, nupd, 0, nupd, scratch);
+        nupd == 0 ? Status::OK : mf_pass_columns(factor, node, 0, INT32_MAX, update, nupd, 0, nupd, scratch);
     if (status == Status::OK) factor.blocks[node].flags |= BLOCK_FINISHED;
     return status;
 }

@@ -55,7 +55,8 @@ Status mf_walk_ancestors(const Factor& factor, std::int32_t node, std::int32_t l
     return Status::OK;
 }
 
-/// Adds columns [begin, end) of a node's update, upper triangle, into its ancestors below node `limit`.
+/// Adds columns [begin, end) of a node's update, upper triangle, into its ancestors from `from` on and below
+/// node `limit`.
 ///
 /// update   column j at update + (j - begin) * ld, rows 0 .. j
 /// scratch  end - begin integers
@@ -63,8 +64,9 @@ Status mf_walk_ancestors(const Factor& factor, std::int32_t node, std::int32_t l
 /// Distinct column ranges of one node touch distinct places: they may run at the same time. Returns OK, or
 /// FACTOR_STORAGE when an ancestor has no block. Cost: one addition per entry and one mapping per column and
 /// ancestor.
-Status mf_pass_columns(const Factor& factor, std::int32_t node, std::int32_t limit, const double* update,
-                       std::int32_t ld, std::int32_t begin, std::int32_t end, std::int32_t* scratch) noexcept;
+Status mf_pass_columns(const Factor& factor, std::int32_t node, std::int32_t from, std::int32_t limit,
+                       const double* update, std::int32_t ld, std::int32_t begin, std::int32_t end,
+                       std::int32_t* scratch) noexcept;
 
 /// Adds one ancestor's piece, formed with the remaining rows first, into that ancestor's block.
 ///

@@ -51,7 +51,9 @@ public:
         for (std::int32_t s = 0; s < analysis_.n_snodes; ++s)
             total += analysis_.snode_parent[s] == -1 ? cost.sum[s] : 0.0;
         if (total < tuning::SHARED_OPERATIONS) return Status::OK;
-        mark_above(cost.sum.get(), total / tuning::FACTOR_SUBTREES, above.get());
+        const double most = total / std::clamp(total / tuning::SUBTREE_OPERATIONS, tuning::LEAST_SUBTREES,
+                                               tuning::MOST_SUBTREES);
+        mark_above(cost.sum.get(), most, above.get());
         std::int32_t n_subtrees = 0;
         for (std::int32_t s = 0; s < analysis_.n_snodes; ++s) n_subtrees += is_root(above.get(), s);
         if (const Status status = allocate_subtrees(n_subtrees); status != Status::OK) return status;
@@ -61,7 +63,7 @@ public:
             if (!is_root(above.get(), s)) continue;
             const bool is_tree = analysis_.snode_parent[s] == -1;
             together += cost.sum[s];
-            if (is_tree && together <= total / tuning::FACTOR_SUBTREES) {
+            if (is_tree && together <= most) {
                 graph_.root[graph_.n_subtrees - 1] = s;
                 continue;
             }
@@ -75,13 +77,21 @@ public:
     Status build() noexcept {
         if (graph_.n_subtrees == 0) return Status::OK;
         if (const Status status = cut_panels(); status != Status::OK) return status;
-        graph_.offset = Buffer<std::int32_t>(context_.memory, std::int64_t{graph_.n_contributors()} + 1);
-        graph_.first_received = Buffer<std::int32_t>(context_.memory, graph_.n_panels, -1);
-        if (!graph_.offset || !graph_.first_received) return no_memory();
-        std::int64_t count = 0;
-        for_each_contribution([&](std::int32_t, std::int32_t, std::int32_t, std::int32_t) { ++count; });
-        if (count > INT32_MAX) return give_up();
-        graph_.contributions = Buffer<Contribution>(context_.memory, count);
+        // 1. The columns that each contributor reaches.
+        std::int64_t n_columns = 0, n_contributions = 0;
+        for_each_columns([&](std::int32_t, const ReachedColumns&) { ++n_columns; });
+        if (n_columns > INT32_MAX / 2) return give_up();
+        graph_.column_offset =
+            Buffer<std::int32_t>(context_.memory, std::int64_t{graph_.n_contributors()} + 1);
+        graph_.columns = Buffer<ReachedColumns>(context_.memory, n_columns);
+        graph_.offset = Buffer<std::int32_t>(context_.memory, n_columns + 1);
+        if (!graph_.column_offset || !graph_.columns || !graph_.offset) return no_memory();
+        list_columns();
+        // 2. What they receive, one block a time.
+        for_each_contribution(
+            [&](std::int32_t, std::int32_t, std::int32_t, std::int32_t, std::int32_t) { ++n_contributions; });
+        if (n_contributions > INT32_MAX / 2) return give_up();
+        graph_.contributions = Buffer<Contribution>(context_.memory, n_contributions);
         if (!graph_.contributions) return no_memory();
         return list_contributions();
     }
@@ -157,50 +167,99 @@ private:
         return Status::OK;
     }
 
-    /// Calls found(contributor, target, begin, end) for all contributions, by contributor and column.
+    std::int32_t node_of(std::int32_t contributor) const noexcept {
+        return contributor < graph_.n_subtrees ? graph_.root[contributor]
+                                               : graph_.panels[contributor - graph_.n_subtrees].node;
+    }
+
+    /// Calls found(contributor, columns) by contributor and ascending columns.
+    template <typename Found>
+    void for_each_columns(const Found& found) noexcept {
+        for (std::int32_t k = 0; k < graph_.n_contributors(); ++k) {
+            const std::int32_t s = node_of(k);
+            for (std::int32_t q = k - graph_.n_subtrees + 1;
+                 k >= graph_.n_subtrees && q < graph_.n_panels && graph_.panels[q].node == s; ++q)
+                found(k, ReachedColumns{q, graph_.panels[q].begin, graph_.panels[q].end});
+            // The update rows, cut where another panel begins.
+            const mf_snode& node = analysis_.snodes[s];
+            for (std::int32_t begin = node.npiv, end = begin; begin < node.n_rows(); begin = end) {
+                const std::int32_t target_node = analysis_.column_map[node.rows[begin]];
+                const mf_snode& target = analysis_.snodes[target_node];
+                const std::int32_t width = panel_width(target.npiv);
+                const std::int32_t panel = (node.rows[begin] - target.first()) / width;
+                const std::int32_t beyond = target.first() + std::min(target.npiv, (panel + 1) * width);
+                while (end < node.n_rows() && node.rows[end] < beyond) ++end;
+                found(k, ReachedColumns{first_panel_[target_node] + panel, begin, end});
+            }
+        }
+    }
+
+    void list_columns() noexcept {
+        std::int32_t open = -1;
+        for_each_columns([&](std::int32_t contributor, const ReachedColumns& columns) noexcept {
+            while (open < contributor) graph_.column_offset[++open] = graph_.n_columns;
+            graph_.columns[graph_.n_columns++] = columns;
+        });
+        while (open < graph_.n_contributors()) graph_.column_offset[++open] = graph_.n_columns;
+    }
+
+    /// Calls found(contributor, columns, owner, begin, end) by contributor and columns, for each node `owner`
+    /// with rows [begin, end) of the contributor's row list, from its own node up to that of the columns.
     template <typename Found>
     void for_each_contribution(const Found& found) noexcept {
-        for (std::int32_t t = 0; t < graph_.n_subtrees; ++t) for_each_update(t, graph_.root[t], found);
-        for (std::int32_t p = 0; p < graph_.n_panels; ++p) {
-            const std::int32_t s = graph_.panels[p].node;
-            for (std::int32_t q = p + 1; q < graph_.n_panels && graph_.panels[q].node == s; ++q)
-                found(graph_.n_subtrees + p, q, graph_.panels[q].begin, graph_.panels[q].end);
-            for_each_update(graph_.n_subtrees + p, s, found);
+        for (std::int32_t k = 0; k < graph_.n_contributors(); ++k) {
+            for (std::int32_t c = graph_.column_offset[k]; c < graph_.column_offset[k + 1]; ++c)
+                for (std::int32_t r = graph_.column_offset[k], next = r; r <= c; r = next) {
+                    const std::int32_t owner = graph_.panels[graph_.columns[r].target].node;
+                    while (next <= c && graph_.panels[graph_.columns[next].target].node == owner) ++next;
+                    found(k, c, owner, graph_.columns[r].begin, graph_.columns[next - 1].end);
+                }
         }
     }
 
-    /// The update rows of a node, cut where another panel begins.
-    template <typename Found>
-    void for_each_update(std::int32_t contributor, std::int32_t s, const Found& found) noexcept {
-        const mf_snode& node = analysis_.snodes[s];
-        std::int32_t begin = node.npiv;
-        while (begin < node.n_rows()) {
-            const std::int32_t target_node = analysis_.column_map[node.rows[begin]];
-            const mf_snode& target = analysis_.snodes[target_node];
-            const std::int32_t width = panel_width(target.npiv);
-            const std::int32_t k = (node.rows[begin] - target.first()) / width;
-            const std::int32_t beyond = target.first() + std::min(target.npiv, (k + 1) * width);
-            std::int32_t end = begin + 1;
-            while (end < node.n_rows() && node.rows[end] < beyond) ++end;
-            found(contributor, first_panel_[target_node] + k, begin, end);
-            begin = end;
-        }
-    }
-
+    /// Links what the same columns of the same block receive. Those are the columns that the block's first
+    /// panel reaches, and the panel's own.
     Status list_contributions() noexcept {
-        Buffer<std::int32_t> last_received(context_.memory, graph_.n_panels, -1);
+        Buffer<std::int32_t> last_received(context_.memory, std::int64_t{graph_.n_columns} + graph_.n_panels,
+                                           -1);
         if (!last_received) return no_memory();
         std::int32_t count = 0, open = -1;
-        for_each_contribution(
-            [&](std::int32_t contributor, std::int32_t target, std::int32_t begin, std::int32_t end) {
-                while (open < contributor) graph_.offset[++open] = count;
-                graph_.contributions[count] = {target, begin, end, -1};
-                const std::int32_t last = last_received[target];
-                (last == -1 ? graph_.first_received[target] : graph_.contributions[last].next) = count;
-                last_received[target] = count++;
-            });
-        while (open < graph_.n_contributors()) graph_.offset[++open] = count;
+        for_each_contribution([&](std::int32_t contributor, std::int32_t c, std::int32_t owner,
+                                  std::int32_t begin, std::int32_t end) noexcept {
+            while (open < c) graph_.offset[++open] = count;
+            const std::int32_t panel = contributor - graph_.n_subtrees, target = graph_.columns[c].target;
+            const bool is_own = panel >= 0 && graph_.panels[panel].node == owner;
+            const std::int32_t receiver = is_own ? panel + 1 : first_panel_[owner];
+            Contribution& contribution = graph_.contributions[count];
+            if (receiver == target)
+                contribution = {begin, end, Contribution::Next::PANEL, target};
+            else
+                contribution = {begin, end, Contribution::Next::SOLVE, columns_of(receiver, target)};
+            if (!is_own) {
+                const bool diagonal = receiver == target;
+                std::int32_t& last = last_received[diagonal ? graph_.n_columns + target : contribution.next];
+                if (last >= 0) {
+                    graph_.contributions[last].next_kind = Contribution::Next::CONTRIBUTION;
+                    graph_.contributions[last].next = count;
+                }
+                last = count;
+            }
+            ++count;
+        });
+        while (open < graph_.n_columns) graph_.offset[++open] = count;
+        graph_.n_contributions = count;
         return Status::OK;
+    }
+
+    /// Where the columns of panel `target` stand among those that panel `panel` reaches.
+    std::int32_t columns_of(std::int32_t panel, std::int32_t target) const noexcept {
+        const ReachedColumns* const begin = graph_.columns.get();
+        const std::int32_t* const offset = graph_.column_offset.get() + graph_.n_subtrees + panel;
+        return static_cast<std::int32_t>(std::lower_bound(begin + offset[0], begin + offset[1], target,
+                                                          [](const ReachedColumns& columns, std::int32_t t) {
+                                                              return columns.target < t;
+                                                          }) -
+                                         begin);
     }
 
     Context& context_;
