@@ -135,11 +135,18 @@ Status mf_solver_memory(Context& context, const SolverAnalysis& made, MemoryNeed
     const Analysis& analysis = made.analysis;
     const Schedule& schedule = analysis.schedule;
     need.factor = 8.0 * static_cast<double>(analysis.factor_entries);
-    const double indices = 8.0 * static_cast<double>(analysis.row_slab.count());
-    // L L^T packs coupling blocks; L D L^T takes the updates, the scaled values and the entries by node.
-    const double work = made.type == TYPE_SPD ? mf_graph_work_bytes(analysis, std::max(schedule.n_threads, 1))
-                                              : 8.0 * schedule.waiting_entries + 16.0 * analysis.n_input;
-    need.in_core = need.factor + indices + work + 16.0 * analysis.n;
+    double a_node = sizeof(FactorBlock), an_equation = 8, an_entry = 8,
+           work = 0; // the values in canonical order
+    if (made.type == TYPE_SPD) {
+        work = mf_graph_work_bytes(analysis, std::max(schedule.n_threads, 1));
+    } else { // updates, the scaled values, the entries by node, lists of delayed pivots
+        a_node += sizeof(PivotedNode) + 16;
+        an_equation += 32;
+        an_entry += 12;
+        work = 8.0 * static_cast<double>(analysis.row_slab.count()) + 8.0 * schedule.waiting_entries;
+    }
+    need.in_core = need.factor + work + an_equation * analysis.n + an_entry * analysis.n_input +
+                   a_node * analysis.n_snodes;
     double path_bytes = 0;
     if (const Status status = mf_path_bytes(context, analysis, made.type, path_bytes); status != Status::OK)
         return status;

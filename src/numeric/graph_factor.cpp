@@ -372,8 +372,11 @@ Status factorise_alone(Context& context, Factor& factor, double* packed) noexcep
 
 double mf_graph_work_bytes(const Analysis& analysis, std::int32_t n_threads) noexcept {
     constexpr std::int32_t MOST_LANES = 8;
+    const EliminationGraph& graph = analysis.graph;
+    const double counts = 2.0 * graph.n_columns + graph.n_contributions + 3.0 * graph.n_contributors();
+    const double steps = static_cast<double>(graph.n_columns) + graph.n_contributions;
     return 8.0 * static_cast<double>(WorkPlan(analysis, n_threads, MOST_LANES).entries()) +
-           8.0 * n_threads * analysis.largest_update;
+           8.0 * n_threads * analysis.largest_update + 4.0 * counts + sizeof(Step) * steps;
 }
 
 Status mf_graph_factor(Context& context, Factor& factor) noexcept {
