@@ -47,9 +47,10 @@ inline constexpr double SHARED_FRONT_FLOPS = 4e6;
 /// Operations of L L^T from which threads share it, some milliseconds of work.
 inline constexpr double SHARED_OPERATIONS = 2e7;
 
-/// The least number of parts of the whole that subtrees are, which one thread takes: one for so many operations
-/// within these bounds. The simulated p3d_80 has an efficiency of 0.80 and 0.57 on 16 and 64 cores with 64 parts,
-/// of 0.87 and 0.76 with 128; but p3d_30 on one thread takes 1.1 of the time with 128 parts, 1.0 with 50.
+/// The least number of parts of the whole that subtrees are, which one thread takes: one for so many
+/// operations within these bounds. The simulated p3d_80 has an efficiency of 0.80 and 0.57 on 16 and 64 cores
+/// with 64 parts, of 0.87 and 0.76 with 128; but p3d_30 on one thread takes 1.1 of the time with 128
+/// parts, 1.0 with 50.
 inline constexpr double SUBTREE_OPERATIONS = 1e8;
 inline constexpr double LEAST_SUBTREES = 16;
 inline constexpr double MOST_SUBTREES = 128;
