@@ -143,7 +143,7 @@ FrontSeconds FrontProbe::seconds(int rounds) {
     FrontSeconds parts{};
     parts.whole = median_seconds(rounds, [&] { mf_spd_node(factor_, task_); }) / n_nodes_;
     parts.cholesky = each([&](double* block) {
-        if (mf_dense_cholesky(*task_.loops, node.npiv, block, node.npiv) != 0)
+        if (mf_dense_cholesky(*task_.loops, node.npiv, block, node.npiv, false) != 0)
             throw std::logic_error("the pivots of a probe are positive");
     });
     parts.solve = each([&](double* block) {
@@ -156,7 +156,7 @@ double FrontProbe::pass_seconds(int rounds) {
     const std::int32_t n_rows = analysis_.snodes[0].nupd;
     const Buffer<double> update = made(memory_, std::int64_t{n_rows} * n_rows, 0.0);
     return median_seconds(rounds, [&] {
-        if (mf_pass_columns(factor_, 0, INT32_MAX, update.get(), n_rows, 0, n_rows, scratch_.get()) !=
+        if (mf_pass_columns(factor_, 0, 0, INT32_MAX, update.get(), n_rows, 0, n_rows, scratch_.get()) !=
             Status::OK)
             throw std::bad_alloc();
     });

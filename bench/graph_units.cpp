@@ -1,10 +1,10 @@
 #include "bench/graph_units.h"
 
 #include "bench/front_steps.h"
+#include "numeric/work_plan.h"
 
 #include <algorithm>
 #include <cmath>
-#include <unordered_map>
 
 namespace vyr::bench {
 
@@ -12,18 +12,10 @@ namespace {
 
 constexpr double UPDATE_SECONDS = 1e-6; ///< of a subtraction beside its products: the walk to its ancestor
 
-/// Columns of a node that lie in one band: positions [first, last) among the rows that a task reaches.
-struct Run {
-    std::int32_t band, owner; ///< owner: the node that has the band's pivots
-    std::int32_t first, last;
-
-    double width() const { return last - first; }
-};
-
 /// Units in the order of their making, which is that of their urgency.
-class Graph {
+class Units {
 public:
-    explicit Graph(Unit first) : units_{std::move(first)} {}
+    explicit Units(Unit first) : units_{std::move(first)} {}
 
     std::int32_t add(Unit unit) {
         unit.urgency = -static_cast<double>(units_.size());
@@ -34,6 +26,12 @@ public:
         Unit unit;
         unit.steps.push_back({{{seconds, bytes}}});
         return add(std::move(unit));
+    }
+    /// What unit u costs, and that it is as urgent as unit `like`.
+    void set(std::int32_t u, std::int32_t like, double seconds, double bytes) {
+        Unit& unit = units_[static_cast<std::size_t>(u)];
+        unit.steps.front().parts.front() = {seconds, bytes};
+        unit.urgency = units_[static_cast<std::size_t>(like)].urgency;
     }
     void after(std::int32_t before, std::int32_t u) {
         units_[static_cast<std::size_t>(before)].next.push_back(u);
@@ -51,14 +49,14 @@ public:
     explicit Window(double size) : size_(size) {}
 
     /// A unit from which on the next user has its share of the window.
-    std::int32_t grant(Graph& graph, double share) {
-        const std::int32_t u = graph.add(0, 0);
-        graph.after(last_, u);
+    std::int32_t grant(Units& units, double share) {
+        const std::int32_t u = units.add(0, 0);
+        units.after(last_, u);
         last_ = u;
         held_ += share;
         users_.push_back({share, {}});
         for (; held_ > size_ && oldest_ + 1 < users_.size(); held_ -= users_[oldest_++].share)
-            for (const std::int32_t end : users_[oldest_].ends) graph.after(end, u);
+            for (const std::int32_t end : users_[oldest_].ends) units.after(end, u);
         return u;
     }
     /// The last user needs its share until this unit has run.
@@ -75,177 +73,128 @@ private:
     std::int32_t last_ = 0;
 };
 
-/// The tree cut into subtrees and the nodes above them, their bands numbered.
-struct Cut {
-    std::vector<std::int32_t> first;      ///< by node: first node of its subtree
-    std::vector<std::int32_t> roots, top; ///< the nodes above by level
-    std::vector<std::int32_t> band_of;    ///< by column; of the nodes above
-    std::vector<std::int32_t> owner_of;   ///< by band
-
-    Cut(const Analysis& analysis, const GraphPlan& plan) {
-        const auto n = static_cast<std::size_t>(analysis.n_snodes);
-        std::vector<double> cost(n);
-        first.assign(n, -1);
-        double total = 0;
-        for (std::size_t s = 0; s < n; ++s) {
-            const auto number = static_cast<std::int32_t>(s);
-            total += mf_node_cost(analysis.snodes[number]);
-            cost[s] += mf_node_cost(analysis.snodes[number]);
-            if (first[s] < 0) first[s] = number;
-            if (analysis.snode_parent[number] < 0) continue;
-            const auto parent = static_cast<std::size_t>(analysis.snode_parent[number]);
-            cost[parent] += cost[s];
-            if (first[parent] < 0) first[parent] = first[s];
-        }
-        const double most = total * plan.subtree_share;
-        for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
-            const std::int32_t parent = analysis.snode_parent[s];
-            if (cost[static_cast<std::size_t>(s)] > most)
-                top.push_back(s);
-            else if (parent < 0 || cost[static_cast<std::size_t>(parent)] > most)
-                roots.push_back(s);
-        }
-        std::stable_sort(top.begin(), top.end(), [&](std::int32_t a, std::int32_t b) {
-            return analysis.snodes[a].level < analysis.snodes[b].level;
-        });
-        number_bands(analysis, plan.panel);
-    }
-
-    std::vector<Run> runs(const std::int32_t* rows, std::int32_t n) const {
-        std::vector<Run> found;
-        for (std::int32_t j = 0; j < n; ++j) {
-            const std::int32_t band = band_of[static_cast<std::size_t>(rows[j])];
-            if (found.empty() || found.back().band != band)
-                found.push_back({band, owner_of[static_cast<std::size_t>(band)], j, j});
-            found.back().last = j + 1;
-        }
-        return found;
-    }
-
-private:
-    void number_bands(const Analysis& analysis, std::int32_t panel) {
-        band_of.assign(static_cast<std::size_t>(analysis.n), -1);
-        for (const std::int32_t s : top) {
-            const mf_snode& node = analysis.snodes[s];
-            for (std::int32_t k = 0; k < node.npiv; ++k) {
-                if (k % panel == 0) owner_of.push_back(s);
-                band_of[static_cast<std::size_t>(node.first() + k)] =
-                    static_cast<std::int32_t>(owner_of.size()) - 1;
-            }
-        }
-    }
-};
-
 class Factorization {
 public:
-    Factorization(const Analysis& analysis, const Costs& costs, int n_cores, const GraphPlan& plan)
+    Factorization(const Analysis& analysis, const Costs& costs, int n_cores)
         : analysis_(analysis),
+          graph_(analysis.graph),
           costs_(costs),
-          cut_(analysis, plan),
-          graph_(assembly_unit(analysis, costs, n_cores)),
-          packed_(std::max(1.0, plan.packed_window * n_cores)),
-          owed_(largest_owed() * std::max(1.0, plan.owed_window * n_cores)) {
-        for (const std::int32_t root : cut_.roots) subtree(root);
-        for (const std::int32_t s : cut_.top)
-            for (std::int32_t k = 0; k < analysis.snodes[s].npiv; k += plan.panel)
-                panel(s, k, std::min(plan.panel, analysis.snodes[s].npiv - k));
+          units_(assembly_unit(analysis, costs, n_cores)),
+          plan_(analysis, n_cores, LANES),
+          owed_(plan_.n_subtrees),
+          packed_(plan_.n_panels) {
+        if (graph_.n_subtrees == 0) {
+            units_.after(0, units_.add(subtree(0, analysis.n_snodes - 1, INT32_MAX)));
+            return;
+        }
+        first_solve_ = allot(graph_.n_columns);
+        first_contribution_ = allot(graph_.n_contributions);
+        first_panel_ = allot(graph_.n_panels);
+        for (std::int32_t t = 0; t < graph_.n_subtrees; ++t) add_subtree(t);
+        for (std::int32_t p = 0; p < graph_.n_panels; ++p) add_panel(p);
+        for (std::int32_t e = 0; e < graph_.n_contributions; ++e)
+            units_.after(first_contribution_ + e, waiting(graph_.contributions[e]));
     }
 
-    std::vector<Unit> take() { return graph_.take(); }
+    std::vector<Unit> take() { return units_.take(); }
 
 private:
-    double owed(std::int32_t root) const { return std::pow(analysis_.snodes[root].nupd, 2); }
-    double largest_owed() const {
-        double most = 0;
-        for (const std::int32_t root : cut_.roots) most = std::max(most, owed(root));
-        return most;
+    static constexpr std::int32_t LANES = 8;
+
+    /// Places for so many units; the first of them.
+    std::int32_t allot(std::int32_t count) {
+        const std::int32_t first = units_.add(0, 0);
+        for (std::int32_t k = 1; k < count; ++k) units_.add(0, 0);
+        return first;
     }
 
-    /// The unit that contributed last to an ancestor's rows of a band.
-    std::int32_t& last(std::int32_t owner, std::int32_t band) {
-        return last_[(static_cast<std::int64_t>(owner) << 32) + band];
-    }
-
-    /// body(owner, entries, begin, end) for the runs [begin, end) of each ancestor whose rows the columns of
-    /// run `b` reach.
-    template <typename Body>
-    static void for_owners(const std::vector<Run>& runs, std::size_t b, const Body& body) {
-        for (std::size_t begin = 0, end = 0; begin <= b; begin = end) {
-            double entries = 0;
-            for (; end <= b && runs[end].owner == runs[begin].owner; ++end)
-                entries += runs[b].width() * runs[end].width() * (end == b ? 0.5 : 1);
-            body(runs[begin].owner, entries, begin, end);
+    std::int32_t waiting(const Contribution& contribution) const {
+        switch (contribution.next_kind) {
+        case Contribution::Next::CONTRIBUTION:
+            return first_contribution_ + contribution.next;
+        case Contribution::Next::SOLVE:
+            return first_solve_ + contribution.next;
+        default:
+            return first_panel_ + contribution.next;
         }
     }
 
-    void contribute(std::int32_t u, std::int32_t owner, std::int32_t band, Window& window) {
-        graph_.after(last(owner, band), u);
-        last(owner, band) = u;
-        window.until(u);
-    }
-
-    void subtree(std::int32_t root) {
-        const mf_snode& node = analysis_.snodes[root];
-        const std::int32_t granted = owed_.grant(graph_, owed(root));
+    Unit subtree(std::int32_t first, std::int32_t root, std::int32_t limit) const {
+        const double owed = std::pow(analysis_.snodes[root].nupd, 2);
         Builder builder(analysis_, costs_, 1);
-        builder.serial(4 * owed(root) / costs_.bandwidth[0], 4 * owed(root));
-        for (std::int32_t s = cut_.first[static_cast<std::size_t>(root)]; s <= root; ++s)
-            builder.node(s, root + 1);
-        const std::int32_t u = graph_.add(builder.take());
-        graph_.after(granted, u);
-        owed_.until(u);
-        const std::vector<Run> runs = cut_.runs(node.update_rows(), node.nupd);
-        for (std::size_t b = 0; b < runs.size(); ++b)
-            for_owners(runs, b, [&](std::int32_t owner, double entries, std::size_t, std::size_t) {
-                const std::int32_t pass = graph_.add(costs_.pass[0] * entries, 24 * entries);
-                graph_.after(u, pass);
-                contribute(pass, owner, runs[b].band, owed_);
-            });
+        builder.serial(4 * owed / costs_.bandwidth[0], 4 * owed);
+        for (std::int32_t s = first; s <= root; ++s) builder.node(s, limit);
+        return builder.take();
     }
 
-    /// Pivots [k, k + depth) of a node above the subtrees.
-    void panel(std::int32_t s, std::int32_t k, std::int32_t depth) {
-        const mf_snode& node = analysis_.snodes[s];
-        const std::int32_t n_rows = node.n_rows() - k - depth;
-        const std::int32_t granted = packed_.grant(graph_, 1);
-        const std::int32_t p = graph_.add(costs_.cholesky_seconds(depth), 8.0 * depth * depth);
-        graph_.after(granted, p);
-        graph_.after(last(s, cut_.band_of[static_cast<std::size_t>(node.first() + k)]), p);
-        packed_.until(p);
+    /// Entries that columns c receive: those of a triangle where they are rows themselves.
+    double entries(std::int32_t c, const Contribution& rows) const {
+        const ReachedColumns& columns = graph_.columns[c];
+        const double width = columns.end - columns.begin, height = rows.end - rows.begin;
+        return width * (rows.end > columns.begin ? height - 0.5 * width : height);
+    }
 
-        const std::vector<Run> runs = cut_.runs(node.rows + k + depth, n_rows);
+    void add_subtree(std::int32_t t) {
+        const std::int32_t granted = owed_.grant(units_, 1);
+        const std::int32_t u = units_.add(subtree(graph_.first[t], graph_.root[t], graph_.root[t] + 1));
+        units_.after(granted, u);
+        owed_.until(u);
+        for_contributions(t, [&](std::int32_t c, std::int32_t e) {
+            const double n = entries(c, graph_.contributions[e]);
+            units_.set(first_contribution_ + e, u, costs_.pass[0] * n, 24 * n);
+            units_.after(u, first_contribution_ + e);
+            owed_.until(first_contribution_ + e);
+        });
+    }
+
+    void add_panel(std::int32_t p) {
+        const std::int32_t contributor = graph_.n_subtrees + p, depth = graph_.panels[p].n_pivots();
+        const std::int32_t begin = graph_.column_offset[contributor],
+                           end = graph_.column_offset[contributor + 1];
+        const std::int32_t granted = packed_.grant(units_, 1), panel = first_panel_ + p;
+        units_.set(panel, granted, costs_.cholesky_seconds(depth), 8.0 * depth * depth);
+        units_.after(granted, panel);
+        packed_.until(panel);
+        std::int32_t n_rows = 0;
+        for (std::int32_t c = begin; c < end; ++c) n_rows += graph_.columns[c].end - graph_.columns[c].begin;
         const double column = costs_.solve_seconds(depth, n_rows) / std::max(1, n_rows);
-        std::vector<std::int32_t> solved;
-        for (const Run& run : runs) {
-            const double bytes = 16 * depth * run.width();
-            solved.push_back(graph_.add(column * run.width() + bytes / costs_.bandwidth[0], bytes));
-            graph_.after(p, solved.back());
-            graph_.after(last(s, run.band), solved.back());
-        }
         const double entry =
             costs_.update_seconds(depth, n_rows, 1, 0) / std::max(1.0, 0.5 * n_rows * n_rows);
-        for (std::size_t b = 0; b < runs.size(); ++b)
-            for_owners(runs, b, [&](std::int32_t owner, double entries, std::size_t begin, std::size_t end) {
-                const std::int32_t u = graph_.add(UPDATE_SECONDS + entry * entries, 16 * entries);
-                for (std::size_t c = begin; c < end; ++c) graph_.after(solved[c], u);
-                if (end <= b) graph_.after(solved[b], u);
-                contribute(u, owner, runs[b].band, packed_);
-            });
+        for (std::int32_t c = begin; c < end; ++c) {
+            const double width = graph_.columns[c].end - graph_.columns[c].begin, bytes = 16 * depth * width;
+            units_.set(first_solve_ + c, granted, column * width + bytes / costs_.bandwidth[0], bytes);
+            units_.after(panel, first_solve_ + c);
+        }
+        for_contributions(contributor, [&](std::int32_t c, std::int32_t e) {
+            const double n = entries(c, graph_.contributions[e]);
+            units_.set(first_contribution_ + e, granted, UPDATE_SECONDS + entry * n, 16 * n);
+            for (std::int32_t solved = begin; solved <= c; ++solved)
+                units_.after(first_solve_ + solved, first_contribution_ + e);
+            packed_.until(first_contribution_ + e);
+        });
+    }
+
+    /// body(columns, contribution) for all that a contributor makes.
+    template <typename Body>
+    void for_contributions(std::int32_t contributor, const Body& body) const {
+        for (std::int32_t c = graph_.column_offset[contributor]; c < graph_.column_offset[contributor + 1];
+             ++c)
+            for (std::int32_t e = graph_.offset[c]; e < graph_.offset[c + 1]; ++e) body(c, e);
     }
 
     const Analysis& analysis_;
+    const EliminationGraph& graph_;
     const Costs& costs_;
-    Cut cut_;
-    Graph graph_;
-    Window packed_, owed_;
-    std::unordered_map<std::int64_t, std::int32_t> last_;
+    Units units_;
+    WorkPlan plan_;
+    Window owed_, packed_;
+    std::int32_t first_solve_ = 0, first_contribution_ = 0, first_panel_ = 0; ///< units
 };
 
 } // namespace
 
-std::vector<Unit> graph_units(const Analysis& analysis, const Costs& costs, int n_cores,
-                              const GraphPlan& plan) {
-    return Factorization(analysis, costs, n_cores, plan).take();
+std::vector<Unit> graph_units(const Analysis& analysis, const Costs& costs, int n_cores) {
+    return Factorization(analysis, costs, n_cores).take();
 }
 
 } // namespace vyr::bench

@@ -121,15 +121,8 @@ void add_options(CLI::App& app, Options& options) {
         ->capture_default_str();
     app.add_option("--costs", options.simulation.costs,
                    "File of the costs of --simulate; measured and written when it is not there");
-    app.add_flag("--graph", options.simulation.graph,
-                 "Simulate a graph of subtrees and panels instead of the schedule of the code");
-    app.add_option("--panel", options.simulation.graph_plan.panel, "Pivots of a panel of --graph")
-        ->check(CLI::Range(16, 4096))
-        ->capture_default_str();
-    app.add_option("--subtree-share", options.simulation.graph_plan.subtree_share,
-                   "Share of all operations that a subtree of --graph has at most")
-        ->check(CLI::Range(1e-5, 1.0))
-        ->capture_default_str();
+    app.add_flag("--tasks", options.simulation.tasks,
+                 "Simulate the tasks that factors out of core are made by, as if they were in core");
     app.add_flag("--measure", options.simulation.measure,
                  "Factorise beside --simulate where there are as many processors");
     app.add_option("--cancel", options.cancelling,

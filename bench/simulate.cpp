@@ -2,6 +2,7 @@
 
 #include "bench/bench_matrices.h"
 #include "bench/factorization_units.h"
+#include "bench/graph_units.h"
 #include "bench/worker.h"
 #include "core/workforce.h"
 #include "engine/engine.h"
@@ -35,13 +36,14 @@ class Subject {
 public:
     explicit Subject(const std::string& name) : matrix_(make_matrix(parse_matrix(name))) {
         double ordering_ms = 0;
+        context_.settings.tree_schedule = true;
         const Pattern pattern{matrix_.n, matrix_.col_ptr.data(), matrix_.row_ind.data()};
         require(context_, mf_analyse(context_, pattern, analysis_, ordering_ms));
     }
 
     /// The schedule for so many threads.
     const Analysis& cut(int n_threads) {
-        context_.settings.n_threads = n_threads;
+        context_.settings.n_threads = n_threads; // of the factorizations, too
         require(context_, mf_task_partition(context_, analysis_));
         return analysis_;
     }
@@ -94,9 +96,8 @@ void print_simulation(const SimulationPlan& plan) {
         double alone = 0, alone_half = 0;
         for (const int n_cores : plan.cores) {
             const Analysis& analysis = subject.cut(n_cores);
-            const std::vector<Unit> units = plan.graph
-                                                ? graph_units(analysis, costs, n_cores, plan.graph_plan)
-                                                : factorization_units(analysis, costs);
+            const std::vector<Unit> units =
+                plan.tasks ? factorization_units(analysis, costs) : graph_units(analysis, costs, n_cores);
             const Outcome whole = simulate(units, machine(costs, n_cores, 1));
             const Outcome half = simulate(units, machine(costs, n_cores, 0.5));
             if (alone == 0) {

@@ -1,8 +1,6 @@
 // The schedule of L L^T on more cores than this machine has.
 #pragma once
 
-#include "bench/graph_units.h"
-
 #include <string>
 #include <vector>
 
@@ -14,8 +12,7 @@ struct SimulationPlan {
     std::string costs; ///< file of what was measured; made when it is not there; empty: measured every time
     bool measure = false; ///< factorise as well, on as many threads as there are processors, one to all
     int rounds = 3;
-    bool graph = false; ///< the task graph of graph_units.h instead of the schedule of the code
-    GraphPlan graph_plan;
+    bool tasks = false; ///< the tasks of factors out of core, as if they were in core, instead of the graph
 };
 
 /// One row a matrix and number of cores, on standard output. Throws std::runtime_error.

@@ -9,6 +9,7 @@
 #include "numeric/ready_queue.h"
 #include "numeric/spd.h"
 #include "numeric/update_passing.h"
+#include "numeric/work_plan.h"
 #include "platform/blas_threads.h"
 #include "platform/platform.h"
 
@@ -20,43 +21,6 @@
 namespace vyr {
 
 namespace {
-
-/// How the work space is divided: doubles for each thread, each subtree and each panel at work.
-struct WorkPlan {
-    std::int64_t thread = 0, owed = 0, panel = 0;
-    std::int32_t n_threads, n_subtrees, n_panels; ///< at work at a time
-
-    WorkPlan(const Analysis& analysis, std::int32_t threads, std::int32_t lanes) noexcept
-        : n_threads(analysis.graph.n_subtrees == 0 ? 1 : threads) {
-        const EliminationGraph& graph = analysis.graph;
-        const auto count_subtree = [&](std::int32_t first, std::int32_t root) noexcept {
-            for (std::int32_t s = first; s <= root; ++s)
-                thread = std::max(thread, mf_packed_entries(analysis.snodes[s], lanes));
-            const std::int64_t nupd = analysis.snodes[root].nupd;
-            owed = std::max(owed, nupd * nupd);
-        };
-        if (graph.n_subtrees == 0) count_subtree(0, analysis.n_snodes - 1);
-        for (std::int32_t t = 0; t < graph.n_subtrees; ++t) count_subtree(graph.first[t], graph.root[t]);
-        for (std::int32_t p = 0; p < graph.n_panels; ++p)
-            panel = std::max(panel, mf_panel_entries(graph, p, lanes));
-        n_subtrees = std::min(graph.n_subtrees, n_at_work(analysis, owed));
-        n_panels = std::min(graph.n_panels, n_at_work(analysis, panel));
-    }
-    std::int64_t entries() const noexcept {
-        return thread * n_threads + owed * n_subtrees + panel * n_panels;
-    }
-
-private:
-    /// More than threads, so that some can wait for their turn, but no more than a share of the factor's
-    /// size.
-    std::int32_t n_at_work(const Analysis& analysis, std::int64_t size) const noexcept {
-        if (n_threads == 1) return 1;
-        const double room = static_cast<double>(analysis.factor_entries) * tuning::WAITING_SHARE;
-        const double wanted = room / static_cast<double>(std::max<std::int64_t>(size, 1));
-        const double most = tuning::MOST_WAITING * n_threads;
-        return static_cast<std::int32_t>(std::clamp(wanted, n_threads + 1.0, most));
-    }
-};
 
 /// Counts down from several threads; true for the one who comes last.
 bool is_last(std::int32_t& count) noexcept {
@@ -276,7 +240,7 @@ void GraphRun::pass(std::int32_t subtree, std::int32_t columns, std::int32_t con
     const double start_ms = platform::clock_ms();
     const std::int32_t root = graph_.root[subtree];
     const mf_snode& node = analysis_.snodes[root];
-    const auto [target, begin, end] = graph_.columns[columns];
+    const std::int32_t begin = graph_.columns[columns].begin, end = graph_.columns[columns].end;
     const std::int32_t owner = analysis_.column_map[node.rows[graph_.contributions[contribution].begin]];
     const double* const update = owed(subtree) + std::int64_t{begin - node.npiv} * node.nupd;
     std::int32_t place[tuning::PANEL_PIVOTS];

@@ -47,7 +47,7 @@ void PanelSteps::for_each_left(std::int32_t last, const Found& found) const noex
 }
 
 void PanelSteps::solve(std::int32_t columns) const noexcept {
-    const auto [target, begin, end] = graph_.columns[columns];
+    const std::int32_t begin = graph_.columns[columns].begin, end = graph_.columns[columns].end;
     double* const block = at(panel_.begin, begin);
     mf_dense_solve(loops_, panel_.n_pivots(), at(panel_.begin, panel_.begin), node_.npiv, end - begin, block,
                    node_.npiv);
@@ -57,7 +57,7 @@ void PanelSteps::solve(std::int32_t columns) const noexcept {
 }
 
 void PanelSteps::subtract(std::int32_t columns, std::int32_t contribution) const noexcept {
-    const auto [target, begin, end] = graph_.columns[columns];
+    const std::int32_t begin = graph_.columns[columns].begin, end = graph_.columns[columns].end;
     const Contribution& wanted = graph_.contributions[contribution];
     std::int32_t place[tuning::PANEL_PIVOTS];
     const auto subtract_from = [&](const mf_snode& owner, double* block,
