@@ -83,7 +83,7 @@ public:
           plan_(analysis, n_cores, LANES),
           owed_(plan_.n_subtrees),
           packed_(plan_.n_panels) {
-        if (graph_.n_subtrees == 0) {
+        if (graph_.n_contributors() == 0) {
             units_.after(0, units_.add(subtree(0, analysis.n_snodes - 1, INT32_MAX)));
             return;
         }

@@ -8,7 +8,7 @@
 namespace vyr::bench {
 
 /// The steps of analysis.graph, each a unit of one part, with as many subtrees and panels at work as the code
-/// has on so many cores. Of a graph without subtrees there is one unit.
+/// has on so many cores. Of an empty graph there is one unit.
 std::vector<Unit> graph_units(const Analysis& analysis, const Costs& costs, int n_cores);
 
 } // namespace vyr::bench

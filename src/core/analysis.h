@@ -106,8 +106,7 @@ struct Contribution {
 /// receive in the order of the contributors, the subtrees first: whoever does the work, the digits are the
 /// same.
 struct EliminationGraph {
-    std::int32_t n_subtrees = 0; ///< 0 where the tree is work for one thread
-    std::int32_t n_panels = 0;   ///< 0 there, too
+    std::int32_t n_subtrees = 0, n_panels = 0; ///< both 0 where the tree is work for one thread
     std::int32_t n_columns = 0, n_contributions = 0;
     Buffer<std::int32_t> first, root;   ///< n_subtrees: a subtree's nodes are first .. root
     Buffer<ColumnPanel> panels;         ///< a node's side by side, nodes after their descendants

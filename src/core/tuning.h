@@ -48,21 +48,18 @@ inline constexpr double SHARED_FRONT_FLOPS = 4e6;
 inline constexpr double SHARED_OPERATIONS = 2e7;
 
 /// The least number of parts of the whole that subtrees are, which one thread takes: one for so many
-/// operations within these bounds. The simulated p3d_80 has an efficiency of 0.80 and 0.57 on 16 and 64 cores
-/// with 64 parts, of 0.87 and 0.76 with 128; but p3d_30 on one thread takes 1.1 of the time with 128
-/// parts, 1.0 with 50.
+/// operations within these bounds. p3d_30 on one thread takes 1.1 of the time with 128 parts, 1.0 with 50;
+/// p3d_60 on two threads takes 0.95 of the time, and 0.95 of the memory, with 512 instead of 128.
 inline constexpr double SUBTREE_OPERATIONS = 1e8;
 inline constexpr double LEAST_SUBTREES = 16;
-inline constexpr double MOST_SUBTREES = 128;
+inline constexpr double MOST_SUBTREES = 512;
 
 /// Pivots that a node above the subtrees eliminates at a time, the depth of a product. With 128 small
 /// matrices gain on 64 simulated cores (p3d_60 0.51 to 0.62) and nothing on one.
 inline constexpr std::int32_t PANEL_PIVOTS = 256;
 
 /// Subtrees, and panels, that are at work or wait for their turn, at most for each of several threads; and
-/// the share of the factor's memory that either may take beyond one more than the threads. The simulated
-/// p3d_80 on 16 and 64 cores has an efficiency of 0.72 and 0.71 with 2 a thread, 0.87 and 0.76 with 4, 0.90
-/// and 0.76 with 8.
+/// the share of the factor's memory that either may take beyond one more than the threads.
 inline constexpr double MOST_WAITING = 4;
 inline constexpr double WAITING_SHARE = 1.0 / 16;
 

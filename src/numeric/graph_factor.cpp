@@ -357,7 +357,7 @@ Status mf_graph_factor(Context& context, Factor& factor) noexcept {
         if (factor.block(s) == nullptr) return Status::FACTOR_STORAGE;
     // Threads share the work among themselves; every BLAS call stays on the thread that makes it.
     const blas::ThreadLimit one_blas_thread(1);
-    if (analysis.graph.n_subtrees == 0) return factorise_alone(context, factor, work.get());
+    if (analysis.graph.n_contributors() == 0) return factorise_alone(context, factor, work.get());
     GraphRun run(context, factor, plan, work.get());
     if (!run) return out_of_memory(context);
     run.execute();

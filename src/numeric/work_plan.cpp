@@ -9,7 +9,7 @@
 namespace vyr {
 
 WorkPlan::WorkPlan(const Analysis& analysis, std::int32_t threads, std::int32_t lanes) noexcept
-    : n_threads(analysis.graph.n_subtrees == 0 ? 1 : threads) {
+    : n_threads(analysis.graph.n_contributors() == 0 ? 1 : threads) {
     const EliminationGraph& graph = analysis.graph;
     const auto count_subtree = [&](std::int32_t first, std::int32_t root) noexcept {
         for (std::int32_t s = first; s <= root; ++s)
@@ -17,7 +17,7 @@ WorkPlan::WorkPlan(const Analysis& analysis, std::int32_t threads, std::int32_t 
         const std::int64_t nupd = analysis.snodes[root].nupd;
         owed = std::max(owed, nupd * nupd);
     };
-    if (graph.n_subtrees == 0) count_subtree(0, analysis.n_snodes - 1);
+    if (graph.n_contributors() == 0) count_subtree(0, analysis.n_snodes - 1);
     for (std::int32_t t = 0; t < graph.n_subtrees; ++t) count_subtree(graph.first[t], graph.root[t]);
     for (std::int32_t p = 0; p < graph.n_panels; ++p)
         panel = std::max(panel, mf_panel_entries(graph, p, lanes));

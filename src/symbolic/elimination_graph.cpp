@@ -31,6 +31,7 @@ public:
     Status take_schedule() noexcept {
         const Schedule& schedule = analysis_.schedule;
         if (schedule.n_threads == 1) return Status::OK;
+        is_cut_ = true;
         if (const Status status = allocate_subtrees(schedule.n_tasks - 1); status != Status::OK)
             return status;
         for (std::int32_t t = 0; t + 1 < schedule.n_tasks; ++t) {
@@ -51,6 +52,7 @@ public:
         for (std::int32_t s = 0; s < analysis_.n_snodes; ++s)
             total += analysis_.snode_parent[s] == -1 ? cost.sum[s] : 0.0;
         if (total < tuning::SHARED_OPERATIONS) return Status::OK;
+        is_cut_ = true;
         const double most = total / std::clamp(total / tuning::SUBTREE_OPERATIONS, tuning::LEAST_SUBTREES,
                                                tuning::MOST_SUBTREES);
         mark_above(cost.sum.get(), most, above.get());
@@ -63,7 +65,7 @@ public:
             if (!is_root(above.get(), s)) continue;
             const bool is_tree = analysis_.snode_parent[s] == -1;
             together += cost.sum[s];
-            if (is_tree && together <= most) {
+            if (is_tree && together <= most && cost.first[s] == graph_.root[graph_.n_subtrees - 1] + 1) {
                 graph_.root[graph_.n_subtrees - 1] = s;
                 continue;
             }
@@ -75,8 +77,9 @@ public:
 
     /// Everything above the subtrees.
     Status build() noexcept {
-        if (graph_.n_subtrees == 0) return Status::OK;
+        if (!is_cut_) return Status::OK;
         if (const Status status = cut_panels(); status != Status::OK) return status;
+        if (graph_.n_contributors() == 1) return give_up();
         // 1. The columns that each contributor reaches.
         std::int64_t n_columns = 0, n_contributions = 0;
         for_each_columns([&](std::int32_t, const ReachedColumns&) { ++n_columns; });
@@ -265,12 +268,14 @@ private:
     Context& context_;
     Analysis& analysis_;
     EliminationGraph& graph_;
+    bool is_cut_ = false;              ///< there is work for several threads
     Buffer<std::int32_t> first_panel_; ///< n_snodes: a node's first panel; below 0 in subtrees
 };
 
 } // namespace
 
 Status mf_elimination_graph(Context& context, Analysis& analysis) noexcept {
+    if (context.settings.tree_schedule && context.settings.type != TYPE_SPD) return Status::OK;
     Builder builder(context, analysis);
     if (!builder) return out_of_memory(context, Status::FACTOR_STORAGE);
     const Status status = context.settings.tree_schedule ? builder.cut_tree() : builder.take_schedule();

@@ -72,8 +72,8 @@ std::int32_t mf_etree(const Pattern& full, const std::int32_t* perm, const std::
 [[nodiscard]] Status mf_task_partition(Context& context, Analysis& analysis) noexcept;
 
 /// Makes the graph of L L^T: from the schedule's subtrees, or, with settings.tree_schedule, from the tree
-/// alone. Returns OK or FACTOR_STORAGE. Cost: linear in the supernodes and the rows of those above the
-/// subtrees, times their panels.
+/// alone; then for no other type. Returns OK or FACTOR_STORAGE. Cost: linear in the supernodes and the rows
+/// of those above the subtrees, times their panels and ancestors.
 [[nodiscard]] Status mf_elimination_graph(Context& context, Analysis& analysis) noexcept;
 
 /// Makes solve_cut: the largest subtrees with no more than a share of the factor each. Returns OK or
