@@ -205,6 +205,7 @@ def test_closing_waits_for_the_calls_at_work_and_ends_the_next():
 
 @pytest.mark.skipif(sys.platform == "win32", reason="no such signal")
 def test_ctrl_c_ends_a_factorization():
+    signal.signal(signal.SIGINT, signal.default_int_handler)  # which a shell may have left out in the background
     seen = []
 
     def interrupt(phase, fraction):
