@@ -142,7 +142,6 @@ TEST(Solver, CancelledAtAnyMomentACallLeavesNothingBehindAndTheNextOneIsRight) {
     const TempDirectory place;
     Rng rng(test_seed());
     const int n_rounds = small_sizes() ? 4 : 20;
-    int n_cancelled = 0;
     for (int round = 0; round < n_rounds; ++round) {
         const bool definite = round % 2 == 0;
         const Csc a = shifted(spd(8000, grid_edges(20, 20, 20), rng()), definite ? 0 : 2.3);
@@ -153,10 +152,11 @@ TEST(Solver, CancelledAtAnyMomentACallLeavesNothingBehindAndTheNextOneIsRight) {
         options.directory = round % 4 < 2 ? nullptr : ".";
         options.progress = Host::progress, options.progress_user = &host;
         const auto attempt = [&](const auto& call) {
-            host.calls_left = static_cast<int>(rng() % 3);
+            const int calls = static_cast<int>(rng() % 3);
+            host.calls_left = calls;
             const vyr_status status = call();
-            EXPECT_TRUE(status == VYR_STATUS_OK || (status == VYR_STATUS_CANCELLED && host.calls_left < 0));
-            n_cancelled += status == VYR_STATUS_CANCELLED;
+            EXPECT_EQ(status, host.calls_left < 0 ? VYR_STATUS_CANCELLED : VYR_STATUS_OK);
+            EXPECT_TRUE(calls > 0 || status == VYR_STATUS_CANCELLED) << "the host is asked at least once";
             host.calls_left = 1 << 30;
             return status;
         };
@@ -177,7 +177,6 @@ TEST(Solver, CancelledAtAnyMomentACallLeavesNothingBehindAndTheNextOneIsRight) {
         EXPECT_EQ(solve(), VYR_STATUS_OK);
         EXPECT_LT(backward_error(a, x.data(), b.data()), 1e-13);
     }
-    EXPECT_GT(n_cancelled, n_rounds);
     EXPECT_TRUE(std::filesystem::is_empty(place.path()));
 }
 
