@@ -121,9 +121,6 @@ void FrontProbe::make_factor() {
     nodes_ = made(memory_, n_nodes_, std::int32_t{0});
     std::iota(nodes_.get(), nodes_.get() + n_nodes_, 0);
     scratch_ = made(memory_, 2 * std::int64_t{analysis_.n}, std::int32_t{0});
-    task_.context = &context_;
-    task_.loops = &mf_vector_loops(context_.settings.instructions);
-    task_.kernel = &mf_product_kernel(context_.settings.instructions);
     task_.nodes = nodes_.get();
     task_.n_nodes = n_nodes_;
     packed_ = made(memory_, mf_packed_entries(analysis_.snodes[0], task_.kernel->lanes), 0.0);

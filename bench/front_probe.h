@@ -45,7 +45,7 @@ private:
     Context context_{memory_};
     Analysis analysis_;
     Factor factor_{memory_, analysis_};
-    SpdTask task_;
+    SpdTask task_{context_};
     std::int32_t n_nodes_ = 0, n_rows_, stride_, n_ancestors_;
     std::int32_t n_columns_ = 0; ///< of the nodes added
     std::int64_t n_listed_ = 0;  ///< rows of theirs

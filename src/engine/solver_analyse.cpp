@@ -135,8 +135,9 @@ Status mf_solver_memory(Context& context, const SolverAnalysis& made, MemoryNeed
     const Analysis& analysis = made.analysis;
     const Schedule& schedule = analysis.schedule;
     need.factor = 8.0 * static_cast<double>(analysis.factor_entries);
-    double a_node = sizeof(FactorBlock), an_equation = 8, an_entry = 8,
-           work = 0; // the values in canonical order
+    double work = 0;
+    double a_node = sizeof(FactorBlock), an_equation = 8; // its diagonal
+    double an_entry = 8;                                  // its value in canonical order
     if (made.type == TYPE_SPD) {
         work = mf_graph_work_bytes(analysis, std::max(schedule.n_threads, 1));
     } else { // updates, the scaled values, the entries by node, lists of delayed pivots

@@ -206,12 +206,8 @@ void GraphRun::run(const Step& step) noexcept {
 void GraphRun::eliminate_subtree(std::int32_t t) noexcept {
     const std::int32_t first = graph_.first[t], root = graph_.root[t];
     if (is_vain(analysis_.snodes[first].first())) return;
-    const std::int64_t ld = analysis_.snodes[root].nupd;
-    for (std::int64_t j = 0; j < ld; ++j) std::fill_n(owed(t) + j * ld, j + 1, 0.0);
-    SpdTask task;
-    task.context = &context_;
-    task.loops = &loops_;
-    task.kernel = &kernel_;
+    mf_clear_update(owed(t), analysis_.snodes[root].nupd);
+    SpdTask task(context_);
     task.first_node = first;
     task.n_nodes = root - first + 1;
     task.alone = true;
@@ -317,10 +313,7 @@ Status GraphRun::finish() noexcept {
 
 /// The whole tree, node after node on the calling thread.
 Status factorise_alone(Context& context, Factor& factor, double* packed) noexcept {
-    SpdTask task;
-    task.context = &context;
-    task.loops = &mf_vector_loops(context.settings.instructions);
-    task.kernel = &mf_product_kernel(context.settings.instructions);
+    SpdTask task(context);
     task.n_nodes = factor.analysis->n_snodes;
     task.alone = true;
     task.packed = packed;

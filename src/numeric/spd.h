@@ -18,9 +18,14 @@ namespace vyr {
 /// Ancestors from `limit` on are reached by other tasks, too. What a subtree owes them it collects in `owed`:
 /// the update matrix of its root, as if the root alone had an update.
 struct SpdTask {
-    Context* context = nullptr;
-    const VectorLoops* loops = nullptr;
-    const ProductKernel* kernel = nullptr;
+    explicit SpdTask(Context& c) noexcept
+        : context(&c),
+          loops(&mf_vector_loops(c.settings.instructions)),
+          kernel(&mf_product_kernel(c.settings.instructions)) {}
+
+    Context* context;
+    const VectorLoops* loops;
+    const ProductKernel* kernel;
     const std::int32_t* nodes = nullptr; ///< ascending; null: first_node and those that follow
     std::int32_t first_node = 0;
     std::int32_t n_nodes = 0;

@@ -50,7 +50,7 @@ public:
         if (factor.block_store != nullptr) factor.block_store->lock = &lock_;
         if (memory_ == nullptr) return;
         tasks_ = static_cast<SpdTask*>(memory_);
-        for (std::int32_t t = 0; t < count_; ++t) prepare(*new (tasks_ + t) SpdTask, t);
+        for (std::int32_t t = 0; t < count_; ++t) prepare(*new (tasks_ + t) SpdTask(context), t);
     }
     ~Run() {
         mf_free(context_.memory, memory_);
@@ -108,9 +108,6 @@ private:
     void prepare(SpdTask& task, std::int32_t t) noexcept {
         const Analysis& analysis = *factor_.analysis;
         const Schedule& schedule = analysis.schedule;
-        task.context = &context_;
-        task.loops = &mf_vector_loops(context_.settings.instructions);
-        task.kernel = &mf_product_kernel(context_.settings.instructions);
         task.nodes = schedule.task_nodes.get() + schedule.task_offset[t];
         task.n_nodes = schedule.task_offset[t + 1] - schedule.task_offset[t];
         const std::int64_t variant = context_.settings.blocked ? schedule.n_tasks : 0;
@@ -148,10 +145,7 @@ void run_subtree(Factor& factor, SpdTask& task, double* packed, double* owed) no
     task.packed = packed;
     task.owed = owed;
     const bool owes = task.limit != INT32_MAX && !task.context->settings.blocked;
-    if (owes) {
-        const std::int64_t ld = factor.analysis->snodes[task.limit - 1].nupd;
-        for (std::int64_t j = 0; j < ld; ++j) std::fill_n(owed + j * ld, j + 1, 0.0);
-    }
+    if (owes) mf_clear_update(owed, factor.analysis->snodes[task.limit - 1].nupd);
     mf_spd_node(factor, task);
     if (owes && task.status == Status::OK) task.status = pass_owed(factor, task);
 }

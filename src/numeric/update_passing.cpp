@@ -79,7 +79,7 @@ Status mf_pass_columns(const Factor& factor, std::int32_t node, std::int32_t fro
                        const double* update, std::int32_t ld, std::int32_t begin, std::int32_t end,
                        std::int32_t* scratch) noexcept {
     const std::int32_t* rows = factor.analysis->snodes[node].update_rows();
-    const std::int32_t first_wanted = from == 0 ? 0 : factor.analysis->snodes[from].first();
+    const std::int32_t first_wanted = factor.analysis->snodes[from].first();
     return mf_walk_ancestors(factor, node, limit, begin, end, scratch, [=](const Share& share) noexcept {
         if (share.ancestor.first() < first_wanted) return;
         const std::int32_t first_row = share.first_row, last_row = share.last_row;
@@ -93,6 +93,10 @@ Status mf_pass_columns(const Factor& factor, std::int32_t node, std::int32_t fro
         add_columns(piece, source + static_cast<std::int64_t>(middle - begin) * ld, ld,
                     share.place + (middle - begin), end - middle);
     });
+}
+
+void mf_clear_update(double* update, std::int64_t order) noexcept {
+    for (std::int64_t j = 0; j < order; ++j) std::fill_n(update + j * order, j + 1, 0.0);
 }
 
 void mf_add_piece(const mf_snode& ancestor, double* block, const double* piece, std::int32_t ld,

@@ -68,6 +68,9 @@ Status mf_pass_columns(const Factor& factor, std::int32_t node, std::int32_t fro
                        const double* update, std::int32_t ld, std::int32_t begin, std::int32_t end,
                        std::int32_t* scratch) noexcept;
 
+/// Zeroes the upper triangle of an update matrix.
+void mf_clear_update(double* update, std::int64_t order) noexcept;
+
 /// Adds one ancestor's piece, formed with the remaining rows first, into that ancestor's block.
 ///
 /// piece       n_rows x n_owned, leading dimension ld: entry (i, j), i >= j, belongs to the j-th owned row

@@ -1,5 +1,6 @@
 #include "core/tuning.h"
 #include "symbolic/steps.h"
+#include "symbolic/tree_sums.h"
 
 namespace vyr {
 
@@ -8,39 +9,30 @@ namespace {
 /// Calls found(first, root) for each largest subtree with at most `most` entries, and above(s) for every node
 /// in none, both in ascending order.
 template <typename Found, typename Above>
-void for_each_part(const Analysis& analysis, const std::int64_t* entries, const std::int32_t* first,
-                   std::int64_t most, const Found& found, const Above& above) noexcept {
+void for_each_part(const Analysis& analysis, const TreeSums<std::int64_t>& entries, std::int64_t most,
+                   const Found& found, const Above& above) noexcept {
     for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
-        if (entries[s] > most) {
+        if (entries.sum[s] > most) {
             above(s);
             continue;
         }
         const std::int32_t parent = analysis.snode_parent[s];
-        if (parent == -1 || entries[parent] > most) found(first[s], s);
+        if (parent == -1 || entries.sum[parent] > most) found(entries.first[s], s);
     }
 }
 
 } // namespace
 
 Status mf_solve_cut(Context& context, Analysis& analysis) noexcept {
-    const std::int32_t n_snodes = analysis.n_snodes;
     SolveCut& cut = analysis.solve_cut;
     const bool shared = analysis.factor_entries >= tuning::SHARED_SOLVE_ENTRIES;
-    Buffer<std::int64_t> entries(context.memory, n_snodes);
-    Buffer<std::int32_t> first(context.memory, n_snodes, -1);
-    if (!entries || !first) return out_of_memory(context, Status::FACTOR_STORAGE);
-    for (std::int32_t s = 0; s < n_snodes; ++s) entries[s] = analysis.snodes[s].n_entries();
-    for (std::int32_t s = 0; s < n_snodes; ++s) {
-        if (first[s] == -1) first[s] = s;
-        const std::int32_t parent = analysis.snode_parent[s];
-        if (parent == -1) continue;
-        entries[parent] += entries[s];
-        if (first[parent] == -1) first[parent] = first[s];
-    }
+    const TreeSums<std::int64_t> entries(context.memory, analysis,
+                                         [&](std::int32_t s) { return analysis.snodes[s].n_entries(); });
+    if (!entries) return out_of_memory(context, Status::FACTOR_STORAGE);
     const std::int64_t most = shared ? analysis.factor_entries / tuning::SOLVE_SUBTREES : -1;
     std::int64_t owed = 0;
     for_each_part(
-        analysis, entries.get(), first.get(), most,
+        analysis, entries, most,
         [&](std::int32_t, std::int32_t root) {
             ++cut.n_subtrees;
             owed += analysis.snodes[root].nupd;
@@ -48,7 +40,7 @@ Status mf_solve_cut(Context& context, Analysis& analysis) noexcept {
         [&](std::int32_t) { ++cut.n_top; });
     if (owed > INT32_MAX - analysis.n) { // places are 32 bits wide
         cut.n_subtrees = 0;
-        cut.n_top = n_snodes;
+        cut.n_top = analysis.n_snodes;
     }
     cut.first = Buffer<std::int32_t>(context.memory, cut.n_subtrees);
     cut.root = Buffer<std::int32_t>(context.memory, cut.n_subtrees);
@@ -58,7 +50,7 @@ Status mf_solve_cut(Context& context, Analysis& analysis) noexcept {
         return out_of_memory(context, Status::FACTOR_STORAGE);
     std::int32_t t = 0, k = 0;
     for_each_part(
-        analysis, entries.get(), first.get(), cut.n_subtrees > 0 ? most : -1,
+        analysis, entries, cut.n_subtrees > 0 ? most : -1,
         [&](std::int32_t first_node, std::int32_t root) {
             cut.first[t] = first_node;
             cut.root[t] = root;

@@ -1,4 +1,5 @@
 #include "symbolic/steps.h"
+#include "symbolic/tree_sums.h"
 
 #include <omp.h>
 
@@ -35,36 +36,25 @@ struct SubtreeList {
 
 /// The tree seen from above: subtree costs, first descendants, child lists.
 struct Forest {
-    Buffer<double> cost;
-    Buffer<std::int32_t> first_descendant, head, next;
+    TreeSums<double> cost;
+    Buffer<std::int32_t> head, next;
     double total = 0;
 
-    Status build(Context& context, const Analysis& analysis) noexcept {
-        const std::int32_t n_snodes = analysis.n_snodes;
-        cost = Buffer<double>(context.memory, n_snodes, 0.0);
-        first_descendant = Buffer<std::int32_t>(context.memory, n_snodes, -1);
-        head = Buffer<std::int32_t>(context.memory, n_snodes, -1);
-        next = Buffer<std::int32_t>(context.memory, n_snodes, -1);
-        if (!cost || !first_descendant || !head || !next)
-            return out_of_memory(context, Status::FACTOR_STORAGE);
-        for (std::int32_t s = 0; s < n_snodes; ++s) {
-            const double own = mf_node_cost(analysis.snodes[s]);
-            total += own;
-            cost[s] += own;
-            if (first_descendant[s] == -1) first_descendant[s] = s;
-            const std::int32_t p = analysis.snode_parent[s];
-            if (p == -1) continue;
-            cost[p] += cost[s];
-            if (first_descendant[p] == -1) first_descendant[p] = first_descendant[s];
-        }
-        for (std::int32_t s = n_snodes - 1; s >= 0; --s) {
+    Forest(Accounting& memory, const Analysis& analysis) noexcept
+        : cost(memory, analysis, [&](std::int32_t s) { return mf_node_cost(analysis.snodes[s]); }),
+          head(memory, analysis.n_snodes, -1),
+          next(memory, analysis.n_snodes, -1) {
+        if (!*this) return;
+        for (std::int32_t s = 0; s < analysis.n_snodes; ++s) total += mf_node_cost(analysis.snodes[s]);
+        for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s) {
             const std::int32_t p = analysis.snode_parent[s];
             if (p == -1) continue;
             next[s] = head[p];
             head[p] = s;
         }
-        return Status::OK;
     }
+    /// False when the memory could not be had.
+    explicit operator bool() const noexcept { return cost && head && next; }
 };
 
 /// A. Pothen and C. Sun, "A mapping algorithm for parallel sparse Cholesky factorization", SIAM J. Sci.
@@ -73,15 +63,15 @@ struct Forest {
 void choose_subtrees(const Analysis& analysis, const Forest& forest, SubtreeList& list) noexcept {
     const std::int32_t n_threads = analysis.schedule.n_threads;
     for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
-        if (analysis.snode_parent[s] == -1 && forest.cost[s] / forest.total >= ROOT_SHARE)
-            list.insert(s, forest.cost.get());
+        if (analysis.snode_parent[s] == -1 && forest.cost.sum[s] / forest.total >= ROOT_SHARE)
+            list.insert(s, forest.cost.sum.get());
     double smallest = DBL_MAX;
     while (list.count < std::int64_t{TASKS_PER_THREAD} * n_threads && list.count > 0) {
-        if (list.count % n_threads == 0 && forest.cost[list.roots[0]] / smallest < BALANCE_RATIO) break;
+        if (list.count % n_threads == 0 && forest.cost.sum[list.roots[0]] / smallest < BALANCE_RATIO) break;
         for (std::int32_t c = forest.head[list.take_first()]; c != -1; c = forest.next[c]) {
-            if (forest.cost[c] / forest.total < CHILD_SHARE) continue;
-            list.insert(c, forest.cost.get());
-            smallest = std::min(smallest, forest.cost[c]);
+            if (forest.cost.sum[c] / forest.total < CHILD_SHARE) continue;
+            list.insert(c, forest.cost.sum.get());
+            smallest = std::min(smallest, forest.cost.sum[c]);
         }
     }
 }
@@ -94,7 +84,7 @@ void list_task_nodes(Analysis& analysis, const Forest& forest, const SubtreeList
     std::int32_t place = 0;
     for (std::int32_t t = 0; t < list.count; ++t) {
         schedule.task_offset[t] = place;
-        for (std::int32_t s = forest.first_descendant[list.roots[t]]; s <= list.roots[t]; ++s) {
+        for (std::int32_t s = forest.cost.first[list.roots[t]]; s <= list.roots[t]; ++s) {
             in_top[s] = 0;
             schedule.task_nodes[place++] = s;
         }
@@ -157,7 +147,7 @@ void print_partition(const Context& context, const Analysis& analysis, const For
     const auto work = static_cast<double>(schedule.work_entries[context.settings.blocked]);
     double sum = 0, largest = 0, smallest = list.count > 0 ? DBL_MAX : 0;
     for (std::int32_t t = 0; t < list.count; ++t) {
-        const double cost = forest.cost[list.roots[t]];
+        const double cost = forest.cost.sum[list.roots[t]];
         sum += cost;
         largest = std::max(largest, cost);
         smallest = std::min(smallest, cost);
@@ -176,13 +166,12 @@ Status mf_task_partition(Context& context, Analysis& analysis) noexcept {
     Schedule& schedule = analysis.schedule;
     const std::int32_t wanted = context.settings.n_threads;
     schedule.n_threads = wanted > 0 ? wanted : std::max(1, omp_get_max_threads());
-    Forest forest;
+    const Forest forest(context.memory, analysis);
     SubtreeList list;
     list.roots = Buffer<std::int32_t>(context.memory,
                                       std::int64_t{TASKS_PER_THREAD} * schedule.n_threads + LIST_SLACK);
     Buffer<std::uint8_t> in_top(context.memory, analysis.n_snodes);
-    if (!list.roots || !in_top) return out_of_memory(context, Status::FACTOR_STORAGE);
-    if (const Status status = forest.build(context, analysis); status != Status::OK) return status;
+    if (!forest || !list.roots || !in_top) return out_of_memory(context, Status::FACTOR_STORAGE);
     choose_subtrees(analysis, forest, list);
 
     schedule.n_tasks = list.count + 1;

@@ -13,10 +13,10 @@ public:
     /// weight(s) is that of node s.
     template <typename Weight>
     TreeSums(Accounting& memory, const Analysis& analysis, const Weight& weight) noexcept
-        : sum(memory, analysis.n_snodes), first(memory, analysis.n_snodes, -1) {
+        : sum(memory, analysis.n_snodes, Value{}), first(memory, analysis.n_snodes, -1) {
         if (!*this) return;
-        for (std::int32_t s = 0; s < analysis.n_snodes; ++s) sum[s] = weight(s);
         for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+            sum[s] += weight(s);
             if (first[s] == -1) first[s] = s;
             const std::int32_t parent = analysis.snode_parent[s];
             if (parent == -1) continue;
