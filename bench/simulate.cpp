@@ -36,7 +36,7 @@ class Subject {
 public:
     explicit Subject(const std::string& name) : matrix_(make_matrix(parse_matrix(name))) {
         double ordering_ms = 0;
-        context_.settings.tree_schedule = true;
+        context_.settings.merge_nodes = context_.settings.tree_schedule = true;
         const Pattern pattern{matrix_.n, matrix_.col_ptr.data(), matrix_.row_ind.data()};
         require(context_, mf_analyse(context_, pattern, analysis_, ordering_ms));
     }

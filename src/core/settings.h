@@ -100,6 +100,7 @@ struct Settings {
     double growth_limit = 0;            ///< largest allowed pivot ratio; checked when above 1
     double reserve_bytes = 0;           ///< memory to leave to others out of core
     std::int32_t n_threads = 0;         ///< 0: as many as OpenMP reports
+    bool merge_nodes = false;           ///< also nodes that are no chains, where that saves memory
     bool tree_schedule = false;         ///< L L^T in core: cut into tasks by the tree alone, not by n_threads
     double block_limit_bytes = 0; ///< most that factor blocks and read buffer may hold; 0: what there is
     const char* directory = "";   ///< for the factor files; empty: the current one

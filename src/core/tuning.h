@@ -12,6 +12,13 @@ namespace vyr::tuning {
 /// solves 32 x 32 triangles at 6 GFLOP/s (AVX-512) to 16 (AVX2); the loops at 29. They hold the block in L1.
 inline constexpr std::int32_t BASE_PIVOTS = 32;
 
+/// Doubles that one node more is worth beside its entries and row lists: half of them its records take, in
+/// the analysis and the factor, the others stand for its time. AMD's order of p2d_1000 on one thread of an
+/// AMD EPYC (Zen 5): 0.3 of the nodes with 1.1 of the entries, the whole process takes 0.97 of the memory;
+/// analysis 0.87 of the time, factorization 0.9, solve 0.9. With 12: 0.92 of the factorization; with 50 as
+/// with 24.
+inline constexpr std::int32_t NODE_DOUBLES = 24;
+
 /// Update rows up to which a front of at most BASE_PIVOTS pivots forms its update before it is added, because
 /// ancestors get a few rows each, of which the kernel would make whole vectors: on one thread of an AMD EPYC
 /// (Zen 5) p3d_10 0.7, p2d_300 0.7 and plate_60 0.97 of the time without.

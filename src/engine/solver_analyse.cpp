@@ -114,6 +114,7 @@ Status mf_solver_analyse(Context& context, const InputMatrix& input, Kind kind, 
     if (const Status status = choose_type(context, input, made, wishes); status != Status::OK) return status;
 
     settings.compress_when_it_pays = true;
+    settings.merge_nodes = true;
     settings.tree_schedule = true;
     settings.type = made.type;
     settings.partner = wishes.partner.get();

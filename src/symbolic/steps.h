@@ -42,7 +42,8 @@ std::int32_t mf_etree(const Pattern& full, const std::int32_t* perm, const std::
                                  std::int32_t* nonzeros, const Analysis& analysis) noexcept;
 
 /// Groups consecutive columns into relaxed supernodes and links these to the assembly tree, from the parents
-/// and nonzeros (mf_colcount) of the columns alone; pairs of settings.partner are not divided.
+/// and nonzeros (mf_colcount) of the columns alone; pairs of settings.partner are not divided. With
+/// settings.merge_nodes, nodes are merged with the last of their children where that saves memory.
 ///
 /// Fills column_map, n_snodes and the records' start, npiv, nupd, level and child_count; snode_parent,
 /// max_level, factor_entries and largest_update. Row lists come with mf_factor_positions. Cost: linear in n.

@@ -1,3 +1,4 @@
+#include "core/tuning.h"
 #include "symbolic/steps.h"
 
 #include <algorithm>
@@ -71,6 +72,39 @@ void link_tree(Analysis& analysis) noexcept {
     }
 }
 
+/// Merges nodes with the last of their children where that saves memory: the entries that it adds are zeros,
+/// and one node less is to be kept. `column_map` and n_snodes are those of fewer nodes then.
+///
+/// C. Ashcraft and R. Grimes, "The influence of relaxed supernode partitions on the multifrontal method", ACM
+/// Trans. Math. Softw. 15 (1989). The last child's columns stand right before those of its parent, and its
+/// update rows are columns or update rows of the parent.
+Status merge_nodes(Context& context, const std::int32_t* nonzeros, Analysis& analysis) noexcept {
+    const std::int32_t n = analysis.n;
+    Buffer<std::int32_t> first(context.memory, std::int64_t{analysis.n_snodes} + 1);
+    if (!first) return out_of_memory(context, Status::FACTOR_STORAGE);
+    const auto size = [&](std::int64_t begin, std::int64_t end) { // in doubles, of a node with these columns
+        const std::int64_t n_rows = end - begin + nonzeros[end - 1] - 1;
+        return (end - begin) * n_rows + n_rows + tuning::NODE_DOUBLES;
+    };
+    std::int32_t count = 0; // of the nodes so far, merged
+    for (std::int32_t begin = 0, end = 0; begin < n; begin = end) {
+        while (end < n && analysis.column_map[end] == analysis.column_map[begin]) ++end;
+        first[count] = begin;
+        while (count > 0 && first[count] > 0) {
+            const std::int32_t child = first[count - 1], parent = analysis.parent[first[count] - 1];
+            const bool is_child = parent >= first[count] && parent < end;
+            if (!is_child || end - child > MAX_SUPERNODE_WIDTH) break;
+            if (size(child, end) > size(child, first[count]) + size(first[count], end)) break;
+            first[--count] = child;
+        }
+        first[++count] = end;
+    }
+    for (std::int32_t s = 0; s < count; ++s)
+        std::fill(analysis.column_map.get() + first[s], analysis.column_map.get() + first[s + 1], s);
+    analysis.n_snodes = count;
+    return Status::OK;
+}
+
 } // namespace
 
 // J. W. H. Liu, E. G. Ng and B. W. Peyton, "On finding supernodes for sparse matrix computations", SIAM J.
@@ -87,6 +121,10 @@ Status mf_supernodes(Context& context, const std::int32_t* nonzeros, Analysis& a
         if (rule.ends_at(col)) ++analysis.n_snodes;
     }
 
+    if (context.settings.merge_nodes) {
+        const Status status = merge_nodes(context, nonzeros, analysis);
+        if (status != Status::OK) return status;
+    }
     analysis.snodes = Buffer<mf_snode>(context.memory, analysis.n_snodes, mf_snode{});
     analysis.snode_parent = Buffer<std::int32_t>(context.memory, analysis.n_snodes);
     if (!analysis.snodes || !analysis.snode_parent) return out_of_memory(context, Status::FACTOR_STORAGE);

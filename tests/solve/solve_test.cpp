@@ -113,7 +113,7 @@ TEST(Kernels, GiveTheSameBitsOnAnyNumberOfThreadsAsTheFactorizationsDo) {
         Settings& settings = test.context.settings;
         settings.type = definite ? TYPE_SPD : kind == CSYM ? TYPE_CSYM : TYPE_LDLT;
         settings.delay_pivots = kind == DELAYED;
-        settings.tree_schedule = kind == BY_TREE || kind == ONE_NODE;
+        settings.merge_nodes = settings.tree_schedule = kind == BY_TREE || kind == ONE_NODE;
         settings.n_threads = 3;
         ASSERT_EQ(run.analyse(a), Status::OK);
         const SolveCut& cut = run.analysis.solve_cut;

@@ -1,4 +1,5 @@
 // The analysis by its definitions: one dense Boolean elimination, and what follows from it.
+#include "core/tuning.h"
 #include "support/engine.h"
 #include "symbolic/analyse.h"
 #include "symbolic/ordering.h"
@@ -87,6 +88,29 @@ Ints column_map(const Filled& l, const Ints& parent) {
         }
         ++s;
         width = zeros = 0;
+    }
+    return map;
+}
+
+/// The map when every node takes in its last child, the one before it, as long as that saves memory.
+Ints merged(Ints map, const Filled& l, const Ints& parent) {
+    const auto size = [&](std::int32_t s) { // of the entries, the row lists, the records
+        const auto begin = std::find(map.begin(), map.end(), s), end = std::find(begin, map.end(), s + 1);
+        const auto last = end - map.begin() - 1, width = end - begin;
+        const auto rows = width - 1 + std::accumulate(l[last].begin() + last, l[last].end(), 0);
+        return (width + 1) * rows + tuning::NODE_DOUBLES;
+    };
+    for (std::int32_t s = 1; s <= map.back();) {
+        const auto begin = std::find(map.begin(), map.end(), s) - map.begin();
+        Ints joined = map;
+        for (auto k = begin; k < std::ssize(map); ++k) --joined[k];
+        const auto before = size(s - 1) + size(s);
+        std::swap(map, joined);
+        const bool is_child = parent[begin - 1] != -1 && map[parent[begin - 1]] == s - 1;
+        if (is_child && size(s - 1) <= before)
+            s = std::max(s - 1, 1);
+        else
+            std::swap(map, joined), ++s;
     }
     return map;
 }
@@ -324,6 +348,7 @@ TEST(Analysis, IsWhatItsDefinitionsSay) {
         Context& context = run.test.context;
         context.settings.blocked = rng() % 2;
         context.settings.compress = rng() % 2;
+        context.settings.merge_nodes = rng() % 2;
         context.settings.core_mode = rng() % 2 ? CORE_IN : CORE_OUT;
         const int threads = context.settings.n_threads = std::vector{0, 1, 2, 3, 8}[rng() % 5];
         context.log.messages = rng() % 2;
@@ -338,7 +363,8 @@ TEST(Analysis, IsWhatItsDefinitionsSay) {
         if (status != Status::OK) continue; // the partitioner gave up
         const Ints perm = postordered(a, order);
         const Filled l = eliminate(a, perm);
-        const Ints parent = parents(l), map = column_map(l, parent);
+        const Ints parent = parents(l), chains = column_map(l, parent);
+        const Ints map = context.settings.merge_nodes ? merged(chains, l, parent) : chains;
         ASSERT_EQ(list(got.perm.get(), n), perm);
         ASSERT_EQ(list(got.parent.get(), n), parent);
         EXPECT_EQ(got.root_count, std::count(parent.begin(), parent.end(), -1));
