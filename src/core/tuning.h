@@ -113,15 +113,17 @@ inline constexpr double THREADED_PRODUCT_FLOPS = 4e6;
 /// 0.87, 2.4e5 (p3d_50) 0.65.
 inline constexpr double DISSECTION_OPERATIONS = 6.5e4;
 
-/// Vertices of a part that a nested dissection on several threads leaves to AMD. Time on two threads and
+/// Unknowns of a part that a nested dissection on several threads leaves to AMD. Time on two threads and
 /// operations, over METIS: p3d_60 0.48 and 0.97 (1,000 vertices), 0.44 and 1.00 (4,000); p2d_1000 0.47 and
-/// 1.10 (1,000), 1.14 operations (4,000); p2d_500 0.98 operations (500), 0.96 (250), but no time won; ela_30,
-/// three unknowns a vertex, 1.12 operations (1,000), 1.63 (4,000).
+/// 1.10 (1,000), 1.14 operations (4,000); p2d_500 0.98 operations (500), 0.96 (250), but no time won. With
+/// three unknowns a vertex, entries and operations over METIS: elasticity3d 21 1.06 and 1.10 (1,500), 1.05
+/// and 1.06 (1,000), 1.006 and 1.007 (500); ela_30 1.07 and 1.05, 1.03 and 1.02, 1.02 and 1.01, for 1.12 of
+/// the time.
 inline constexpr std::int32_t DISSECTION_LEAF = 500;
 
 /// Vertices of a graph from which on the automatic ordering dissects on several threads: below, METIS takes
 /// milliseconds.
-inline constexpr std::int32_t DISSECTION_VERTICES = 20 * DISSECTION_LEAF;
+inline constexpr std::int32_t DISSECTION_VERTICES = 10'000;
 
 /// A mesh of depth d is taken for a body when it has more than this many times d^2 vertices: plane ones have
 /// at most 1, plate_200 has 3, cubes have 4.6 (p3d_40) and more.

@@ -107,7 +107,7 @@ struct CompressedGraph {
 [[nodiscard]] Status mf_nested_dissection(Context& context, const Graph& graph, std::int32_t* perm) noexcept;
 
 /// Orders by nested dissection, on settings.n_threads threads at most; the order is the same with any number.
-/// Parts of tuning::DISSECTION_LEAF vertices are ordered by minimum degree.
+/// Parts of tuning::DISSECTION_LEAF unknowns are ordered by minimum degree.
 ///
 /// perm   out, graph.n: perm[new] = old
 ///

@@ -18,6 +18,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <numeric>
 
 namespace vyr {
 
@@ -25,6 +26,11 @@ namespace {
 
 /// Where METIS puts a vertex.
 enum Side { LEFT = 0, RIGHT = 1, SEPARATOR = 2 };
+
+std::int64_t n_unknowns(const Graph& graph) noexcept {
+    if (graph.weights == nullptr) return graph.n;
+    return std::accumulate(graph.weights, graph.weights + graph.n, std::int64_t{0});
+}
 
 /// An induced subgraph with a place in the order.
 struct Part {
@@ -205,7 +211,7 @@ Status Dissection::divide(Context& context, const Part& part, bool& divided) noe
 
 Status Dissection::order(Context& context, Part& part) noexcept {
     bool divided = false;
-    if (part.graph.n > tuning::DISSECTION_LEAF) {
+    if (n_unknowns(part.graph) > tuning::DISSECTION_LEAF) {
         const Status status = divide(context, part, divided);
         if (status != Status::OK) return status;
     }
