@@ -1,5 +1,6 @@
 #include "engine/engine.h"
 
+#include "core/tuning.h"
 #include "core/workforce.h"
 #include "engine/full_storage.h"
 #include "memory/factor_storage.h"
@@ -12,6 +13,21 @@
 #include <omp.h>
 
 namespace vyr {
+
+namespace {
+
+/// Threads for a factorization: one where there is nothing to share, neither in the elimination nor in
+/// clearing the factor.
+std::int32_t threads_of(const Settings& settings, const Analysis& analysis) noexcept {
+    const bool by_graph = settings.type == TYPE_SPD && settings.core_mode == CORE_IN && !settings.blocked;
+    const bool shared =
+        analysis.graph.n_contributors() > 0 || analysis.factor_entries * 8 > tuning::TOUCH_BYTES;
+    if (by_graph && !shared) return 1;
+    if (settings.n_threads > 0) return settings.n_threads;
+    return settings.type == TYPE_SPD ? analysis.schedule.n_threads : omp_get_max_threads();
+}
+
+} // namespace
 
 Status mf_symbol(Context& context, const Pattern& pattern, Analysis& analysis, Factor& factor) noexcept {
     const double start_ms = platform::clock_ms();
@@ -39,9 +55,7 @@ Status mf_reserve(Context& context, Factor& factor) noexcept {
 
 Status mf_factorise(Context& context, const double* values, Factor& factor) noexcept {
     Settings& settings = context.settings;
-    const std::int32_t n_threads = settings.n_threads > 0      ? settings.n_threads
-                                   : settings.type == TYPE_SPD ? factor.analysis->schedule.n_threads
-                                                               : omp_get_max_threads();
+    const std::int32_t n_threads = threads_of(settings, *factor.analysis);
     const Workforce team(context, n_threads);
     if (team.status() != Status::OK) return team.status();
     if (team.n_threads() < n_threads) settings.n_threads = team.n_threads();

@@ -1,5 +1,6 @@
 #include "memory/factor_storage.h"
 
+#include "core/tuning.h"
 #include "memory/memory_plan.h"
 
 #include <algorithm>
@@ -85,9 +86,11 @@ Status mf_alloc_L(Context& context, Factor& factor) noexcept {
     // 2. The word of the memory plan on the whole factor.
     const double factor_bytes = static_cast<double>(analysis.factor_entries) * sizeof(double);
     double ratio = 0;
-    if (const Status status = mf_mem_check(context, factor_bytes, settings.core_mode != CORE_IN, ratio);
-        status != Status::OK)
-        return status;
+    const bool is_small = settings.tree_schedule && factor_bytes <= tuning::SMALL_FACTOR_BYTES;
+    if (!is_small)
+        if (const Status status = mf_mem_check(context, factor_bytes, settings.core_mode != CORE_IN, ratio);
+            status != Status::OK)
+            return status;
     // 3. Diagonal and values.
     factor.diag_values = Buffer<double>(*factor.memory, analysis.n, -DBL_MAX);
     if (!factor.diag_values) return no_storage(context);
