@@ -81,6 +81,11 @@ inline constexpr double SMALL_FACTOR_BYTES = 1 << 21;
 /// own loops: 0.18 s against 0.24 s for dtrsm and dgemm, which copy the factor before they use it.
 inline constexpr std::int32_t MOST_RHS_AT_ONCE = 32;
 
+/// Entries of the full pattern from which the analysis behind the library interface is shared by threads, a
+/// few milliseconds of work, and the number of subtrees that these find at least.
+inline constexpr std::int32_t SHARED_ANALYSIS_ENTRIES = 200'000;
+inline constexpr std::int32_t ANALYSIS_SUBTREES = 64;
+
 // Solves. Measured on two cores of an AMD EPYC with AVX-512 loops, one and sixteen right-hand sides, ms; by
 // BLAS calls on one thread, and by strips and loops of our own on two: p3d_40 26 and 53, 18 and 36; p3d_60
 // 124 and 271, 88 and 215; p2d_1000 96 and 516, 84 and 448.

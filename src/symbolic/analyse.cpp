@@ -1,10 +1,13 @@
 #include "symbolic/analyse.h"
 
+#include "core/tuning.h"
+#include "core/workforce.h"
 #include "platform/platform.h"
 #include "symbolic/ordering.h"
 #include "symbolic/pattern.h"
 #include "symbolic/steps.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vyr {
@@ -45,6 +48,13 @@ Status order(Context& context, const FullPattern& full, Analysis& analysis, doub
     return status;
 }
 
+/// Threads for the steps that can have several.
+std::int32_t threads_of(Context& context, const FullPattern& full) noexcept {
+    const bool shared =
+        context.settings.tree_schedule && full.col_ptr[full.n] >= tuning::SHARED_ANALYSIS_ENTRIES;
+    return shared ? mf_team(context, std::max(context.settings.n_threads, 1)) : 1;
+}
+
 /// Trees and supernodes of the ordered pattern, up to the value map of the input pattern's entries.
 Status build_structure(Context& context, const FullPattern& full, std::int32_t* nonzeros,
                        Analysis& analysis) noexcept {
@@ -67,8 +77,9 @@ Status build_structure(Context& context, const FullPattern& full, std::int32_t* 
     invert();
     if (goes_on()) status = mf_colcount(context, full.pattern(), inverse.get(), nonzeros, analysis);
     if (goes_on()) status = mf_supernodes(context, nonzeros, analysis);
-    if (goes_on()) status = mf_factor_positions(context, full, inverse.get(), analysis);
-    if (goes_on()) status = mf_snode_finish(context, analysis);
+    const std::int32_t n_threads = threads_of(context, full);
+    if (goes_on()) status = mf_factor_positions(context, full, inverse.get(), n_threads, analysis);
+    if (goes_on()) status = mf_snode_finish(context, n_threads, analysis);
     if (goes_on()) status = mf_update_stack(context, analysis);
     return status;
 }

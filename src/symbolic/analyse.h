@@ -18,7 +18,9 @@ namespace vyr {
 ///
 /// Returns NULL_MATRIX, EMPTY_MATRIX or STRUCTURE for a malformed pattern; MEMORY when the patterns and the
 /// arrays of the columns could not be had; FACTOR_STORAGE when later memory could not, or when the full
-/// pattern outgrows 32-bit positions; ORDERING when METIS gives up; CANCELLED. Runs on the calling thread.
+/// pattern outgrows 32-bit positions; ORDERING when METIS gives up; CANCELLED. With settings.tree_schedule it
+/// runs on settings.n_threads threads where that pays; what it makes does not depend on their number, the
+/// schedule apart.
 [[nodiscard]] Status mf_analyse(Context& context, const Pattern& pattern, Analysis& analysis,
                                 double& ordering_ms) noexcept;
 

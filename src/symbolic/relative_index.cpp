@@ -7,16 +7,21 @@ namespace vyr {
 namespace {
 
 constexpr std::int32_t PANEL_WIDTH = 16;
+constexpr std::int32_t NODES_AT_ONCE = 512; ///< taken by a thread
 
-/// Relative indices and flags of `node`; place[row] is the row's position in the parent's row list.
-void mf_snode_relind(mf_snode& node, const mf_snode& parent, const std::int32_t* place) noexcept {
+/// Relative indices and flags of `node`. Its update rows are rows of the parent, both ascending.
+void mf_snode_relind(mf_snode& node, const mf_snode& parent) noexcept {
     node.flags &= ~std::uint32_t{NODE_PARENT_RUN | NODE_BELOW_RUN | NODE_ALL_IN_PARENT | NODE_NONE_IN_PARENT};
     const std::int32_t* update = node.update_rows();
+    const std::int32_t* const parent_end = parent.rows + parent.n_rows();
     std::int32_t* position = node.rel_index + node.npiv;
     std::int32_t n_inside = 0; // update rows that fall into the parent's columns
-    for (std::int32_t t = 0; t < node.nupd; ++t) {
-        position[t] = place[update[t]];
-        n_inside += position[t] < parent.npiv;
+    for (; n_inside < node.nupd && update[n_inside] < parent.first() + parent.npiv; ++n_inside)
+        position[n_inside] = update[n_inside] - parent.first();
+    const std::int32_t* place = parent.update_rows();
+    for (std::int32_t t = n_inside; t < node.nupd; ++t, ++place) {
+        if (*place != update[t]) place = std::lower_bound(place + 1, parent_end, update[t]);
+        position[t] = static_cast<std::int32_t>(place - parent.rows);
     }
     const std::int32_t n_below = node.nupd - n_inside;
     if (n_inside == 0) node.flags |= NODE_NONE_IN_PARENT;
@@ -44,55 +49,42 @@ std::int32_t ancestor_segments(const Analysis& analysis, std::int32_t s, std::in
     return n_ancestors;
 }
 
-Status place_segments(Context& context, Analysis& analysis) noexcept {
-    std::int64_t n_segments = 0;
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+Status place_segments(Context& context, std::int32_t n_threads, Analysis& analysis) noexcept {
+#pragma omp parallel for schedule(dynamic, NODES_AT_ONCE) num_threads(n_threads) if (n_threads > 1)
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
         analysis.snodes[s].anc_count = ancestor_segments(analysis, s, nullptr);
-        n_segments += analysis.snodes[s].anc_count;
-    }
+    std::int64_t n_segments = 0;
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) n_segments += analysis.snodes[s].anc_count;
     analysis.anc_slab = Buffer<std::int32_t>(context.memory, n_segments);
     if (!analysis.anc_slab) return out_of_memory(context, Status::FACTOR_STORAGE);
     std::int32_t* place = analysis.anc_slab.get();
     for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
-        mf_snode& node = analysis.snodes[s];
-        node.anc_rows = place;
-        place += ancestor_segments(analysis, s, place);
+        analysis.snodes[s].anc_rows = place;
+        place += analysis.snodes[s].anc_count;
     }
+#pragma omp parallel for schedule(dynamic, NODES_AT_ONCE) num_threads(n_threads) if (n_threads > 1)
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
+        ancestor_segments(analysis, s, analysis.snodes[s].anc_rows);
     return Status::OK;
 }
 
-/// Relative indices of all children, parent by parent, so that each parent's rows are marked once.
-Status place_relative_indices(Context& context, Analysis& analysis) noexcept {
-    const std::int32_t n_snodes = analysis.n_snodes;
-    std::int64_t n_rows = 0;
-    for (std::int32_t s = 0; s < n_snodes; ++s) n_rows += analysis.snodes[s].n_rows();
-    analysis.rel_slab = Buffer<std::int32_t>(context.memory, n_rows);
-    Buffer<std::int32_t> head(context.memory, n_snodes, -1), next(context.memory, n_snodes),
-        place(context.memory, analysis.n);
-    if (!analysis.rel_slab || !head || !next || !place) return out_of_memory(context, Status::FACTOR_STORAGE);
-    std::int32_t* slab = analysis.rel_slab.get();
-    for (std::int32_t s = 0; s < n_snodes; ++s) {
-        analysis.snodes[s].rel_index = slab;
-        slab += analysis.snodes[s].n_rows();
-        std::fill_n(analysis.snodes[s].rel_index, analysis.snodes[s].npiv, 0);
-        const std::int32_t p = analysis.snode_parent[s];
-        if (p == -1) continue;
-        next[s] = head[p];
-        head[p] = s;
-    }
-    for (std::int32_t p = 0; p < n_snodes; ++p) {
-        if (head[p] == -1) continue;
-        const mf_snode& parent = analysis.snodes[p];
-        for (std::int32_t k = 0; k < parent.n_rows(); ++k) place[parent.rows[k]] = k;
-        for (std::int32_t s = head[p]; s != -1; s = next[s])
-            mf_snode_relind(analysis.snodes[s], parent, place.get());
+Status place_relative_indices(Context& context, std::int32_t n_threads, Analysis& analysis) noexcept {
+    analysis.rel_slab = Buffer<std::int32_t>(context.memory, analysis.row_slab.count());
+    if (!analysis.rel_slab) return out_of_memory(context, Status::FACTOR_STORAGE);
+#pragma omp parallel for schedule(dynamic, NODES_AT_ONCE) num_threads(n_threads) if (n_threads > 1)
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        mf_snode& node = analysis.snodes[s];
+        node.rel_index = analysis.rel_slab.get() + (node.rows - analysis.row_slab.get());
+        std::fill_n(node.rel_index, node.npiv, 0);
+        const std::int32_t parent = analysis.snode_parent[s];
+        if (parent != -1) mf_snode_relind(node, analysis.snodes[parent]);
     }
     return Status::OK;
 }
 
 } // namespace
 
-Status mf_snode_finish(Context& context, Analysis& analysis) noexcept {
+Status mf_snode_finish(Context& context, std::int32_t n_threads, Analysis& analysis) noexcept {
     const bool in_core = context.settings.core_mode == CORE_IN;
     Statistics& statistics = context.statistics;
     std::int64_t largest_panel = 0;
@@ -106,8 +98,8 @@ Status mf_snode_finish(Context& context, Analysis& analysis) noexcept {
     const std::int64_t square = std::int64_t{analysis.largest_update} * analysis.largest_update;
     statistics.memory_estimate += 8.0 * static_cast<double>(std::max<std::int64_t>(square, analysis.n) +
                                                             4 * largest_panel + analysis.largest_front);
-    const Status status = place_relative_indices(context, analysis);
-    return status == Status::OK ? place_segments(context, analysis) : status;
+    const Status status = place_relative_indices(context, n_threads, analysis);
+    return status == Status::OK ? place_segments(context, n_threads, analysis) : status;
 }
 
 } // namespace vyr

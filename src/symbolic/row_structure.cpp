@@ -1,4 +1,6 @@
+#include "core/tuning.h"
 #include "symbolic/steps.h"
+#include "symbolic/tree_sums.h"
 
 namespace vyr {
 
@@ -21,39 +23,96 @@ Status place_row_lists(Context& context, Analysis& analysis) noexcept {
     return Status::OK;
 }
 
+/// The rows of the factor that the entries of a pattern call for.
+class Rows {
+public:
+    Rows(const FullPattern& full, const std::int32_t* inverse, Analysis& analysis,
+         Buffer<std::int32_t>& n_placed) noexcept
+        : full_(full), inverse_(inverse), analysis_(analysis), n_placed_(n_placed) {
+        for (std::int32_t s = 0; s < analysis.n_snodes; ++s) n_placed[s] = analysis.snodes[s].npiv;
+    }
+
+    /// Places the rows of nodes [first, last], ascending, unless the call is to end. Reaches the nodes of
+    /// their subtrees.
+    void place(const Context& context, std::int32_t first, std::int32_t last) noexcept {
+        const std::int32_t end = analysis_.snodes[last].first() + analysis_.snodes[last].npiv;
+        for (std::int32_t i = analysis_.snodes[first].first(); i < end; ++i) {
+            if (i % COLUMNS_PER_LOOK == 0 && mf_stop(context)) return;
+            place(i);
+        }
+    }
+
+private:
+    void place(std::int32_t i) noexcept {
+        const std::int32_t home = analysis_.column_map[i];
+        const std::int32_t column = analysis_.perm[i];
+        for (std::int32_t e = full_.col_ptr[column]; e < full_.col_ptr[column + 1]; ++e) {
+            const std::int32_t j = inverse_[full_.row_ind[e]];
+            if (j > i) continue;
+            const std::int32_t owner = analysis_.column_map[j];
+            for (std::int32_t s = owner; s != home; s = analysis_.snode_parent[s]) {
+                mf_snode& node = analysis_.snodes[s];
+                if (node.rows[n_placed_[s] - 1] == i) break;
+                node.rows[n_placed_[s]++] = i;
+            }
+            const mf_snode& node = analysis_.snodes[owner];
+            const std::int32_t place = owner == home ? i - node.first() : n_placed_[owner] - 1;
+            analysis_.value_map[full_.origin[e]] =
+                node.start + static_cast<std::int64_t>(place) * node.npiv + (j - node.first());
+        }
+    }
+
+    const FullPattern& full_;
+    const std::int32_t* inverse_;
+    Analysis& analysis_;
+    Buffer<std::int32_t>& n_placed_; ///< n_snodes: rows listed so far
+};
+
+/// Subtrees, which several threads may take, and the nodes above them.
+struct Cut {
+    std::int32_t n_subtrees = 0, n_above = 0;
+    Buffer<std::int32_t> first, root, above;
+
+    Status make(Context& context, const Analysis& analysis) noexcept {
+        const TreeSums<std::int64_t> rows(context.memory, analysis, [&](std::int32_t s) {
+            return std::int64_t{analysis.snodes[s].n_rows()};
+        });
+        for (Buffer<std::int32_t>* list : {&first, &root, &above})
+            *list = Buffer<std::int32_t>(context.memory, analysis.n_snodes);
+        if (!rows || !first || !root || !above) return out_of_memory(context, Status::FACTOR_STORAGE);
+        const std::int64_t most = analysis.row_slab.count() / tuning::ANALYSIS_SUBTREES;
+        const auto found = [&](std::int32_t first_node, std::int32_t root_node) {
+            first[n_subtrees] = first_node;
+            root[n_subtrees++] = root_node;
+        };
+        for_each_part(analysis, rows, most, found, [&](std::int32_t s) { above[n_above++] = s; });
+        return Status::OK;
+    }
+};
+
 } // namespace
 
 // Row i of the factor is the subtree of the assembly tree spanned by the row's entries and rooted at the
 // supernode of i (Liu, "The role of elimination trees in sparse factorization", SIAM J. Matrix Anal. Appl.
 // 11, 1990). Taking the rows in ascending order makes every row list come out sorted, and the place of row i
-// in a list is known at the moment it is appended: it gives the entry's factor position at once.
+// in a list is known at the moment it is appended: it gives the entry's factor position at once. The rows of
+// a subtree reach no other, and come before those of the nodes above it.
 Status mf_factor_positions(Context& context, const FullPattern& full, const std::int32_t* inverse,
-                           Analysis& analysis) noexcept {
+                           std::int32_t n_threads, Analysis& analysis) noexcept {
     if (const Status status = place_row_lists(context, analysis); status != Status::OK) return status;
     Buffer<std::int32_t> n_placed(context.memory, analysis.n_snodes);
     if (!n_placed) return out_of_memory(context, Status::FACTOR_STORAGE);
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) n_placed[s] = analysis.snodes[s].npiv;
-
-    for (std::int32_t i = 0; i < analysis.n; ++i) {
-        if (i % COLUMNS_PER_LOOK == 0 && mf_stop(context)) return Status::CANCELLED;
-        const std::int32_t home = analysis.column_map[i];
-        const std::int32_t column = analysis.perm[i];
-        for (std::int32_t e = full.col_ptr[column]; e < full.col_ptr[column + 1]; ++e) {
-            const std::int32_t j = inverse[full.row_ind[e]];
-            if (j > i) continue;
-            const std::int32_t owner = analysis.column_map[j];
-            for (std::int32_t s = owner; s != home; s = analysis.snode_parent[s]) {
-                mf_snode& node = analysis.snodes[s];
-                if (node.rows[n_placed[s] - 1] == i) break;
-                node.rows[n_placed[s]++] = i;
-            }
-            const mf_snode& node = analysis.snodes[owner];
-            const std::int32_t place = owner == home ? i - node.first() : n_placed[owner] - 1;
-            analysis.value_map[full.origin[e]] =
-                node.start + static_cast<std::int64_t>(place) * node.npiv + (j - node.first());
-        }
+    Rows rows(full, inverse, analysis, n_placed);
+    if (n_threads == 1) {
+        rows.place(context, 0, analysis.n_snodes - 1);
+        return mf_stop(context) ? Status::CANCELLED : Status::OK;
     }
-    return Status::OK;
+    Cut cut;
+    if (const Status status = cut.make(context, analysis); status != Status::OK) return status;
+#pragma omp parallel for schedule(dynamic, 1) num_threads(n_threads)
+    for (std::int32_t t = 0; t < cut.n_subtrees; ++t) rows.place(context, cut.first[t], cut.root[t]);
+    for (std::int32_t k = 0; k < cut.n_above; ++k) rows.place(context, cut.above[k], cut.above[k]);
+    return mf_stop(context) ? Status::CANCELLED : Status::OK;
 }
 
 } // namespace vyr

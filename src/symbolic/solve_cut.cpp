@@ -4,25 +4,6 @@
 
 namespace vyr {
 
-namespace {
-
-/// Calls found(first, root) for each largest subtree with at most `most` entries, and above(s) for every node
-/// in none, both in ascending order.
-template <typename Found, typename Above>
-void for_each_part(const Analysis& analysis, const TreeSums<std::int64_t>& entries, std::int64_t most,
-                   const Found& found, const Above& above) noexcept {
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
-        if (entries.sum[s] > most) {
-            above(s);
-            continue;
-        }
-        const std::int32_t parent = analysis.snode_parent[s];
-        if (parent == -1 || entries.sum[parent] > most) found(entries.first[s], s);
-    }
-}
-
-} // namespace
-
 Status mf_solve_cut(Context& context, Analysis& analysis) noexcept {
     SolveCut& cut = analysis.solve_cut;
     const bool shared = analysis.factor_entries >= tuning::SHARED_SOLVE_ENTRIES;

@@ -2,7 +2,8 @@
 //
 // Each takes the fields of the analysis that the steps before it have filled, and fills its own. Those that
 // allocate return FACTOR_STORAGE, with the reason in the context, when memory is missing; those that may take
-// long return CANCELLED when the call is to end. All run on the calling thread.
+// long return CANCELLED when the call is to end. Those with n_threads run on so many, the others on the
+// calling one; what they fill does not depend on it.
 #pragma once
 
 #include "core/analysis.h"
@@ -56,12 +57,13 @@ std::int32_t mf_etree(const Pattern& full, const std::int32_t* perm, const std::
 ///
 /// Cost: one step per row index of a supernode and per entry of the pattern.
 [[nodiscard]] Status mf_factor_positions(Context& context, const FullPattern& full,
-                                         const std::int32_t* inverse, Analysis& analysis) noexcept;
+                                         const std::int32_t* inverse, std::int32_t n_threads,
+                                         Analysis& analysis) noexcept;
 
 /// Completes the supernodes once the row lists exist: relative indices and their flags (NODE_PARENT_RUN to
 /// NODE_NONE_IN_PARENT), ancestor segments, largest front; adds to statistics.memory_estimate and raises
 /// statistics.max_width. Cost: one step per row index and ancestor segment.
-[[nodiscard]] Status mf_snode_finish(Context& context, Analysis& analysis) noexcept;
+[[nodiscard]] Status mf_snode_finish(Context& context, std::int32_t n_threads, Analysis& analysis) noexcept;
 
 /// Sets update_stack_peak (doubles, packed triangles) by replaying the pushes and pops of a factorization.
 /// Cost: linear in the supernodes.

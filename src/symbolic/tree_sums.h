@@ -1,4 +1,4 @@
-// Sums over the subtrees of the assembly tree.
+// Sums over the subtrees of the assembly tree, and a cut of the tree by them.
 #pragma once
 
 #include "core/analysis.h"
@@ -30,5 +30,20 @@ public:
     Buffer<Value> sum;
     Buffer<std::int32_t> first;
 };
+
+/// Calls found(first, root) for each largest subtree whose sum is at most `most`, and above(s) for every node
+/// in none, both in ascending order.
+template <typename Value, typename Found, typename Above>
+void for_each_part(const Analysis& analysis, const TreeSums<Value>& tree, Value most, const Found& found,
+                   const Above& above) noexcept {
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
+        if (tree.sum[s] > most) {
+            above(s);
+            continue;
+        }
+        const std::int32_t parent = analysis.snode_parent[s];
+        if (parent == -1 || tree.sum[parent] > most) found(tree.first[s], s);
+    }
+}
 
 } // namespace vyr

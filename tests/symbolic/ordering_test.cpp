@@ -1,5 +1,6 @@
 // The ordering: right whatever is chosen, and a good neighbour in memory, signals, random numbers, threads.
 #include "support/engine.h"
+#include "symbolic/analyse.h"
 #include "symbolic/ordering.h"
 #include "symbolic/random.h"
 
@@ -207,4 +208,23 @@ TEST(OrderingChoice, SeveralUnknownsANodeAreOrderedTogether) {
             EXPECT_FALSE(chosen(grid(9, 8), choice, perm).compressed);
         }
     }
+}
+
+TEST(AnalysisOnThreads, IsTheSameOnAnyNumberOfThem) {
+    const Csc a = grid(210, 200);
+    const auto lists = [&](std::int32_t n_threads) {
+        TestContext test;
+        Analysis made;
+        double ordering_ms = 0;
+        test.context.settings.ordering = ORDERING_AMD;
+        test.context.settings.tree_schedule = true;
+        test.context.settings.n_threads = n_threads;
+        EXPECT_EQ(mf_analyse(test.context, pattern_of(a), made, ordering_ms), Status::OK);
+        std::vector<std::int64_t> all(made.value_map.get(), made.value_map.get() + a.nnz());
+        for (const auto* slab : {&made.row_slab, &made.rel_slab, &made.anc_slab})
+            all.insert(all.end(), slab->get(), slab->get() + slab->count());
+        return all;
+    };
+    const auto one = lists(1);
+    for (const int n_threads : {2, 5}) EXPECT_EQ(lists(n_threads), one);
 }
