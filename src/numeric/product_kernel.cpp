@@ -43,8 +43,6 @@ struct Tile {
     double* column(std::int32_t j) const noexcept {
         return product.target + product.places[j0 + j] * product.ld_target;
     }
-    /// Where the first row of the tile is in a column of the target.
-    std::int32_t place() const noexcept { return product.rows[i0] - product.first_row; }
     /// Rows of the tile that column j of it has, of `height`.
     std::int32_t n_rows(std::int32_t j, std::int32_t height) const noexcept {
         const std::int32_t end = std::min(product.n_rows, product.first_limit + j0 + j + 1);
@@ -52,26 +50,36 @@ struct Tile {
     }
 };
 
-/// A tile at the border of a triangle or of the target, or one whose rows do not follow each other: `sums`
-/// has `height` doubles a column.
-HWY_INLINE void subtract_edge(const Tile& tile, const double* sums, std::int32_t height,
-                              bool consecutive) noexcept {
+/// A tile at the border of a triangle or of the target, whose rows follow each other: `sums` has HEIGHT
+/// doubles a column.
+template <std::int32_t HEIGHT>
+HWY_INLINE void subtract_edge(const Tile& tile, const double* sums, double* const* target) noexcept {
     const Tag d;
-    const std::int32_t* rows = tile.product.rows + tile.i0;
-    const std::int32_t first_row = tile.product.first_row;
-    for (std::int32_t j = 0; j < tile.n_columns; ++j, sums += height) {
-        const std::int32_t n_rows = tile.n_rows(j, height);
-        double* column = tile.column(j);
-        if (consecutive) {
-            double* run = column + tile.place();
-            std::int32_t i = 0;
-            for (; i + LANES <= n_rows; i += LANES)
-                hn::StoreU(hn::Sub(hn::LoadU(d, run + i), hn::LoadU(d, sums + i)), d, run + i);
-            for (; i < n_rows; ++i) run[i] -= sums[i];
-        } else {
-            for (std::int32_t i = 0; i < n_rows; ++i) column[rows[i] - first_row] -= sums[i];
-        }
+    for (std::int32_t j = 0; j < tile.n_columns; ++j, sums += HEIGHT) {
+        const std::int32_t n_rows = tile.n_rows(j, HEIGHT);
+        std::int32_t i = 0;
+        for (; i + LANES <= n_rows; i += LANES)
+            hn::StoreU(hn::Sub(hn::LoadU(d, target[j] + i), hn::LoadU(d, sums + i)), d, target[j] + i);
+        for (; i < n_rows; ++i) target[j][i] -= sums[i];
     }
+}
+
+/// A tile whose rows do not follow each other: row by row, so that a place serves all columns.
+template <std::int32_t HEIGHT, std::int32_t COLUMNS>
+HWY_INLINE void subtract_scattered(const Tile& tile, const double* sums, double* const* target) noexcept {
+    const std::int32_t* rows = tile.product.rows + tile.i0;
+    const std::int32_t n_common = tile.n_columns == COLUMNS ? tile.n_rows(0, HEIGHT) : 0;
+    for (std::int32_t i = 0; i < n_common; ++i) {
+        const std::int32_t place = rows[i] - rows[0];
+        double rest[COLUMNS];
+        VYR_UNROLL
+        for (std::int32_t j = 0; j < COLUMNS; ++j) rest[j] = target[j][place] - sums[i + j * HEIGHT];
+        VYR_UNROLL
+        for (std::int32_t j = 0; j < COLUMNS; ++j) target[j][place] = rest[j];
+    }
+    for (std::int32_t j = 0; j < tile.n_columns; ++j)
+        for (std::int32_t i = n_common; i < tile.n_rows(j, HEIGHT); ++i)
+            target[j][rows[i] - rows[0]] -= sums[i + j * HEIGHT];
 }
 
 template <std::int32_t VECTORS, std::int32_t COLUMNS>
@@ -105,7 +113,7 @@ HWY_INLINE void subtract_tile(const Tile& tile, const double* left) noexcept {
     const Tag d;
     constexpr std::int32_t HEIGHT = VECTORS * LANES;
     const std::int32_t n_rows = std::min(HEIGHT, product.n_rows - tile.i0);
-    const std::int32_t place = tile.place();
+    const std::int32_t place = product.rows[tile.i0] - product.first_row;
     const std::int32_t span = product.rows[tile.i0 + n_rows - 1] - product.rows[tile.i0] + 1;
 
     const double* right[COLUMNS];
@@ -132,7 +140,10 @@ HWY_INLINE void subtract_tile(const Tile& tile, const double* left) noexcept {
     VYR_UNROLL
     for (std::int32_t j = 0; j < COLUMNS; ++j) VYR_UNROLL
     for (std::int32_t v = 0; v < VECTORS; ++v) hn::StoreU(sum[v][j], d, sums + j * HEIGHT + v * LANES);
-    subtract_edge(tile, sums, HEIGHT, span == n_rows);
+    if (span == n_rows)
+        subtract_edge<HEIGHT>(tile, sums, target);
+    else
+        subtract_scattered<HEIGHT, COLUMNS>(tile, sums, target);
 }
 
 /// A tile with as many vectors as there are rows left. `left`: what was packed, from its first row.
