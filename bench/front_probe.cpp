@@ -140,11 +140,12 @@ FrontSeconds FrontProbe::seconds(int rounds) {
     FrontSeconds parts{};
     parts.whole = median_seconds(rounds, [&] { mf_spd_node(factor_, task_); }) / n_nodes_;
     parts.cholesky = each([&](double* block) {
-        if (mf_dense_cholesky(*task_.loops, node.npiv, block, node.npiv, false) != 0)
+        if (mf_dense_cholesky(*task_.loops, *task_.kernel, node.npiv, block, node.npiv, false) != 0)
             throw std::logic_error("the pivots of a probe are positive");
     });
     parts.solve = each([&](double* block) {
-        mf_dense_solve(*task_.loops, node.npiv, block, node.npiv, node.nupd, node.coupling(block), node.npiv);
+        mf_dense_solve(*task_.loops, *task_.kernel, node.npiv, block, node.npiv, node.nupd,
+                       node.coupling(block), node.npiv);
     });
     return parts;
 }

@@ -75,7 +75,7 @@ private:
     void cholesky(std::int32_t n) {
         if (n_threads_ == 1 || n < tuning::SHARED_PIVOTS)
             return serial(costs_.cholesky_seconds(n), 8.0 * n * n);
-        constexpr std::int32_t base = tuning::BASE_PIVOTS;
+        constexpr std::int32_t base = 8;
         const std::int32_t n1 = (n / 2 + base - 1) / base * base, n2 = n - n1;
         cholesky(n1);
         solve(n1, n2);

@@ -22,8 +22,8 @@ PanelSteps::PanelSteps(const Factor& factor, std::int32_t panel, const VectorLoo
 
 Status PanelSteps::factorise(double pivot_min, Factor& factor, std::int32_t& failed_column) const noexcept {
     const std::int32_t first = node_.first();
-    const std::int32_t info =
-        mf_dense_cholesky(loops_, panel_.n_pivots(), at(panel_.begin, panel_.begin), node_.npiv, false);
+    const std::int32_t info = mf_dense_cholesky(loops_, kernel_, panel_.n_pivots(),
+                                                at(panel_.begin, panel_.begin), node_.npiv, false);
     for (std::int32_t k = panel_.begin; k < panel_.end; ++k) {
         const double pivot = *at(k, k);
         factor.diag_values[first + k] = pivot;
@@ -49,8 +49,8 @@ void PanelSteps::for_each_left(std::int32_t last, const Found& found) const noex
 void PanelSteps::solve(std::int32_t columns) const noexcept {
     const std::int32_t begin = graph_.columns[columns].begin, end = graph_.columns[columns].end;
     double* const block = at(panel_.begin, begin);
-    mf_dense_solve(loops_, panel_.n_pivots(), at(panel_.begin, panel_.begin), node_.npiv, end - begin, block,
-                   node_.npiv);
+    mf_dense_solve(loops_, kernel_, panel_.n_pivots(), at(panel_.begin, panel_.begin), node_.npiv,
+                   end - begin, block, node_.npiv);
     double* packed = nullptr;
     for_each_left(columns, [&](const ReachedColumns&, double* left) noexcept { packed = left; });
     kernel_.pack(panel_.n_pivots(), end - begin, block, node_.npiv, packed);

@@ -32,7 +32,7 @@ inline void mf_solve_coupling(const SpdTask& task, const SpdFront& front) noexce
     for_strips(node.nupd, strip_width(node.nupd, front.shared), front.shared,
                [&](std::int32_t begin, std::int32_t end) noexcept {
                    if (mf_stop(*task.context)) return; // the node ends CANCELLED
-                   mf_dense_solve(*task.loops, node.npiv, front.block, node.npiv, end - begin,
+                   mf_dense_solve(*task.loops, *task.kernel, node.npiv, front.block, node.npiv, end - begin,
                                   front.coupling_column(begin), node.npiv);
                });
 }

@@ -39,7 +39,7 @@ Status eliminate(Factor& factor, std::int32_t s, SpdTask& task) noexcept {
         return Status::FACTOR_STORAGE;
     if (factor.block(s) == nullptr) return Status::FACTOR_STORAGE;
     const std::int32_t info =
-        mf_dense_cholesky(*task.loops, node.npiv, factor.block(s), node.npiv, !task.alone);
+        mf_dense_cholesky(*task.loops, *task.kernel, node.npiv, factor.block(s), node.npiv, !task.alone);
     if (const Status status = check_pivots(factor, s, task); status != Status::OK) return status;
     if (info != 0) note_failure(task, Status::NOT_SPD, node.first() + info - 1);
     if (node.nupd > 0) {

@@ -12,7 +12,7 @@ namespace {
 
 /// True when the ancestors' shares of the update are so small that it is better formed in one piece.
 bool is_small(const mf_snode& node) noexcept {
-    return node.npiv <= tuning::BASE_PIVOTS && node.nupd <= tuning::FORMED_ROWS;
+    return node.npiv <= tuning::FORMED_PIVOTS && node.nupd <= tuning::FORMED_ROWS;
 }
 
 /// The update of one node, ready to be subtracted for a range of pivots after the other.

@@ -9,9 +9,6 @@
 
 extern "C" {
 using vyr_blas_int = std::int32_t;
-void dtrsm_(const char* side, const char* uplo, const char* transa, const char* diag, const vyr_blas_int* m,
-            const vyr_blas_int* n, const double* alpha, const double* a, const vyr_blas_int* lda, double* b,
-            const vyr_blas_int* ldb);
 void dsyrk_(const char* uplo, const char* trans, const vyr_blas_int* n, const vyr_blas_int* k,
             const double* alpha, const double* a, const vyr_blas_int* lda, const double* beta, double* c,
             const vyr_blas_int* ldc);
@@ -31,11 +28,6 @@ void daxpy_(const vyr_blas_int* n, const double* alpha, const double* x, const v
 namespace vyr::blas {
 
 using Int = vyr_blas_int;
-
-inline void trsm(char side, char uplo, char trans, char diag, Int m, Int n, double alpha, const double* a,
-                 Int lda, double* b, Int ldb) noexcept {
-    dtrsm_(&side, &uplo, &trans, &diag, &m, &n, &alpha, a, &lda, b, &ldb);
-}
 
 inline void syrk(char uplo, char trans, Int n, Int k, double alpha, const double* a, Int lda, double beta,
                  double* c, Int ldc) noexcept {
