@@ -16,7 +16,7 @@ constexpr double FORCED_SHARE = 1e-8;
 /// Operations up to which our own loops reduce a block of columns: a matrix product of the BLAS would cost
 /// more to call and to pack.
 constexpr double LOOPS_FLOPS = 4e4;
-constexpr std::int32_t LOOPS_COLUMNS = 32; ///< of the triangles they take in any case
+constexpr std::int32_t SQUARE_COLUMNS = 32; ///< of triangles that a product takes as squares
 constexpr std::int32_t REDUCE_COLUMNS =
     96; ///< of a strip on one thread: what it wastes is a triangle of them
 
@@ -34,19 +34,21 @@ struct Reduction {
         blas::gemm('N', 'T', rows, columns, depth, -1.0, l + row, static_cast<blas::Int>(ld), w + column,
                    static_cast<blas::Int>(ld), 1.0, a + row + column * lda, static_cast<blas::Int>(lda));
     }
-    /// Columns [begin, end) down to row `rows_end`: halved until our loops take the triangles, which leave
-    /// out what is above the diagonal.
+    /// Columns [begin, end) down to row `rows_end`: triangles are halved until they are taken as squares,
+    /// what is above the diagonal being of no account.
     void trapezoid(std::int32_t begin, std::int32_t end, std::int32_t rows_end) const noexcept {
         const std::int32_t rows = rows_end - begin, columns = end - begin;
         const bool small = 2.0 * rows * columns * depth <= LOOPS_FLOPS;
-        if (!small && rows_end > end) {
+        if (small) {
+            loops.reduce(rows, columns, depth, l + begin, ld, w + begin, ld, a + begin + begin * lda, lda);
+        } else if (rows_end > end) {
             trapezoid(begin, end, end);
             product(end, rows_end - end, begin, columns);
-        } else if (!small && columns > LOOPS_COLUMNS) {
+        } else if (columns > SQUARE_COLUMNS) {
             trapezoid(begin, begin + columns / 2, end);
             trapezoid(begin + columns / 2, end, end);
         } else {
-            loops.reduce(rows, columns, depth, l + begin, ld, w + begin, ld, a + begin + begin * lda, lda);
+            product(begin, rows, begin, columns);
         }
     }
     void run(bool shared) const noexcept {

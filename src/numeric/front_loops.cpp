@@ -67,28 +67,38 @@ HWY_INLINE void reduce_tile(const Operands& from, std::int32_t i, double* a, std
     for (std::int32_t v = 0; v < VECTORS; ++v) hn::StoreU(sum[q][v], d, a + i + q * lda + v * LANES);
 }
 
+#if HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3 // which load and store a part of a vector
 /// The last rows, from row i on, `count` of them, fewer than a vector.
 template <std::int32_t COLUMNS>
 HWY_INLINE void reduce_rest(const Operands& from, std::int32_t i, std::int32_t count, double* a,
                             std::int64_t lda) noexcept {
     const Tag d;
-    alignas(64) double part[LANES] = {};
+    const auto mask = hn::FirstN(d, static_cast<std::size_t>(count));
     Vec sum[COLUMNS];
     VYR_UNROLL
-    for (std::int32_t q = 0; q < COLUMNS; ++q) sum[q] = hn::Zero(d);
+    for (std::int32_t q = 0; q < COLUMNS; ++q) sum[q] = hn::MaskedLoad(mask, d, a + i + q * lda);
     for (std::int32_t k = 0; k < from.depth; ++k) {
-        std::copy_n(from.l + i + k * from.ldl, count, part);
-        const Vec left = hn::Load(d, part);
+        const Vec left = hn::MaskedLoad(mask, d, from.l + i + k * from.ldl);
         VYR_UNROLL
         for (std::int32_t q = 0; q < COLUMNS; ++q)
-            sum[q] = hn::MulAdd(left, hn::Set(d, from.w[q + k * from.ldw]), sum[q]);
+            sum[q] = hn::NegMulAdd(left, hn::Set(d, from.w[q + k * from.ldw]), sum[q]);
     }
     VYR_UNROLL
+    for (std::int32_t q = 0; q < COLUMNS; ++q) hn::BlendedStore(sum[q], mask, d, a + i + q * lda);
+}
+#else
+/// The last row, if the vectors leave one.
+template <std::int32_t COLUMNS>
+HWY_INLINE void reduce_rest(const Operands& from, std::int32_t i, std::int32_t /*count*/, double* a,
+                            std::int64_t lda) noexcept {
     for (std::int32_t q = 0; q < COLUMNS; ++q) {
-        hn::Store(sum[q], d, part);
-        for (std::int32_t r = 0; r < count; ++r) a[i + r + q * lda] -= part[r];
+        double sum = a[i + q * lda];
+        for (std::int32_t k = 0; k < from.depth; ++k)
+            sum -= from.l[i + k * from.ldl] * from.w[q + k * from.ldw];
+        a[i + q * lda] = sum;
     }
 }
+#endif
 
 template <std::int32_t COLUMNS>
 HWY_INLINE void reduce_columns(const Operands& from, std::int32_t n_rows, double* a,
