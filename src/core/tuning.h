@@ -108,6 +108,13 @@ inline constexpr std::int64_t SHARED_NODE_ENTRIES = 131'072;
 inline constexpr std::int64_t SOLVE_STRIP_ENTRIES = 32'768;
 inline constexpr std::int32_t SOLVE_PANEL = 256;
 
+/// Looks that a thread of a solve takes at what it waits for before it sleeps: some 10 milliseconds, and some
+/// 25 microseconds where there are more threads than cores. Two threads, one core busy elsewhere, one and
+/// sixteen right-hand sides, ms, with 4,000 looks and with these: p3d_40 36 and 63, 30 and 57 (one thread on
+/// an idle machine 28 and 54); p2d_300 16 and 32, 8.3 and 25 (9.3 and 25).
+inline constexpr std::int32_t WATCHES = 400'000;
+inline constexpr std::int32_t FEW_WATCHES = 1'000;
+
 /// Bytes of a factor that a solve for one vector asks for ahead. p3d_40 on one thread 30 ms, 35 without; 8192
 /// are the same.
 inline constexpr std::int64_t SOLVE_PREFETCH_BYTES = 2048;

@@ -3,6 +3,8 @@
 #include "platform/blas_build.h"
 #include "platform/workplaces.h"
 
+#include <omp.h>
+
 #include <algorithm>
 
 namespace vyr {
@@ -25,6 +27,10 @@ std::int32_t one_thread(Context& context, const char* why) noexcept {
 std::int32_t mf_team(Context& context, std::int32_t n_threads) noexcept {
     const char* const why = n_threads > 1 ? obstacle(n_threads) : nullptr;
     return why == nullptr ? n_threads : one_thread(context, why);
+}
+
+bool mf_cores_suffice() noexcept {
+    return platform::claimed_calls() <= 2 * omp_get_num_procs(); // a team claims two calls a thread
 }
 
 Workforce::Workforce(Context& context, std::int32_t n_threads) noexcept

@@ -11,6 +11,9 @@ namespace vyr {
 /// log gets a warning.
 [[nodiscard]] std::int32_t mf_team(Context& context, std::int32_t n_threads) noexcept;
 
+/// True while the threads of all numerical calls in the process are no more than the cores.
+[[nodiscard]] bool mf_cores_suffice() noexcept;
+
 /// Holds what a call needs of the process while it lives.
 class Workforce {
 public:

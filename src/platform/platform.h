@@ -3,6 +3,7 @@
 // One implementation for Linux and one for Windows; the rest of the library is portable C++.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -64,5 +65,19 @@ void error_text(int code, char* text, std::size_t text_bytes) noexcept;
 
 /// Threads of the process; 0 when the system does not tell.
 [[nodiscard]] int thread_count() noexcept;
+
+/// Sleeps while `number` is `seen` and until wake() takes this sleeper; may wake earlier.
+void sleep_while(const std::atomic<std::uint32_t>& number, std::uint32_t seen) noexcept;
+/// Wakes up to `n` threads that sleep over the number.
+void wake(const std::atomic<std::uint32_t>& number, std::int32_t n) noexcept;
+
+/// Spares the processor for an instant, in a loop that watches a number.
+inline void relax() noexcept {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
 
 } // namespace vyr::platform

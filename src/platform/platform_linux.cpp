@@ -5,8 +5,10 @@
 #include <cstring>
 #include <ctime>
 
+#include <linux/futex.h>
 #include <malloc.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -93,6 +95,14 @@ double clock_ms() noexcept {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) * 1e-6;
+}
+
+void sleep_while(const std::atomic<std::uint32_t>& number, std::uint32_t seen) noexcept {
+    syscall(SYS_futex, &number, FUTEX_WAIT_PRIVATE, seen, nullptr);
+}
+
+void wake(const std::atomic<std::uint32_t>& number, std::int32_t n) noexcept {
+    syscall(SYS_futex, &number, FUTEX_WAKE_PRIVATE, n);
 }
 
 } // namespace vyr::platform

@@ -110,4 +110,13 @@ std::uint64_t resident_bytes() noexcept {
     return counters.WorkingSetSize;
 }
 
+void sleep_while(const std::atomic<std::uint32_t>& number, std::uint32_t seen) noexcept {
+    WaitOnAddress(const_cast<std::atomic<std::uint32_t>*>(&number), &seen, sizeof seen, INFINITE);
+}
+
+void wake(const std::atomic<std::uint32_t>& number, std::int32_t n) noexcept {
+    for (std::int32_t i = 0; i < n; ++i)
+        WakeByAddressSingle(const_cast<std::atomic<std::uint32_t>*>(&number));
+}
+
 } // namespace vyr::platform

@@ -68,4 +68,9 @@ void return_calls(int n) noexcept {
     claims.claimed() -= n;
 }
 
+int claimed_calls() noexcept {
+    const ClaimLock claims;
+    return claims.claimed();
+}
+
 } // namespace vyr::platform

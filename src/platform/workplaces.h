@@ -21,5 +21,7 @@ inline constexpr int MOST_CALLS = 96;
 /// it; nothing is claimed then. Any thread.
 [[nodiscard]] bool claim_calls(int n) noexcept;
 void return_calls(int n) noexcept;
+/// Calls claimed in the process and not returned.
+[[nodiscard]] int claimed_calls() noexcept;
 
 } // namespace vyr::platform

@@ -1,4 +1,3 @@
-#include "core/strips.h"
 #include "solve/node_steps.h"
 
 #include <algorithm>
@@ -11,8 +10,8 @@ namespace {
 class LltNode {
 public:
     LltNode(const SweepLoops& loops, const mf_snode& node, const double* block, double* w,
-            std::int64_t stride) noexcept
-        : loops_(loops), node_(node), block_(block), w_(w), stride_(stride) {}
+            std::int64_t stride, Crew* crew) noexcept
+        : loops_(loops), node_(node), block_(block), w_(w), stride_(stride), crew_(crew) {}
 
     void forward() const noexcept {
         for (std::int32_t k = 0, next = 0; k < node_.npiv; k = next) {
@@ -47,7 +46,13 @@ private:
     }
     template <typename Body>
     void strips(std::int32_t n, std::int32_t width, const Body& body) const noexcept {
-        if (n > 0) for_strips(n, shared() ? width : n, shared(), body);
+        if (!shared()) width = std::max(n, 1);
+        const auto strip = [&](std::int32_t i, std::int32_t) noexcept {
+            body(i * width, std::min(n, (i + 1) * width));
+        };
+        const std::int32_t n_strips = (n + width - 1) / width;
+        if (crew_ != nullptr && shared()) return crew_->share(n_strips, strip);
+        for (std::int32_t i = 0; i < n_strips; ++i) strip(i, 0);
     }
     /// What the columns [left, right), being solved, do to the pivots above `bottom`.
     void collect(std::int32_t bottom, std::int32_t left, std::int32_t right) const noexcept {
@@ -62,18 +67,19 @@ private:
     const double* block_;
     double* w_;
     std::int64_t stride_;
+    Crew* crew_;
 };
 
 } // namespace
 
 void mf_llt_forward_node(const SweepLoops& loops, const mf_snode& node, const double* block, double* w,
-                         std::int64_t stride) noexcept {
-    LltNode(loops, node, block, w, stride).forward();
+                         std::int64_t stride, Crew* crew) noexcept {
+    LltNode(loops, node, block, w, stride, crew).forward();
 }
 
 void mf_llt_backward_node(const SweepLoops& loops, const mf_snode& node, const double* block, double* w,
-                          std::int64_t stride) noexcept {
-    LltNode(loops, node, block, w, stride).backward();
+                          std::int64_t stride, Crew* crew) noexcept {
+    LltNode(loops, node, block, w, stride, crew).backward();
 }
 
 } // namespace vyr

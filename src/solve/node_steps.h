@@ -10,6 +10,7 @@
 
 #include "core/analysis.h"
 #include "core/context.h"
+#include "solve/crew.h"
 #include "solve/sweep_loops.h"
 
 #include <cstdint>
@@ -19,11 +20,12 @@ namespace vyr {
 /// L L^T. Nodes that are worth it are cut into panels of pivots, and what each does to the rest into strips
 /// that idle threads of the team may take; the cut depends on the node and the stride alone.
 ///
-/// w   rows of `stride` doubles, as the loops want them
+/// w      rows of `stride` doubles, as the loops want them
+/// crew   who takes the strips; null: the calling thread
 void mf_llt_forward_node(const SweepLoops& loops, const mf_snode& node, const double* block, double* w,
-                         std::int64_t stride) noexcept;
+                         std::int64_t stride, Crew* crew = nullptr) noexcept;
 void mf_llt_backward_node(const SweepLoops& loops, const mf_snode& node, const double* block, double* w,
-                          std::int64_t stride) noexcept;
+                          std::int64_t stride, Crew* crew = nullptr) noexcept;
 
 /// L D L^T: exchanges, unit lower solve, division by D.
 ///

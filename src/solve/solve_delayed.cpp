@@ -29,6 +29,10 @@ public:
     /// Room for the right-hand sides; `by_elimination` when vectors come or go in that numbering.
     Status open(bool by_elimination) noexcept;
 
+    template <typename Steps>
+    void run(const Steps& steps) noexcept {
+        sweeps_.run(steps);
+    }
     void load(Numbering from, int power, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept;
     void store(Numbering to, int power, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept;
     Status forward() noexcept;
@@ -129,7 +133,7 @@ void Panel::backward_node(const mf_snode& node, std::int32_t s, const double* bl
 
 Status Panel::forward() noexcept {
     if (factor_.files.count == 0)
-        return sweeps_.forward([this](const mf_snode& node, std::int32_t s, double* t) noexcept {
+        return sweeps_.forward([this](const mf_snode& node, std::int32_t s, double* t, Crew*) noexcept {
             if (factor_.block(s) != nullptr) forward_node(node, s, factor_.block(s), t);
         });
     return mf_visit_nodes(context_, factor_, true, [this](std::int32_t s, const double* block) noexcept {
@@ -139,7 +143,7 @@ Status Panel::forward() noexcept {
 
 Status Panel::backward() noexcept {
     if (factor_.files.count == 0)
-        return sweeps_.backward([this](const mf_snode& node, std::int32_t s, double* t) noexcept {
+        return sweeps_.backward([this](const mf_snode& node, std::int32_t s, double* t, Crew*) noexcept {
             if (factor_.block(s) != nullptr) backward_node(node, s, factor_.block(s), t);
         });
     return mf_visit_nodes(context_, factor_, false, [this](std::int32_t s, const double* block) noexcept {
@@ -194,12 +198,15 @@ struct Way {
         for (std::int32_t first = 0; first < nrhs; first += WIDEST_PANEL) {
             const std::int32_t width = std::min(nrhs - first, WIDEST_PANEL);
             double* columns = x + first * ldx;
-            panel.load(from, power_before, columns, width, ldx);
-            Status status = forward ? panel.forward() : Status::OK;
-            if (status == Status::OK && divide) panel.divide();
-            if (status == Status::OK && backward) status = panel.backward();
+            Status status = Status::OK;
+            panel.run([&]() noexcept {
+                panel.load(from, power_before, columns, width, ldx);
+                status = forward ? panel.forward() : Status::OK;
+                if (status == Status::OK && divide) panel.divide();
+                if (status == Status::OK && backward) status = panel.backward();
+                if (status == Status::OK) panel.store(to, power_behind, columns, width, ldx);
+            });
             if (status != Status::OK) return status;
-            panel.store(to, power_behind, columns, width, ldx);
         }
         return Status::OK;
     }

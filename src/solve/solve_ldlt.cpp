@@ -154,20 +154,24 @@ Status mf_solve_ldlt(Context& context, const Factor& factor, double* x) noexcept
     const bool by_blas = context.settings.type == TYPE_CSYM;
     const std::int32_t* record = factor.pivot_index.get();
     for (std::int32_t k = 0; k < analysis.n; ++k) w[k] = x[analysis.perm[k]];
-    Status status = sweeps.forward([&](const mf_snode& node, std::int32_t s, double* scratch) noexcept {
+    Status status = Status::OK;
+    const auto forward = [&](const mf_snode& node, std::int32_t s, double* scratch, Crew*) noexcept {
         const FactorBlock& block = factor.blocks[s];
         if (block.values == nullptr) return;
         mf_ldlt_forward_node(node, block.values, (block.flags & BLOCK_TWO_BY_TWO) != 0, record + node.first(),
                              w, scratch);
-    });
-    if (status != Status::OK) return status;
-    print_mapping(context, factor);
-    status = sweeps.backward([&](const mf_snode& node, std::int32_t s, double* scratch) noexcept {
+    };
+    const auto backward = [&](const mf_snode& node, std::int32_t s, double* scratch, Crew*) noexcept {
         if (factor.block(s) == nullptr) return;
         mf_ldlt_backward_node(node, factor.block(s), record + node.first(), w, scratch, by_blas);
+    };
+    sweeps.run([&]() noexcept {
+        status = sweeps.forward(forward);
+        if (status == Status::OK) print_mapping(context, factor);
+        if (status == Status::OK) status = sweeps.backward(backward);
+        if (status == Status::OK) print_mapping(context, factor);
     });
     if (status != Status::OK) return status;
-    print_mapping(context, factor);
     for (std::int32_t k = 0; k < analysis.n; ++k) x[analysis.perm[k]] = w[k];
     return Status::OK;
 }

@@ -9,45 +9,80 @@ namespace vyr {
 
 namespace {
 
-Status sweep(TreeSweeps& sweeps, const Factor& factor, const SweepLoops& loops,
-             std::int64_t stride) noexcept {
-    double* const w = sweeps.w();
-    const Status status = sweeps.forward([&](const mf_snode& node, std::int32_t s, double*) noexcept {
-        mf_llt_forward_node(loops, node, factor.block(s), w, stride);
+/// The values of a variable are adjacent: a row of the work block.
+class Substitution {
+public:
+    Substitution(Context& context, const Factor& factor, std::int32_t widest) noexcept
+        : factor_(factor),
+          loops_(widest == 1 ? mf_vector_sweep_loops(context.settings.instructions)
+                             : mf_panel_sweep_loops(context.settings.instructions)),
+          stride_(widest == 1 ? 1 : std::int64_t{widest + PANEL_LANES - 1} / PANEL_LANES * PANEL_LANES),
+          sweeps_(context, *factor.analysis, stride_) {}
+
+    [[nodiscard]] Status open() noexcept { return sweeps_.open(0); }
+    /// The solutions of `width` right-hand sides, in place.
+    Status solve(double* x, std::int32_t width) noexcept {
+        Status status = Status::OK;
+        sweeps_.run([&]() noexcept {
+            load(x, width);
+            status = forward();
+            if (status == Status::OK) status = backward();
+            if (status == Status::OK) store(x, width);
+        });
+        return status;
+    }
+
+private:
+    void load(const double* x, std::int32_t width) noexcept;
+    void store(double* x, std::int32_t width) noexcept;
+    Status forward() noexcept {
+        return sweeps_.forward([this](const mf_snode& node, std::int32_t s, double*, Crew* crew) noexcept {
+            mf_llt_forward_node(loops_, node, factor_.block(s), sweeps_.w(), stride_, crew);
+        });
+    }
+    Status backward() noexcept {
+        return sweeps_.backward([this](const mf_snode& node, std::int32_t s, double*, Crew* crew) noexcept {
+            mf_llt_backward_node(loops_, node, factor_.block(s), sweeps_.w(), stride_, crew);
+        });
+    }
+
+    const Factor& factor_;
+    const SweepLoops& loops_;
+    std::int64_t stride_;
+    TreeSweeps sweeps_;
+};
+
+void Substitution::load(const double* x, std::int32_t width) noexcept {
+    const std::int64_t n = factor_.analysis->n;
+    const std::int32_t* perm = factor_.analysis->perm.get();
+    sweeps_.for_rows([&](std::int64_t begin, std::int64_t end) noexcept {
+        for (std::int64_t k = begin; k < end; ++k) {
+            double* const row = sweeps_.w() + k * stride_;
+            for (std::int32_t r = 0; r < width; ++r) row[r] = x[r * n + perm[k]];
+            std::fill(row + width, row + stride_, 0.0);
+        }
     });
-    if (status != Status::OK) return status;
-    return sweeps.backward([&](const mf_snode& node, std::int32_t s, double*) noexcept {
-        mf_llt_backward_node(loops, node, factor.block(s), w, stride);
+}
+
+void Substitution::store(double* x, std::int32_t width) noexcept {
+    const std::int64_t n = factor_.analysis->n;
+    const std::int32_t* perm = factor_.analysis->perm.get();
+    sweeps_.for_rows([&](std::int64_t begin, std::int64_t end) noexcept {
+        for (std::int32_t r = 0; r < width; ++r)
+            for (std::int64_t k = begin; k < end; ++k) x[r * n + perm[k]] = sweeps_.w()[k * stride_ + r];
     });
 }
 
 } // namespace
 
-// The values of a variable are adjacent: a row of the work block.
 Status mf_solve_llt(Context& context, const Factor& factor, double* X, std::int32_t nrhs) noexcept {
-    const std::int64_t n = factor.analysis->n;
-    const std::int32_t* perm = factor.analysis->perm.get();
     const std::int32_t widest = std::min(nrhs, tuning::MOST_RHS_AT_ONCE);
-    const std::int64_t stride =
-        widest == 1 ? 1 : std::int64_t{widest + PANEL_LANES - 1} / PANEL_LANES * PANEL_LANES;
-    const InstructionSet instructions = context.settings.instructions;
-    const SweepLoops& loops =
-        widest == 1 ? mf_vector_sweep_loops(instructions) : mf_panel_sweep_loops(instructions);
-    TreeSweeps sweeps(context, *factor.analysis, stride);
-    if (const Status status = sweeps.open(0); status != Status::OK) return status;
-    for (std::int32_t first = 0; first < nrhs; first += widest) {
-        const std::int32_t width = std::min(widest, nrhs - first);
-        double* const x = X + first * n;
-        for (std::int64_t k = 0; k < n; ++k) {
-            double* const row = sweeps.w() + k * stride;
-            for (std::int32_t r = 0; r < width; ++r) row[r] = x[r * n + perm[k]];
-            std::fill(row + width, row + stride, 0.0);
-        }
-        if (const Status status = sweep(sweeps, factor, loops, stride); status != Status::OK) return status;
-        for (std::int32_t r = 0; r < width; ++r)
-            for (std::int64_t k = 0; k < n; ++k) x[r * n + perm[k]] = sweeps.w()[k * stride + r];
-    }
-    return Status::OK;
+    Substitution substitution(context, factor, widest);
+    Status status = substitution.open();
+    for (std::int32_t first = 0; first < nrhs && status == Status::OK; first += widest)
+        status =
+            substitution.solve(X + std::int64_t{first} * factor.analysis->n, std::min(widest, nrhs - first));
+    return status;
 }
 
 } // namespace vyr

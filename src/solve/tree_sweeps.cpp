@@ -1,7 +1,5 @@
 #include "solve/tree_sweeps.h"
 
-#include <omp.h>
-
 #include <algorithm>
 
 namespace vyr {
@@ -21,8 +19,7 @@ Status TreeSweeps::open(std::int64_t n_scratch) noexcept {
     return got_all ? Status::OK : out_of_memory(context_);
 }
 
-TreeSweeps::Scratch TreeSweeps::scratch_of_thread() noexcept {
-    const std::int64_t thread = omp_get_thread_num();
+TreeSweeps::Scratch TreeSweeps::scratch_of(std::int32_t thread) noexcept {
     return {values_.get() + thread * n_scratch_, rows_.get() + thread * most_rows_};
 }
 

@@ -7,7 +7,9 @@
 
 #include "core/analysis.h"
 #include "core/context.h"
+#include "solve/crew.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace vyr {
@@ -27,48 +29,51 @@ public:
     /// n_scratch doubles for steps outside these sweeps.
     double* scratch() noexcept { return values_.get(); }
 
-    /// step(node, s, scratch) for every node s, descendants first: solves the node's pivots in w and reduces
-    /// its update rows. `node` is the record of s, its row list perhaps another one: update rows beyond a
-    /// subtree lie in places of the subtree's own. scratch: the thread's.
+    /// sweeps() on the calling thread, while the others take part: what calls forward() and backward().
+    template <typename Sweeps>
+    void run(const Sweeps& sweeps) noexcept {
+        crew_.run(n_threads_, sweeps);
+    }
+
+    /// rows(begin, end) for parts of [0, n), side by side.
+    template <typename Rows>
+    void for_rows(const Rows& rows) noexcept {
+        constexpr std::int32_t PART = 8192;
+        crew_.share((analysis_.n + PART - 1) / PART, [&](std::int32_t i, std::int32_t) noexcept {
+            rows(i * PART, std::min(i * PART + PART, analysis_.n));
+        });
+    }
+
+    /// step(node, s, scratch, crew) for every node s, descendants first: solves the node's pivots in w and
+    /// reduces its update rows. `node` is the record of s, its row list perhaps another one: update rows
+    /// beyond a subtree lie in places of the subtree's own. scratch: the thread's. crew: whom the step may
+    /// share its work with; null in a subtree.
     ///
-    /// Runs on the threads of the team, for the nodes that are not in a subtree on its first. Returns OK or
-    /// CANCELLED.
+    /// Returns OK or CANCELLED.
     template <typename Step>
     [[nodiscard]] Status forward(const Step& step) noexcept {
-#pragma omp parallel num_threads(n_threads_) if (n_threads_ > 1)
-        {
-            const Scratch own = scratch_of_thread();
-#pragma omp for schedule(dynamic, 1)
-            for (std::int32_t t = 0; t < cut_.n_subtrees; ++t) {
-                begin_subtree(t);
-                for (std::int32_t s = cut_.first[t]; s <= cut_.root[t] && goes_on(s); ++s)
-                    step(within(t, s, own.rows), s, own.values);
-            }
-#pragma omp master
-            {
-                add_owed();
-                for (std::int32_t k = 0; k < cut_.n_top && goes_on(k); ++k)
-                    step(analysis_.snodes[cut_.top[k]], cut_.top[k], own.values);
-            }
-        }
+        crew_.share(cut_.n_subtrees, [&](std::int32_t t, std::int32_t thread) noexcept {
+            const Scratch own = scratch_of(thread);
+            begin_subtree(t);
+            for (std::int32_t s = cut_.first[t]; s <= cut_.root[t] && goes_on(s); ++s)
+                step(within(t, s, own.rows), s, own.values, nullptr);
+        });
+        add_owed();
+        for (std::int32_t k = 0; k < cut_.n_top && goes_on(k); ++k)
+            step(analysis_.snodes[cut_.top[k]], cut_.top[k], scratch(), &crew_);
         return mf_stop(context_) ? Status::CANCELLED : Status::OK;
     }
 
     /// The same with ancestors first: solves the node's pivots in w, its update rows being solved.
     template <typename Step>
     [[nodiscard]] Status backward(const Step& step) noexcept {
-#pragma omp parallel num_threads(n_threads_) if (n_threads_ > 1)
-        {
-            const Scratch own = scratch_of_thread();
-#pragma omp master
-            for (std::int32_t k = cut_.n_top - 1; k >= 0 && goes_on(k); --k)
-                step(analysis_.snodes[cut_.top[k]], cut_.top[k], own.values);
-#pragma omp barrier
-#pragma omp for schedule(dynamic, 1)
-            for (std::int32_t t = cut_.n_subtrees - 1; t >= 0; --t)
-                for (std::int32_t s = cut_.root[t]; s >= cut_.first[t] && goes_on(s); --s)
-                    step(analysis_.snodes[s], s, own.values);
-        }
+        for (std::int32_t k = cut_.n_top - 1; k >= 0 && goes_on(k); --k)
+            step(analysis_.snodes[cut_.top[k]], cut_.top[k], scratch(), &crew_);
+        crew_.share(cut_.n_subtrees, [&](std::int32_t i, std::int32_t thread) noexcept {
+            const std::int32_t t = cut_.n_subtrees - 1 - i;
+            for (std::int32_t s = cut_.root[t]; s >= cut_.first[t] && goes_on(s); --s)
+                step(analysis_.snodes[s], s, scratch_of(thread).values, nullptr);
+        });
         return mf_stop(context_) ? Status::CANCELLED : Status::OK;
     }
 
@@ -79,10 +84,8 @@ private:
         std::int32_t* rows; ///< of the widest node
     };
 
-    Scratch scratch_of_thread() noexcept;
-    bool goes_on(std::int32_t node) const noexcept {
-        return node % 32 != 0 || !mf_stop(context_);
-    }
+    Scratch scratch_of(std::int32_t thread) noexcept;
+    bool goes_on(std::int32_t node) const noexcept { return node % 32 != 0 || !mf_stop(context_); }
     /// Zeroes what subtree t owes.
     void begin_subtree(std::int32_t t) noexcept;
     /// The node s of subtree t with update rows beyond it in the places of what it owes; `rows` receives
@@ -95,6 +98,7 @@ private:
     const SolveCut& cut_;
     std::int64_t stride_;
     std::int32_t n_threads_ = 1;
+    Crew crew_;
     std::int64_t n_scratch_ = 0;
     std::int64_t most_rows_ = 0;
     double* w_ = nullptr;
