@@ -17,8 +17,9 @@ constexpr double FORCED_SHARE = 1e-8;
 /// more to call and to pack.
 constexpr double LOOPS_FLOPS = 4e4;
 constexpr std::int32_t SQUARE_COLUMNS = 32; ///< of triangles that a product takes as squares
-constexpr std::int32_t REDUCE_COLUMNS =
-    96; ///< of a strip on one thread: what it wastes is a triangle of them
+/// Columns of a strip: what it wastes is a triangle of them. The same on any number of threads, so that the
+/// products, and their digits, are.
+constexpr std::int32_t REDUCE_COLUMNS = 96;
 
 /// Columns [0, n_columns) of the trapezoid A with n_rows rows: A := A - L W^T.
 struct Reduction {
@@ -53,9 +54,7 @@ struct Reduction {
     }
     void run(bool shared) const noexcept {
         if (depth == 0 || n_columns == 0) return;
-        shared = shared && has_helpers();
-        const std::int32_t width = shared ? strip_width(n_columns, true) : REDUCE_COLUMNS;
-        for_strips(n_columns, width, shared,
+        for_strips(n_columns, REDUCE_COLUMNS, shared,
                    [this](std::int32_t begin, std::int32_t end) noexcept { trapezoid(begin, end, n_rows); });
     }
 };
