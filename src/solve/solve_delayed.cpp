@@ -34,7 +34,7 @@ public:
         sweeps_.run(steps);
     }
     void load(Numbering from, int power, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept;
-    void store(Numbering to, int power, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept;
+    void store(Numbering to, int power, double* x, std::int32_t nrhs, std::int64_t ldx) noexcept;
     Status forward() noexcept;
     void divide() noexcept;
     Status backward() noexcept;
@@ -46,13 +46,16 @@ private:
         return numbering == Numbering::ANALYSED ? factor_.analysis->perm[variable] : place_[variable];
     }
     UnitTrapezoid front(std::int32_t s, const double* block) const noexcept {
-        return {factor_.n_front_rows(s), factor_.pivoted.nodes[s].n_eliminated, block};
+        const std::int32_t n_rows = factor_.n_front_rows(s);
+        return {n_rows, factor_.pivoted.nodes[s].n_eliminated, block, n_rows};
     }
     // Of the node s, whose record is `node`, perhaps with other rows, through the rows t of its front.
     void gather(const mf_snode& node, std::int32_t s, double* t) const noexcept;
     void scatter(const mf_snode& node, std::int32_t s, std::int32_t n_rows, const double* t) const noexcept;
-    void forward_node(const mf_snode& node, std::int32_t s, const double* block, double* t) const noexcept;
-    void backward_node(const mf_snode& node, std::int32_t s, const double* block, double* t) const noexcept;
+    void forward_node(const mf_snode& node, std::int32_t s, const double* block, double* t,
+                      Crew* crew) const noexcept;
+    void backward_node(const mf_snode& node, std::int32_t s, const double* block, double* t,
+                       Crew* crew) const noexcept;
     void divide_pivot(std::int32_t variable) noexcept;
     void divide_pair(std::int32_t first, std::int32_t second) noexcept;
 
@@ -77,20 +80,24 @@ Status Panel::open(bool by_elimination) noexcept {
 }
 
 void Panel::load(Numbering from, int power, const double* x, std::int32_t nrhs, std::int64_t ldx) noexcept {
-    for (std::int32_t k = 0; k < factor_.analysis->n; ++k) {
-        const double* row = x + place(from, k);
-        const double scale = factor_.scale_of_pivot(k, power);
-        for (std::int32_t r = 0; r < nrhs; ++r) of(k)[r] = scale * row[r * ldx];
-        for (std::int64_t r = nrhs; r < stride_; ++r) of(k)[r] = 0;
-    }
+    sweeps_.for_rows([&](std::int32_t begin, std::int32_t end) noexcept {
+        for (std::int32_t k = begin; k < end; ++k) {
+            const double* row = x + place(from, k);
+            const double scale = factor_.scale_of_pivot(k, power);
+            for (std::int32_t r = 0; r < nrhs; ++r) of(k)[r] = scale * row[r * ldx];
+            for (std::int64_t r = nrhs; r < stride_; ++r) of(k)[r] = 0;
+        }
+    });
 }
 
-void Panel::store(Numbering to, int power, double* x, std::int32_t nrhs, std::int64_t ldx) const noexcept {
-    for (std::int32_t k = 0; k < factor_.analysis->n; ++k) {
-        double* row = x + place(to, k);
-        const double scale = factor_.scale_of_pivot(k, power);
-        for (std::int32_t r = 0; r < nrhs; ++r) row[r * ldx] = scale * of(k)[r];
-    }
+void Panel::store(Numbering to, int power, double* x, std::int32_t nrhs, std::int64_t ldx) noexcept {
+    sweeps_.for_rows([&](std::int32_t begin, std::int32_t end) noexcept {
+        for (std::int32_t k = begin; k < end; ++k) {
+            double* row = x + place(to, k);
+            const double scale = factor_.scale_of_pivot(k, power);
+            for (std::int32_t r = 0; r < nrhs; ++r) row[r * ldx] = scale * of(k)[r];
+        }
+    });
 }
 
 void Panel::gather(const mf_snode& node, std::int32_t s, double* t) const noexcept {
@@ -111,43 +118,37 @@ void Panel::scatter(const mf_snode& node, std::int32_t s, std::int32_t n_rows,
         std::copy_n(t, stride_, of(node.update_rows()[k]));
 }
 
-void Panel::forward_node(const mf_snode& node, std::int32_t s, const double* block,
-                         double* t) const noexcept {
+void Panel::forward_node(const mf_snode& node, std::int32_t s, const double* block, double* t,
+                         Crew* crew) const noexcept {
     gather(node, s, t);
-    if (stride_ == 1)
-        loops_.forward_one(front(s, block), t);
-    else
-        loops_.forward(front(s, block), t, stride_);
+    mf_front_forward(loops_, front(s, block), t, stride_, crew);
     scatter(node, s, factor_.n_front_rows(s), t);
 }
 
-void Panel::backward_node(const mf_snode& node, std::int32_t s, const double* block,
-                          double* t) const noexcept {
+void Panel::backward_node(const mf_snode& node, std::int32_t s, const double* block, double* t,
+                          Crew* crew) const noexcept {
     gather(node, s, t);
-    if (stride_ == 1)
-        loops_.backward_one(front(s, block), t);
-    else
-        loops_.backward(front(s, block), t, stride_);
+    mf_front_backward(loops_, front(s, block), t, stride_, crew);
     scatter(node, s, factor_.pivoted.nodes[s].n_eliminated, t);
 }
 
 Status Panel::forward() noexcept {
     if (factor_.files.count == 0)
-        return sweeps_.forward([this](const mf_snode& node, std::int32_t s, double* t, Crew*) noexcept {
-            if (factor_.block(s) != nullptr) forward_node(node, s, factor_.block(s), t);
+        return sweeps_.forward([this](const mf_snode& node, std::int32_t s, double* t, Crew* crew) noexcept {
+            if (factor_.block(s) != nullptr) forward_node(node, s, factor_.block(s), t, crew);
         });
     return mf_visit_nodes(context_, factor_, true, [this](std::int32_t s, const double* block) noexcept {
-        forward_node(factor_.analysis->snodes[s], s, block, sweeps_.scratch());
+        forward_node(factor_.analysis->snodes[s], s, block, sweeps_.scratch(), nullptr);
     });
 }
 
 Status Panel::backward() noexcept {
     if (factor_.files.count == 0)
-        return sweeps_.backward([this](const mf_snode& node, std::int32_t s, double* t, Crew*) noexcept {
-            if (factor_.block(s) != nullptr) backward_node(node, s, factor_.block(s), t);
+        return sweeps_.backward([this](const mf_snode& node, std::int32_t s, double* t, Crew* crew) noexcept {
+            if (factor_.block(s) != nullptr) backward_node(node, s, factor_.block(s), t, crew);
         });
     return mf_visit_nodes(context_, factor_, false, [this](std::int32_t s, const double* block) noexcept {
-        backward_node(factor_.analysis->snodes[s], s, block, sweeps_.scratch());
+        backward_node(factor_.analysis->snodes[s], s, block, sweeps_.scratch(), nullptr);
     });
 }
 

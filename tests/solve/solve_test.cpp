@@ -103,22 +103,23 @@ TEST(Kernels, CholeskySolvesAnyNumberOfRightHandSidesWithEveryInstructionSet) {
 }
 
 TEST(Kernels, GiveTheSameBitsOnAnyNumberOfThreadsAsTheFactorizationsDo) {
-    enum Kind { SCHEDULED, BY_TREE, ONE_NODE, DELAYED, LDLT, CSYM };
+    enum Kind { SCHEDULED, BY_TREE, ONE_NODE, ONE_FRONT, DELAYED, LDLT, CSYM };
     const Csc grid = spd(16 * 17 * 18, grid_edges(16, 17, 18));
-    for (const Kind kind : {SCHEDULED, BY_TREE, ONE_NODE, DELAYED, LDLT, CSYM}) {
-        const bool definite = kind <= ONE_NODE;
-        const Csc a = kind == ONE_NODE ? spd(600, dense_edges(600)) : definite ? grid : shifted(grid, 2.3);
+    for (const Kind kind : {SCHEDULED, BY_TREE, ONE_NODE, ONE_FRONT, DELAYED, LDLT, CSYM}) {
+        const bool definite = kind <= ONE_NODE, dense = kind == ONE_NODE || kind == ONE_FRONT;
+        const Csc pattern = dense ? spd(600, dense_edges(600)) : grid;
+        const Csc a = definite ? pattern : shifted(pattern, 2.3);
         TestContext test;
         EngineRun run{test};
         Settings& settings = test.context.settings;
         settings.type = definite ? TYPE_SPD : kind == CSYM ? TYPE_CSYM : TYPE_LDLT;
-        settings.delay_pivots = kind == DELAYED;
+        settings.delay_pivots = kind == DELAYED || kind == ONE_FRONT;
         settings.merge_nodes = settings.tree_schedule = kind == BY_TREE || kind == ONE_NODE;
         settings.n_threads = 3;
         ASSERT_EQ(run.analyse(a), Status::OK);
         const SolveCut& cut = run.analysis.solve_cut;
         const EliminationGraph& graph = run.analysis.graph;
-        ASSERT_TRUE(kind == ONE_NODE || (cut.n_subtrees > 8 && cut.n_top > 8));
+        ASSERT_TRUE(dense || (cut.n_subtrees > 8 && cut.n_top > 8));
         ASSERT_TRUE(!definite || (graph.n_subtrees >= (kind == BY_TREE ? 16 : 0) && graph.n_panels > 2));
         const Vector b = random_vector(a.n * 5, 1);
         Vector first[2];
