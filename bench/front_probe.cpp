@@ -73,23 +73,25 @@ mf_snode& FrontProbe::add(std::int32_t s, std::int32_t n_pivots, std::int32_t n_
     mf_snode& node = analysis_.snodes[s];
     node.npiv = n_pivots;
     node.nupd = n_rows;
-    node.rows = analysis_.row_slab.get() + n_listed_;
+    std::int32_t* const rows = analysis_.row_slab.get() + n_listed_;
+    node.rows = rows;
     node.rel_index = analysis_.rel_slab.get() + n_listed_;
     node.start = analysis_.factor_entries;
     analysis_.factor_entries += node.n_entries();
-    std::iota(node.rows, node.rows + n_pivots, n_columns_);
+    std::iota(rows, rows + n_pivots, n_columns_);
     n_columns_ += n_pivots;
     n_listed_ += n_pivots + n_rows;
     return node;
 }
 
 void FrontProbe::make_node(std::int32_t s, std::int32_t n_pivots) {
+    std::int32_t* const update_rows = analysis_.row_slab.get() + n_listed_ + n_pivots;
     mf_snode& node = add(s, n_pivots, n_rows_);
     node.anc_count = n_ancestors_;
     node.anc_rows = shares_.get();
     const std::int32_t first = n_nodes_ * n_pivots + s / n_sharing() * n_rows_ * stride_;
     for (std::int32_t j = 0; j < n_rows_; ++j) {
-        node.rows[n_pivots + j] = first + j * stride_;
+        update_rows[j] = first + j * stride_;
         node.rel_index[n_pivots + j] = j * stride_;
     }
     analysis_.snode_parent[s] = n_nodes_ + s / n_sharing() * n_ancestors_;
@@ -100,8 +102,9 @@ void FrontProbe::make_chain(std::int32_t chain) {
     for (std::int32_t k = 0; k < n_ancestors_; ++k) {
         const std::int32_t s = n_nodes_ + chain * n_ancestors_ + k, n_pivots = shares_[k] * stride_;
         left -= n_pivots;
+        std::int32_t* const update_rows = analysis_.row_slab.get() + n_listed_ + n_pivots;
         mf_snode& node = add(s, n_pivots, left);
-        std::iota(node.rows + n_pivots, node.rows + n_pivots + left, n_columns_);
+        std::iota(update_rows, update_rows + left, n_columns_);
         std::iota(node.rel_index + n_pivots, node.rel_index + n_pivots + left, 0);
         if (k + 1 < n_ancestors_) analysis_.snode_parent[s] = s + 1;
     }

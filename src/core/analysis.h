@@ -39,7 +39,7 @@ struct mf_snode {
     std::int32_t nupd;        ///< update rows, the rows below the pivot columns
     std::int32_t child_count; ///< child supernodes
     std::int32_t anc_count;   ///< length of anc_rows; 0 for a root
-    std::int32_t* rows;       ///< npiv + nupd row indices: own columns, then the update rows, ascending
+    const std::int32_t* rows; ///< npiv + nupd row indices: own columns, then the update rows, ascending
     std::int32_t* rel_index;  ///< npiv + nupd; from npiv on: place of each update row in the parent's rows
     std::int32_t* anc_rows;   ///< anc_count: update rows that are columns of the parent, of its parent, ...
 
@@ -76,6 +76,10 @@ struct SolveCut {
     Buffer<std::int32_t> first, root; ///< n_subtrees: a subtree's nodes are first .. root
     Buffer<std::int32_t> top;         ///< n_top, ascending
     Buffer<std::int64_t> owed; ///< n_subtrees + 1: sums of the roots' nupd, the rows beyond the subtrees
+    /// n_snodes: where in `rows` the list of a node begins that has rows beyond its subtree t; -1 elsewhere,
+    /// the node's own serving. Row k of the root's update rows stands there as n + owed[t] + k.
+    Buffer<std::int64_t> list;
+    Buffer<std::int32_t> rows;
 };
 
 /// Pivots [begin, end) of a node above the subtrees: what one step eliminates, and whose columns receive what

@@ -26,8 +26,8 @@ public:
 
     /// n rows of `stride` doubles in pivot order, and behind them what subtrees owe.
     double* w() const noexcept { return w_; }
-    /// n_scratch doubles for steps outside these sweeps.
-    double* scratch() noexcept { return values_.get(); }
+    /// n_scratch doubles of a thread; the caller is thread 0.
+    double* scratch(std::int32_t thread = 0) noexcept { return values_.get() + thread * n_scratch_; }
 
     /// sweeps() on the calling thread, while the others take part: what calls forward() and backward().
     template <typename Sweeps>
@@ -53,10 +53,9 @@ public:
     template <typename Step>
     [[nodiscard]] Status forward(const Step& step) noexcept {
         crew_.share(cut_.n_subtrees, [&](std::int32_t t, std::int32_t thread) noexcept {
-            const Scratch own = scratch_of(thread);
             begin_subtree(t);
             for (std::int32_t s = cut_.first[t]; s <= cut_.root[t] && goes_on(s); ++s)
-                step(within(t, s, own.rows), s, own.values, nullptr);
+                step(within_subtree(s), s, scratch(thread), nullptr);
         });
         add_owed();
         for (std::int32_t k = 0; k < cut_.n_top && goes_on(k); ++k)
@@ -72,25 +71,17 @@ public:
         crew_.share(cut_.n_subtrees, [&](std::int32_t i, std::int32_t thread) noexcept {
             const std::int32_t t = cut_.n_subtrees - 1 - i;
             for (std::int32_t s = cut_.root[t]; s >= cut_.first[t] && goes_on(s); --s)
-                step(analysis_.snodes[s], s, scratch_of(thread).values, nullptr);
+                step(analysis_.snodes[s], s, scratch(thread), nullptr);
         });
         return mf_stop(context_) ? Status::CANCELLED : Status::OK;
     }
 
 private:
-    /// One thread's.
-    struct Scratch {
-        double* values;     ///< n_scratch
-        std::int32_t* rows; ///< of the widest node
-    };
-
-    Scratch scratch_of(std::int32_t thread) noexcept;
     bool goes_on(std::int32_t node) const noexcept { return node % 32 != 0 || !mf_stop(context_); }
     /// Zeroes what subtree t owes.
     void begin_subtree(std::int32_t t) noexcept;
-    /// The node s of subtree t with update rows beyond it in the places of what it owes; `rows` receives
-    /// its list then.
-    mf_snode within(std::int32_t t, std::int32_t s, std::int32_t* rows) const noexcept;
+    /// The node s of a subtree with update rows beyond it in the places of what that owes.
+    mf_snode within_subtree(std::int32_t s) const noexcept;
     void add_owed() noexcept;
 
     Context& context_;
@@ -100,10 +91,8 @@ private:
     std::int32_t n_threads_ = 1;
     Crew crew_;
     std::int64_t n_scratch_ = 0;
-    std::int64_t most_rows_ = 0;
     double* w_ = nullptr;
     Buffer<double> memory_, values_;
-    Buffer<std::int32_t> rows_;
 };
 
 } // namespace vyr

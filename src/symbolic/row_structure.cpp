@@ -6,19 +6,22 @@ namespace vyr {
 
 namespace {
 
-/// Points every record at its part of the slab and writes its own columns there.
-Status place_row_lists(Context& context, Analysis& analysis) noexcept {
+/// Points every record at its part of the slab and writes its own columns there. ends: n_snodes, out: where
+/// the lists end so far.
+Status place_row_lists(Context& context, Analysis& analysis, Buffer<std::int32_t*>& ends) noexcept {
     std::int64_t n_rows = 0;
     for (std::int32_t s = 0; s < analysis.n_snodes; ++s) n_rows += analysis.snodes[s].n_rows();
     analysis.row_slab = Buffer<std::int32_t>(context.memory, n_rows);
-    if (!analysis.row_slab) return out_of_memory(context, Status::FACTOR_STORAGE);
+    ends = Buffer<std::int32_t*>(context.memory, analysis.n_snodes);
+    if (!analysis.row_slab || !ends) return out_of_memory(context, Status::FACTOR_STORAGE);
     std::int32_t* place = analysis.row_slab.get();
     std::int32_t column = 0;
     for (std::int32_t s = 0; s < analysis.n_snodes; ++s) {
         mf_snode& node = analysis.snodes[s];
         node.rows = place;
+        for (std::int32_t c = 0; c < node.npiv; ++c) place[c] = column++;
+        ends[s] = place + node.npiv;
         place += node.n_rows();
-        for (std::int32_t c = 0; c < node.npiv; ++c) node.rows[c] = column++;
     }
     return Status::OK;
 }
@@ -27,10 +30,8 @@ Status place_row_lists(Context& context, Analysis& analysis) noexcept {
 class Rows {
 public:
     Rows(const FullPattern& full, const std::int32_t* inverse, Analysis& analysis,
-         Buffer<std::int32_t>& n_placed) noexcept
-        : full_(full), inverse_(inverse), analysis_(analysis), n_placed_(n_placed) {
-        for (std::int32_t s = 0; s < analysis.n_snodes; ++s) n_placed[s] = analysis.snodes[s].npiv;
-    }
+         Buffer<std::int32_t*>& ends) noexcept
+        : full_(full), inverse_(inverse), analysis_(analysis), ends_(ends) {}
 
     /// Places the rows of nodes [first, last], ascending, unless the call is to end. Reaches the nodes of
     /// their subtrees.
@@ -51,21 +52,19 @@ private:
             if (j > i) continue;
             const std::int32_t owner = analysis_.column_map[j];
             for (std::int32_t s = owner; s != home; s = analysis_.snode_parent[s]) {
-                mf_snode& node = analysis_.snodes[s];
-                if (node.rows[n_placed_[s] - 1] == i) break;
-                node.rows[n_placed_[s]++] = i;
+                if (ends_[s][-1] == i) break;
+                *ends_[s]++ = i;
             }
             const mf_snode& node = analysis_.snodes[owner];
-            const std::int32_t place = owner == home ? i - node.first() : n_placed_[owner] - 1;
-            analysis_.value_map[full_.origin[e]] =
-                node.start + static_cast<std::int64_t>(place) * node.npiv + (j - node.first());
+            const std::int64_t place = owner == home ? i - node.first() : ends_[owner] - 1 - node.rows;
+            analysis_.value_map[full_.origin[e]] = node.start + place * node.npiv + (j - node.first());
         }
     }
 
     const FullPattern& full_;
     const std::int32_t* inverse_;
     Analysis& analysis_;
-    Buffer<std::int32_t>& n_placed_; ///< n_snodes: rows listed so far
+    Buffer<std::int32_t*>& ends_; ///< n_snodes: where the lists end so far
 };
 
 /// Subtrees, which several threads may take, and the nodes above them.
@@ -99,10 +98,9 @@ struct Cut {
 // a subtree reach no other, and come before those of the nodes above it.
 Status mf_factor_positions(Context& context, const FullPattern& full, const std::int32_t* inverse,
                            std::int32_t n_threads, Analysis& analysis) noexcept {
-    if (const Status status = place_row_lists(context, analysis); status != Status::OK) return status;
-    Buffer<std::int32_t> n_placed(context.memory, analysis.n_snodes);
-    if (!n_placed) return out_of_memory(context, Status::FACTOR_STORAGE);
-    Rows rows(full, inverse, analysis, n_placed);
+    Buffer<std::int32_t*> ends;
+    if (const Status status = place_row_lists(context, analysis, ends); status != Status::OK) return status;
+    Rows rows(full, inverse, analysis, ends);
     if (n_threads == 1) {
         rows.place(context, 0, analysis.n_snodes - 1);
         return mf_stop(context) ? Status::CANCELLED : Status::OK;

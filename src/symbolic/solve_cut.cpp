@@ -2,7 +2,51 @@
 #include "symbolic/steps.h"
 #include "symbolic/tree_sums.h"
 
+#include <algorithm>
+
 namespace vyr {
+
+namespace {
+
+/// Fills the list of node s of subtree t.
+void place_rows(Analysis& analysis, std::int32_t t, std::int32_t s) noexcept {
+    SolveCut& cut = analysis.solve_cut;
+    const mf_snode &node = analysis.snodes[s], &root = analysis.snodes[cut.root[t]];
+    const std::int32_t end = root.first() + root.npiv;
+    const auto first_place = static_cast<std::int32_t>(analysis.n + cut.owed[t]);
+    std::int32_t* const list = cut.rows.get() + cut.list[s];
+    // Both lists ascend, and the root's holds every row of its subtree beyond it.
+    const std::int32_t* const beyond = root.update_rows();
+    const std::int32_t* at = beyond;
+    for (std::int32_t k = 0; k < node.n_rows(); ++k) {
+        if (node.rows[k] >= end) at = std::lower_bound(at, beyond + root.nupd, node.rows[k]);
+        list[k] = node.rows[k] < end ? node.rows[k] : first_place + static_cast<std::int32_t>(at - beyond);
+    }
+}
+
+Status make_lists(Context& context, Analysis& analysis) noexcept {
+    SolveCut& cut = analysis.solve_cut;
+    cut.list = Buffer<std::int64_t>(context.memory, analysis.n_snodes, std::int64_t{-1});
+    if (!cut.list) return out_of_memory(context, Status::FACTOR_STORAGE);
+    std::int64_t n_rows = 0;
+    for (std::int32_t t = 0; t < cut.n_subtrees; ++t) {
+        const mf_snode& root = analysis.snodes[cut.root[t]];
+        for (std::int32_t s = cut.first[t]; s <= cut.root[t]; ++s) {
+            const mf_snode& node = analysis.snodes[s];
+            if (node.rows[node.n_rows() - 1] < root.first() + root.npiv) continue;
+            cut.list[s] = n_rows;
+            n_rows += node.n_rows();
+        }
+    }
+    cut.rows = Buffer<std::int32_t>(context.memory, n_rows);
+    if (!cut.rows) return out_of_memory(context, Status::FACTOR_STORAGE);
+    for (std::int32_t t = 0; t < cut.n_subtrees; ++t)
+        for (std::int32_t s = cut.first[t]; s <= cut.root[t]; ++s)
+            if (cut.list[s] >= 0) place_rows(analysis, t, s);
+    return Status::OK;
+}
+
+} // namespace
 
 Status mf_solve_cut(Context& context, Analysis& analysis) noexcept {
     SolveCut& cut = analysis.solve_cut;
@@ -39,7 +83,7 @@ Status mf_solve_cut(Context& context, Analysis& analysis) noexcept {
             ++t;
         },
         [&](std::int32_t s) { cut.top[k++] = s; });
-    return Status::OK;
+    return make_lists(context, analysis);
 }
 
 } // namespace vyr
