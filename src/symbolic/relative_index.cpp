@@ -31,30 +31,32 @@ void mf_snode_relind(mf_snode& node, const mf_snode& parent) noexcept {
         node.flags |= NODE_BELOW_RUN;
 }
 
-/// Walks the ancestors of s over which its update rows are spread. Writes how many rows each one owns when
-/// `counts` is given; returns the number of ancestors. Every update row is a column of some ancestor.
-std::int32_t ancestor_segments(const Analysis& analysis, std::int32_t s, std::int32_t* counts) noexcept {
+/// Counts the update rows of s that each of its ancestors owns, up to the one that owns the last.
+void fill_segments(const Analysis& analysis, std::int32_t s) noexcept {
     const mf_snode& node = analysis.snodes[s];
     const std::int32_t* update = node.update_rows();
-    std::int32_t n_ancestors = 0;
     std::int32_t counted = 0;
-    for (std::int32_t a = analysis.snode_parent[s]; counted < node.nupd; a = analysis.snode_parent[a]) {
-        const mf_snode& ancestor = analysis.snodes[a];
-        const std::int32_t end = ancestor.first() + ancestor.npiv;
+    for (std::int32_t k = 0, a = analysis.snode_parent[s]; k < node.anc_count;
+         ++k, a = analysis.snode_parent[a]) {
+        const std::int32_t end = analysis.snodes[a].first() + analysis.snodes[a].npiv;
         const std::int32_t before = counted;
         while (counted < node.nupd && update[counted] < end) ++counted;
-        if (counts != nullptr) counts[n_ancestors] = counted - before;
-        ++n_ancestors;
+        node.anc_rows[k] = counted - before;
     }
-    return n_ancestors;
 }
 
+/// The depths of a node and of the ancestor that owns its last row tell how many segments there are.
 Status place_segments(Context& context, std::int32_t n_threads, Analysis& analysis) noexcept {
-#pragma omp parallel for schedule(dynamic, NODES_AT_ONCE) num_threads(n_threads) if (n_threads > 1)
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
-        analysis.snodes[s].anc_count = ancestor_segments(analysis, s, nullptr);
+    Buffer<std::int32_t> depth(context.memory, analysis.n_snodes, 0);
+    if (!depth) return out_of_memory(context, Status::FACTOR_STORAGE);
     std::int64_t n_segments = 0;
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) n_segments += analysis.snodes[s].anc_count;
+    for (std::int32_t s = analysis.n_snodes - 1; s >= 0; --s) {
+        mf_snode& node = analysis.snodes[s];
+        if (node.nupd == 0) continue;
+        depth[s] = depth[analysis.snode_parent[s]] + 1;
+        node.anc_count = depth[s] - depth[analysis.column_map[node.rows[node.n_rows() - 1]]];
+        n_segments += node.anc_count;
+    }
     analysis.anc_slab = Buffer<std::int32_t>(context.memory, n_segments);
     if (!analysis.anc_slab) return out_of_memory(context, Status::FACTOR_STORAGE);
     std::int32_t* place = analysis.anc_slab.get();
@@ -63,8 +65,7 @@ Status place_segments(Context& context, std::int32_t n_threads, Analysis& analys
         place += analysis.snodes[s].anc_count;
     }
 #pragma omp parallel for schedule(dynamic, NODES_AT_ONCE) num_threads(n_threads) if (n_threads > 1)
-    for (std::int32_t s = 0; s < analysis.n_snodes; ++s)
-        ancestor_segments(analysis, s, analysis.snodes[s].anc_rows);
+    for (std::int32_t s = 0; s < analysis.n_snodes; ++s) fill_segments(analysis, s);
     return Status::OK;
 }
 
