@@ -18,6 +18,8 @@ BenchMatrix parse_matrix(const std::string& name) {
         {"p3d_", "poisson3d", Definiteness::POSITIVE},
         {"ela_", "elasticity3d", Definiteness::POSITIVE},
         {"plate_", "plate", Definiteness::POSITIVE},
+        {"tri2_", "triangulation2d", Definiteness::POSITIVE},
+        {"tri3_", "triangulation3d", Definiteness::POSITIVE},
         {"shift_", "shifted3d", Definiteness::INDEFINITE},
         {"kkt_", "kkt", Definiteness::INDEFINITE},
         {"middle_", "shifted3d_middle", Definiteness::INDEFINITE},
@@ -40,7 +42,7 @@ BenchMatrix parse_matrix(const std::string& name) {
         if (error == std::errc() && end == last && matrix.side > 0) return matrix;
     }
     throw std::invalid_argument(
-        "'" + name + "' is no matrix of the comparison: p2d_N, p3d_N, ela_N, plate_N, " +
+        "'" + name + "' is no matrix of the comparison: p2d_N, p3d_N, ela_N, plate_N, tri2_N, tri3_N, " +
         "shift_N, middle_N, helm2_N, helm3_N, stokes2_N, stokes3_N, mixed_N, kkt_N, ip_N, "
         "saddle_N, zero_N or zerow_N with a number N");
 }

@@ -13,8 +13,9 @@ struct BenchMatrix {
     Definiteness kind = Definiteness::POSITIVE;
 };
 
-/// p2d_N, p3d_N, ela_N, plate_N, or, indefinite, shift_N, middle_N, helm2_N, helm3_N, stokes2_N, stokes3_N,
-/// mixed_N, kkt_N, ip_N, saddle_N, zero_N or zerow_N. Throws std::invalid_argument for anything else.
+/// p2d_N, p3d_N, ela_N, plate_N, tri2_N, tri3_N, or, indefinite, shift_N, middle_N, helm2_N, helm3_N,
+/// stokes2_N, stokes3_N, mixed_N, kkt_N, ip_N, saddle_N, zero_N or zerow_N. Throws std::invalid_argument for
+/// anything else.
 BenchMatrix parse_matrix(const std::string& name);
 
 tool::SparseMatrix make_matrix(const BenchMatrix& matrix);

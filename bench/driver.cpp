@@ -62,7 +62,7 @@ Environment worker_environment(const Plan& plan, const Cell& cell) {
     environment["OPENBLAS_CORETYPE"] = plan.kernels;
     environment["OMP_NUM_THREADS"] = std::to_string(cell.threads);
     // Debian's CHOLMOD opens regions of four threads whatever OMP_NUM_THREADS says.
-    if (cell.solver == "cholmod") environment["OMP_THREAD_LIMIT"] = std::to_string(cell.threads);
+    if (cell.solver.starts_with("cholmod")) environment["OMP_THREAD_LIMIT"] = std::to_string(cell.threads);
     if (plan.wait == "active" || plan.wait == "passive")
         environment["OMP_WAIT_POLICY"] = plan.wait;
     else if (plan.wait != "default")

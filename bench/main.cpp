@@ -55,6 +55,7 @@ void add_options(CLI::App& app, Options& options) {
     Plan& plan = options.plan;
     plan.matrices = {"p2d_1000", "p3d_40", "p3d_60", "ela_20", "ela_30", "plate_200", "p3d_10"};
     plan.peers = peer_names();
+    std::erase(plan.peers, "eigen"); // takes minutes where the factor is large
     app.add_option("--matrices", plan.matrices,
                    "p2d_N, p3d_N, ela_N, plate_N, shift_N, kkt_N and more: see bench_matrices.h")
         ->delimiter(',')

@@ -1,4 +1,4 @@
-// CHOLMOD: supernodal L L^T on a METIS ordering, on the caller's arrays without a copy.
+// CHOLMOD on the caller's arrays without a copy: supernodal L L^T on a METIS ordering, or what it chooses.
 #include "bench/direct_solver.h"
 
 #include <cholmod.h>
@@ -9,13 +9,15 @@ namespace {
 
 class Cholmod final : public DirectSolver {
 public:
-    explicit Cholmod(const tool::SparseMatrix& a) {
+    Cholmod(const tool::SparseMatrix& a, bool automatic) : automatic_(automatic) {
         cholmod_start(&common_);
         common_.print = 0;
-        common_.supernodal = CHOLMOD_SUPERNODAL;
         common_.final_ll = 1;
-        common_.nmethods = 1;
-        common_.method[0].ordering = CHOLMOD_METIS;
+        if (!automatic) {
+            common_.supernodal = CHOLMOD_SUPERNODAL;
+            common_.nmethods = 1;
+            common_.method[0].ordering = CHOLMOD_METIS;
+        }
         matrix_.nrow = matrix_.ncol = static_cast<std::size_t>(a.n);
         matrix_.nzmax = a.row_ind.size();
         // The library writes none of the arrays of a sorted, packed matrix.
@@ -47,7 +49,7 @@ public:
         cholmod_factorize(&matrix_, factor_, &common_);
         check("factorization");
         if (factor_->minor < matrix_.nrow) throw SolverError("the matrix is not positive definite");
-        if (factor_->is_super == 0) throw SolverError("the factorization was not supernodal");
+        if (factor_->is_super == 0 && !automatic_) throw SolverError("the factorization was not supernodal");
     }
 
     void solve(tool::DenseMatrix& x) override {
@@ -70,7 +72,9 @@ public:
     }
 
     double flops() const override { return flops_; }
-    double factor_entries() const override { return static_cast<double>(factor_->xsize); }
+    double factor_entries() const override {
+        return static_cast<double>(factor_->is_super != 0 ? factor_->xsize : factor_->nzmax);
+    }
     std::string version() const override {
         return "CHOLMOD " + std::to_string(CHOLMOD_MAIN_VERSION) + "." + std::to_string(CHOLMOD_SUB_VERSION) +
                "." + std::to_string(CHOLMOD_SUBSUB_VERSION);
@@ -82,6 +86,7 @@ private:
             throw SolverError(std::string(phase) + " ended with status " + std::to_string(common_.status));
     }
 
+    bool automatic_;
     cholmod_common common_ = {};
     cholmod_sparse matrix_ = {};
     cholmod_factor* factor_ = nullptr;
@@ -94,7 +99,11 @@ private:
 } // namespace
 
 std::unique_ptr<DirectSolver> make_cholmod(const Problem& problem) {
-    return std::make_unique<Cholmod>(problem.matrix);
+    return std::make_unique<Cholmod>(problem.matrix, false);
+}
+
+std::unique_ptr<DirectSolver> make_cholmod_automatic(const Problem& problem) {
+    return std::make_unique<Cholmod>(problem.matrix, true);
 }
 
 } // namespace vyr::bench

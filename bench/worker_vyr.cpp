@@ -1,5 +1,6 @@
-// VYR as hosts use it: positive definite in core through the nine functions, everything else through
-// vyr/solver.h. Statistics that the nine functions do not hand out come from their process-wide state.
+// VYR as hosts use it: positive definite in core through the nine functions, everything else, and all with
+// the automatic ordering, through vyr/solver.h. Statistics that the nine functions do not hand out come from
+// their process-wide state.
 #include "bench/direct_solver.h"
 #include "bench/doors.h"
 
@@ -114,6 +115,10 @@ private:
 std::unique_ptr<DirectSolver> make_vyr(const Problem& problem) {
     if (problem.kind == Definiteness::POSITIVE && problem.folder.empty()) return make_nine_functions(problem);
     return make_library(problem, VYR_ORDERING_METIS);
+}
+
+std::unique_ptr<DirectSolver> make_vyr_automatic(const Problem& problem) {
+    return make_library(problem, VYR_ORDERING_AUTOMATIC);
 }
 
 std::unique_ptr<DirectSolver> make_nine_functions(const Problem& problem) {

@@ -24,6 +24,8 @@ TEST(Generators, EveryKindIsALowerTriangleInOrderOfItsInertia) {
                 {"poisson3d", 4, 64, 0},
                 {"elasticity3d", 3, 144, 0},
                 {"plate", 3, 108, 0},
+                {"triangulation2d", 5, 25, 0},
+                {"triangulation3d", 4, 64, 0},
                 {"kkt", 1, 1, 0},
                 {"kkt", 5, 37, 12},
                 {"shifted3d", 2, 8, 1}, // eigenvalues 3, 5, 5, 5, 7, 7, 7, 9, less 3.5

@@ -74,6 +74,12 @@ SparseMatrix elasticity3d(std::int32_t side);
 /// elasticity_brick of side x side x 2 elements.
 SparseMatrix plate(std::int32_t side);
 
+/// Laplacian, plus 1e-3 on the diagonal, of side x side points numbered at random: a plane triangulation
+/// whose squares are halved along one diagonal or the other, and the cubes of side^3 points cut into six
+/// tetrahedra. Positive definite.
+SparseMatrix triangulation2d(std::int32_t side);
+SparseMatrix triangulation3d(std::int32_t side);
+
 /// A generator by the name the command line knows.
 struct Generator {
     const char* name;
