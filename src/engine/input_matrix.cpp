@@ -113,6 +113,7 @@ Status fold(Context& context, CanonicalPattern& canonical) noexcept {
 /// Marks the places of entries above the diagonal; looks for repeats and for entries without mirror image.
 Status tell_halves_apart(Context& context, const InputMatrix& a, bool refuse_duplicates,
                          CanonicalPattern& canonical) noexcept {
+    if (a.triangle != Triangle::BOTH && !canonical.place) return Status::OK; // ascending: nothing twice
     constexpr std::uint8_t BELOW = 1, ABOVE = 2;
     auto seen = Buffer<std::uint8_t>::zeroed(context.memory, canonical.col_ptr[canonical.n]);
     if (!seen) return out_of_memory(context);
