@@ -21,6 +21,9 @@ void zero_values(double* values, std::int64_t begin, std::int64_t end, bool fres
     for (std::int64_t k = begin; k < end; k += page) values[k] = 0;
 }
 
+/// Few enough that nobody waits long for a thread that shares its core with another program.
+constexpr std::int32_t ENTRIES_AT_A_TIME = 32'768;
+
 } // namespace
 
 Status mf_assemble_input(const Context& context, const double* values, Factor& factor) noexcept {
@@ -43,7 +46,8 @@ Status mf_assemble_input(const Context& context, const double* values, Factor& f
         factor.lu_values_zero = false;
         return Status::CANCELLED;
     }
-#pragma omp parallel for schedule(static) num_threads(n_threads) if (parallel && !analysis.repeated_entries)
+#pragma omp parallel for schedule(dynamic, ENTRIES_AT_A_TIME)                                                \
+    num_threads(n_threads) if (parallel && !analysis.repeated_entries)
     for (std::int32_t k = 0; k < n_input; ++k) target[map[k]] = values[k];
 
     factor.lu_values_zero = false;
