@@ -1,5 +1,5 @@
 // Both sweeps of a solve over the tree, by several threads: the subtrees of the analysis's cut side by side,
-// and the nodes above them one by one, their blocks in strips that idle threads may take.
+// and the nodes above them one by one, large ones in strips.
 //
 // What a subtree owes the nodes above it is collected in places of its own and added in the order of the
 // tree, so that no two threads write to one place, and the digits are the same on any number of them.
