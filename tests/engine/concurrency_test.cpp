@@ -3,7 +3,8 @@
 #include "support/engine.h"
 
 #include <cmath>
-#include <latch>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 namespace vyr::test {
@@ -49,11 +50,16 @@ std::vector<Job> jobs(const std::filesystem::path& place) {
 /// that are gone, and stumbles over them.
 void together(const std::function<void(int)>& body) {
     std::vector<std::thread> threads;
-    std::latch all_done(THREADS);
+    std::mutex mutex;
+    std::condition_variable changed;
+    int n_done = 0;
     for (int k = 0; k < THREADS; ++k)
         threads.emplace_back([&, k] {
             body(k);
-            all_done.arrive_and_wait();
+            std::unique_lock lock(mutex);
+            ++n_done;
+            changed.notify_all();
+            changed.wait(lock, [&] { return n_done == THREADS; });
         });
     for (std::thread& thread : threads) thread.join();
 }
