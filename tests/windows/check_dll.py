@@ -7,7 +7,8 @@ import re
 import subprocess
 import sys
 
-SYSTEM_DLLS = {"kernel32.dll", "msvcrt.dll", "user32.dll", "advapi32.dll"}
+# The last is no file but the name under which Windows 8 and later offer waiting for an address.
+SYSTEM_DLLS = {"kernel32.dll", "msvcrt.dll", "user32.dll", "advapi32.dll", "api-ms-win-core-synch-l1-2-0.dll"}
 ALIGNED_MOVE = re.compile(r"\tvmov(?:ap[sd]|dqa(?:32|64)?) .*(?:%[yz]mm\d+.*\(|\(.*%[yz]mm\d+)")
 
 
