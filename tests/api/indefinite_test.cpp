@@ -94,7 +94,7 @@ TEST(Indefinite, InertiaRankAndSolutionsAreRightWhateverTheMatrix) {
         options.threads = 1 + static_cast<int>(rng() % 2);
         options.matching = static_cast<int>(rng() % 3);
         options.zero_pivots = static_cast<int>(rng() % 2);
-        options.pivoting = rng() % 5 == 0 ? VYR_PIVOTING_STATIC : VYR_PIVOTING_DELAYED;
+        options.pivoting = rng() % 2 == 0 ? VYR_PIVOTING_STATIC : VYR_PIVOTING_DELAYED;
         if (options.pivoting == VYR_PIVOTING_STATIC) options.refinements = 20;
         // Only a matching sees through any scaling.
         const Csc a = rng() % 2 == 0 ? base : rescaled(base, rng);
