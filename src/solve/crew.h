@@ -97,6 +97,15 @@ public:
         left_.wait(n_looks_, [](std::uint32_t left) noexcept { return left == 0; });
     }
 
+    /// strip(first, last) for the parts of [begin, end) that are `width` wide; as share().
+    template <typename Strip>
+    void share_strips(std::int32_t begin, std::int32_t end, std::int32_t width, const Strip& strip) noexcept {
+        share((end - begin + width - 1) / width, [&](std::int32_t i, std::int32_t) noexcept {
+            const std::int32_t first = begin + i * width;
+            strip(first, first + std::min(width, end - first));
+        });
+    }
+
 private:
     void publish(std::int32_t n) noexcept;
     void work(std::int32_t thread) noexcept;

@@ -22,8 +22,9 @@ public:
             next = std::min(k + tuning::SOLVE_PANEL, front_.n_pivots);
             solve(k, next, next);
             const auto width = static_cast<std::int32_t>(tuning::SOLVE_STRIP_ENTRIES / (next - k));
-            strips(next, front_.n_rows, width,
-                   [&](std::int32_t begin, std::int32_t end) noexcept { reduce(begin, k, end, next); });
+            crew_->share_strips(
+                next, front_.n_rows, width,
+                [&](std::int32_t begin, std::int32_t end) noexcept { reduce(begin, k, end, next); });
         }
     }
 
@@ -33,9 +34,10 @@ public:
             k = (end - 1) / tuning::SOLVE_PANEL * tuning::SOLVE_PANEL;
             const std::int32_t n_rows = std::max(front_.n_rows - end, 1);
             const auto width = static_cast<std::int32_t>(tuning::SOLVE_STRIP_ENTRIES / n_rows) / 4 * 4;
-            strips(k, end, std::max(width, 4), [&](std::int32_t left, std::int32_t right) noexcept {
-                collect(end, left, front_.n_rows, right);
-            });
+            crew_->share_strips(k, end, std::max(width, 4),
+                                [&](std::int32_t left, std::int32_t right) noexcept {
+                                    collect(end, left, front_.n_rows, right);
+                                });
             solve_transposed(k, end, end);
         }
     }
@@ -43,12 +45,6 @@ public:
 private:
     bool is_large() const noexcept {
         return std::int64_t{front_.n_rows} * front_.n_pivots * stride_ >= tuning::SHARED_NODE_ENTRIES;
-    }
-    template <typename Body>
-    void strips(std::int32_t begin, std::int32_t end, std::int32_t width, const Body& body) const noexcept {
-        crew_->share((end - begin + width - 1) / width, [&](std::int32_t i, std::int32_t) noexcept {
-            body(begin + i * width, std::min(begin + (i + 1) * width, end));
-        });
     }
     double* row(std::int32_t i) const noexcept { return t_ + i * stride_; }
 

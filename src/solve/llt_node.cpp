@@ -1,3 +1,4 @@
+#include "core/strips.h"
 #include "solve/node_steps.h"
 
 #include <algorithm>
@@ -46,13 +47,8 @@ private:
     }
     template <typename Body>
     void strips(std::int32_t n, std::int32_t width, const Body& body) const noexcept {
-        if (!shared()) width = std::max(n, 1);
-        const auto strip = [&](std::int32_t i, std::int32_t) noexcept {
-            body(i * width, std::min(n, (i + 1) * width));
-        };
-        const std::int32_t n_strips = (n + width - 1) / width;
-        if (crew_ != nullptr && shared()) return crew_->share(n_strips, strip);
-        for (std::int32_t i = 0; i < n_strips; ++i) strip(i, 0);
+        if (crew_ != nullptr && shared()) return crew_->share_strips(0, n, width, body);
+        for_strips(n, shared() ? width : n, false, body);
     }
     /// What the columns [left, right), being solved, do to the pivots above `bottom`.
     void collect(std::int32_t bottom, std::int32_t left, std::int32_t right) const noexcept {

@@ -38,10 +38,7 @@ public:
     /// rows(begin, end) for parts of [0, n), side by side.
     template <typename Rows>
     void for_rows(const Rows& rows) noexcept {
-        constexpr std::int32_t PART = 8192;
-        crew_.share((analysis_.n + PART - 1) / PART, [&](std::int32_t i, std::int32_t) noexcept {
-            rows(i * PART, std::min(i * PART + PART, analysis_.n));
-        });
+        crew_.share_strips(0, analysis_.n, 8192, rows);
     }
 
     /// step(node, s, scratch, crew) for every node s, descendants first: solves the node's pivots in w and
